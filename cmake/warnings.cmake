@@ -1,0 +1,10 @@
+# Warnings are errors in everything that is ours.
+function(tolvane_set_warnings target)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 /WX /EHa /utf-8)
+    else()
+        target_compile_options(${target} PRIVATE
+            -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+            -Woverloaded-virtual -Wold-style-cast -Wcast-qual -Werror)
+    endif()
+endfunction()

@@ -1,0 +1,18 @@
+#include <tolvane/hashedfunction.h>
+
+#include "function/functionname.h"
+#include "function/hashedname.h"
+
+hashedfunction::hashedfunction(const char* signature)
+    : m_name(functionname(signature)), m_key(hashedname::build(m_name))
+{}
+
+hashedfunction::~hashedfunction()
+{
+    hashedname::destroy(m_key);
+}
+
+tolvane::string hashedfunction::functionname(const char* signature)
+{
+    return extractFunctionName(signature ? signature : "").c_str();
+}

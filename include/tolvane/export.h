@@ -1,0 +1,30 @@
+#pragma once
+
+/// What differs between compilers and is visible outside the library.
+///
+/// TOLVANE_EXPORT marks what crosses the library's boundary. On Windows there are three cases: the
+/// library itself is being built, its objects are linked into the program (TOLVANE_LINKED_IN), or a
+/// program imports them.
+
+#if !defined(_WIN32)
+#define TOLVANE_EXPORT __attribute__((visibility("default")))
+#elif defined(TOLVANE_BUILDING)
+#define TOLVANE_EXPORT __declspec(dllexport)
+#elif defined(TOLVANE_LINKED_IN)
+#define TOLVANE_EXPORT
+#else
+#define TOLVANE_EXPORT __declspec(dllimport)
+#endif
+
+/// Around the declarations of a public header. The Microsoft compiler warns about data members and
+/// bases whose class is compiled into both sides instead of being exported (4251, 4275), which is
+/// what the library intends, and about the standard multibyte conversions (4996), whose results the
+/// library bounds itself.
+#if defined(_MSC_VER)
+#define TOLVANE_BEGIN_DECLARATIONS \
+    __pragma(warning(push)) __pragma(warning(disable : 4251 4275 4996))
+#define TOLVANE_END_DECLARATIONS __pragma(warning(pop))
+#else
+#define TOLVANE_BEGIN_DECLARATIONS
+#define TOLVANE_END_DECLARATIONS
+#endif

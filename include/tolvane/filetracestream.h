@@ -1,0 +1,46 @@
+#pragma once
+
+#include <tolvane/export.h>
+#include <tolvane/string.h>
+#include <tolvane/tracestream.h>
+
+TOLVANE_BEGIN_DECLARATIONS
+
+/// A sink that appends lines to a file.
+///
+/// The file is opened for every line and closed again, so that others may read, copy, rename or
+/// delete it at any time; the next line makes a file of that name when there is none. Every line
+/// ends in carriage return and line feed, and so does every line feed inside a text. Bytes come
+/// from the conversion facet (std::codecvt<wchar_t, char, std::mbstate_t>) of the global C++
+/// locale; a line stops at the first character that it does not convert. A line that cannot be
+/// written is lost.
+class TOLVANE_EXPORT filetracestream : public tracestream
+{
+public:
+    /// \param filename  absolute, or relative to the current directory at the time of each line.
+    /// Nothing is opened or
+    ///                  checked; lines for a name that cannot be opened, or not be converted to the
+    ///                  process's locale, are lost until it can.
+    explicit filetracestream(const tolvane::string& filename);
+
+    /// Copies the levels and the name.
+    filetracestream(const filetracestream& other);
+
+    filetracestream& operator=(const filetracestream&) = delete;
+
+    void log(const formattedline& line) override;
+    ~filetracestream() override;
+
+    /// A hash of the name as it stands: other spellings of the same file's name are other sinks.
+    unsigned long long id() const override;
+
+    filetracestream* clone() const override;
+
+protected:
+    const tolvane::string& filename() const noexcept { return m_filename; }
+
+private:
+    tolvane::string m_filename;
+};
+
+TOLVANE_END_DECLARATIONS

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <tolvane/export.h>
+
+#include <atomic>
+#include <list>
+#include <memory>
+#include <unordered_map>
+
+class hashedfunction;
+
+namespace tolvane {
+class Mutex;
+class string;
+} // namespace tolvane
+
+TOLVANE_BEGIN_DECLARATIONS
+
+/// The registered functions that run on one thread, outermost first; its static members keep the
+/// stacks of all threads.
+///
+/// A stack is changed by its own thread only. Copying one is safe at any time, also while its
+/// thread changes it: the copy then holds a state in between.
+class TOLVANE_EXPORT stacktrace
+{
+public:
+    stacktrace();
+    stacktrace(const stacktrace& other);
+    stacktrace(stacktrace&& other) noexcept;
+    stacktrace& operator=(const stacktrace& other);
+    stacktrace& operator=(stacktrace&& other) noexcept;
+    ~stacktrace();
+
+    /// How many functions the stack holds.
+    unsigned long long size() const noexcept;
+
+    /// The function at a depth, 0 being the outermost; null beyond size().
+    const hashedfunction* operator[](unsigned long long depth) const noexcept;
+
+    /// Pushes a function onto the calling thread's stack. Null is ignored.
+    static void down(const hashedfunction* function);
+
+    /// Pops the calling thread's innermost function, if there is one.
+    /// \return true when the stack is empty afterwards.
+    static bool up();
+
+    /// A copy of the calling thread's stack.
+    static stacktrace getTrace();
+
+    /// Copies of the stacks of all threads that ever came here, those that have ended included.
+    /// Takes no lock, so that a fault can be reported whatever lock its thread holds.
+    static std::list<stacktrace> getTraces();
+
+private:
+    friend class traceobject;
+    friend struct stacktracetest;
+
+    struct Block;
+    struct Entry;
+
+    void push(const hashedfunction* function);
+    void pop() noexcept;
+    void clear() noexcept;
+
+    static stacktrace& myTrace();
+    static std::unordered_map<unsigned int, stacktrace>& m_alltraces();
+    static tolvane::Mutex& m_staticmutex();
+
+    // Readers on other threads load the count first, then the block, and bound one by the other.
+    std::atomic<Block*> m_functions; ///< owned; blocks that it outgrew are chained behind it
+    std::atomic<unsigned long long> m_count;
+};
+
+TOLVANE_END_DECLARATIONS

@@ -1,0 +1,313 @@
+#pragma once
+
+#include <tolvane/export.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <memory>
+#include <string>
+#include <utility>
+
+TOLVANE_BEGIN_DECLARATIONS
+
+namespace tolvane {
+
+/// The text type at the library's boundary: wide characters with a small inline buffer, a heap
+/// buffer beyond it, and a narrow copy made on demand.
+///
+/// Every operation is compiled into its user; the library and the application share only the
+/// layout. Wide characters are UTF-16 code units on Windows and code points on Linux. Narrow text
+/// is converted by the C library in the process's current locale (LC_CTYPE); a character that it
+/// cannot convert becomes "?". Counts are in characters.
+///
+/// Not thread-safe: one object is used by one thread at a time, narrow() included, since it
+/// replaces the copy. Throws std::bad_alloc only.
+class string
+{
+public:
+    using size_type = unsigned long long;
+
+    /// As a count: the whole text.
+    static constexpr size_type npos = ~0ULL;
+
+    /// The empty text.
+    string() noexcept = default;
+
+    /// Converts a narrow text; null gives the empty text.
+    string(const char* text) { assign(text); }
+
+    /// Copies a wide text; null gives the empty text.
+    string(const wchar_t* text) { assign(text); }
+
+    string(const string& other) : m_narrow(duplicate(other.m_narrow.get()))
+    {
+        place(other.c_str(), other.m_length);
+    }
+
+    ~string() = default;
+
+    /// Copies the wide text only.
+    string& operator=(const string& other)
+    {
+        place(other.c_str(), other.m_length);
+        return *this;
+    }
+
+    /// Replaces the text by a narrow one. Null gives the empty text; a text that cannot be
+    /// converted becomes as many
+    /// "?" as it has bytes.
+    string& assign(const char* text);
+
+    /// Replaces the text by the first min(wcslen(text), count) characters of a wide one; null gives
+    /// the empty text.
+    string& assign(const wchar_t* text, size_type count = npos)
+    {
+        place(text, boundedLength(text, count));
+        return *this;
+    }
+
+    /// Appends the first min(wcslen(text), count) characters; null appends nothing.
+    string& append(const wchar_t* text, size_type count = npos);
+
+    string operator+(const string& right) const
+    {
+        string sum(*this);
+        sum.append(right.c_str(), right.m_length);
+        return sum;
+    }
+
+    /// At most count characters from position on; a position at or beyond the end gives the empty
+    /// text.
+    string substr(size_type position, size_type count = npos) const
+    {
+        string part;
+        if (position < m_length) {
+            part.place(c_str() + position, lesser(count, m_length - position));
+        }
+        return part;
+    }
+
+    /// Removes the first count characters; npos, or more than there are, removes all.
+    string& erase(size_type count);
+
+    /// Compares with a narrow text, character by character.
+    /// \return -1, 0 or 1, by the first character that differs.
+    int compare(const char* text) const;
+
+    /// The wide text, ended by a 0 character; valid until the next change.
+    const wchar_t* c_str() const noexcept { return inlineIsActive() ? m_inline : m_heap.get(); }
+
+    /// The narrow text, ended by a 0 character and never null; valid until the next call or the
+    /// object's end.
+    const char* narrow() const
+    {
+        m_narrow = convert(c_str(), m_length);
+        return m_narrow.get();
+    }
+
+    /// Characters, the 0 at the end not counted.
+    size_type length() const noexcept { return m_length; }
+
+    bool empty() const noexcept { return m_length == 0; }
+
+    /// The number in decimal.
+    static string number(long long value) { return string(std::to_wstring(value).c_str()); }
+
+    /// Exchanges the wide texts; the narrow copies stay where they are.
+    void swapText(string& other) noexcept;
+
+private:
+    /// Texts of up to 7 characters need no allocation.
+    static constexpr size_type inlineSize = 8;
+
+    bool inlineIsActive() const noexcept { return !m_heap || m_inline[0] != 0; }
+    static size_type lesser(size_type a, size_type b) noexcept { return a < b ? a : b; }
+    static size_type boundedLength(const wchar_t* text, size_type limit) noexcept;
+    static void copy(wchar_t* to, const wchar_t* from, size_type count) noexcept
+    {
+        std::wmemmove(to, from, static_cast<std::size_t>(count));
+    }
+    void activate(const wchar_t* buffer) noexcept;
+    void place(const wchar_t* text, size_type length);
+
+    static std::unique_ptr<char[]> duplicate(const char* text);
+    static std::unique_ptr<char[]> convert(const wchar_t* text, size_type length);
+    static std::unique_ptr<char[]> convertSingly(const wchar_t* text, size_type length);
+
+    // The order is fixed: the library and the application read each other's objects.
+    wchar_t m_inline[inlineSize] = {}; ///< the text, when it is short
+    std::unique_ptr<wchar_t[]>
+        m_heap;               ///< the text, when it is long; may stay while the text is short
+    size_type m_length = 0;   ///< characters of the text
+    size_type m_capacity = 0; ///< characters that m_heap can hold
+    mutable std::unique_ptr<char[]> m_narrow; ///< last conversion; null until the first
+};
+
+inline string& string::assign(const char* text)
+{
+    const std::size_t bytes = text ? std::strlen(text) : 0;
+    if (bytes == 0) {
+        place(nullptr, 0);
+        return *this;
+    }
+    const std::unique_ptr<wchar_t[]> wide(new wchar_t[bytes + 1]());
+    std::size_t converted = std::mbstowcs(wide.get(), text, bytes + 1);
+    if (converted == 0 || converted == static_cast<std::size_t>(-1)) {
+        std::wmemset(wide.get(), L'?', bytes);
+        converted = bytes;
+    }
+    place(wide.get(), converted);
+    return *this;
+}
+
+inline string& string::append(const wchar_t* text, size_type count)
+{
+    const size_type added = boundedLength(text, count);
+    const size_type total = m_length + added;
+    std::unique_ptr<wchar_t[]> grown;
+    wchar_t* target = total < inlineSize ? m_inline : m_heap.get();
+    if (total >= inlineSize && total > m_capacity) {
+        grown.reset(new wchar_t[static_cast<std::size_t>(total) + 1]);
+        target = grown.get();
+    }
+    if (target != c_str()) {
+        copy(target, c_str(), m_length);
+    }
+    copy(target + m_length, text ? text : L"", added);
+    target[total] = 0;
+    if (grown) {
+        m_heap.swap(grown);
+        m_capacity = total;
+    }
+    activate(target);
+    m_length = total;
+    return *this;
+}
+
+inline string& string::erase(size_type count)
+{
+    if (count >= m_length) {
+        place(nullptr, 0);
+    } else if (count > 0) {
+        wchar_t* const text = inlineIsActive() ? m_inline : m_heap.get();
+        copy(text, text + count, m_length - count + 1);
+        m_length -= count;
+    }
+    return *this;
+}
+
+inline int string::compare(const char* text) const
+{
+    const string other(text);
+    const wchar_t* left = c_str();
+    const wchar_t* right = other.c_str();
+    while (*left && *left == *right) {
+        ++left;
+        ++right;
+    }
+    const auto leftUnit = static_cast<unsigned long>(*left);
+    const auto rightUnit = static_cast<unsigned long>(*right);
+    return leftUnit < rightUnit ? -1 : leftUnit > rightUnit ? 1 : 0;
+}
+
+inline void string::swapText(string& other) noexcept
+{
+    wchar_t kept[inlineSize];
+    copy(kept, m_inline, inlineSize);
+    copy(m_inline, other.m_inline, inlineSize);
+    copy(other.m_inline, kept, inlineSize);
+    m_heap.swap(other.m_heap);
+    std::swap(m_length, other.m_length);
+    std::swap(m_capacity, other.m_capacity);
+}
+
+inline string::size_type string::boundedLength(const wchar_t* text, size_type limit) noexcept
+{
+    size_type length = 0;
+    while (text && length < limit && text[length] != 0) {
+        ++length;
+    }
+    return length;
+}
+
+/// Empties the buffer that the text is not in, which is how inlineIsActive() tells them apart.
+inline void string::activate(const wchar_t* buffer) noexcept
+{
+    if (buffer != m_inline) {
+        m_inline[0] = 0;
+    } else if (m_heap) {
+        m_heap[0] = 0;
+    }
+}
+
+/// The text may lie in this object, so a buffer is given up only after it was copied.
+inline void string::place(const wchar_t* text, size_type length)
+{
+    std::unique_ptr<wchar_t[]> grown;
+    wchar_t* target = length < inlineSize ? m_inline : m_heap.get();
+    if (length >= inlineSize && length > m_capacity) {
+        grown.reset(new wchar_t[static_cast<std::size_t>(length) + 1]);
+        target = grown.get();
+    }
+    copy(target, text ? text : L"", length);
+    target[length] = 0;
+    if (grown) {
+        m_heap.swap(grown);
+        m_capacity = length;
+    }
+    activate(target);
+    m_length = length;
+}
+
+inline std::unique_ptr<char[]> string::duplicate(const char* text)
+{
+    std::unique_ptr<char[]> copied;
+    if (text) {
+        const std::size_t size = std::strlen(text) + 1;
+        copied.reset(new char[size]);
+        std::memcpy(copied.get(), text, size);
+    }
+    return copied;
+}
+
+/// Both passes may fail: some runtimes measure a text that they then cannot convert.
+inline std::unique_ptr<char[]> string::convert(const wchar_t* text, size_type length)
+{
+    const auto failed = static_cast<std::size_t>(-1);
+    const std::size_t bytes = std::wcstombs(nullptr, text, 0);
+    if (bytes != failed) {
+        std::unique_ptr<char[]> converted(new char[bytes + 1]());
+        if (std::wcstombs(converted.get(), text, bytes) != failed) {
+            return converted;
+        }
+    }
+    return convertSingly(text, length);
+}
+
+/// Character by character, a surrogate pair as one, so that the convertible ones survive beside the
+/// others.
+inline std::unique_ptr<char[]> string::convertSingly(const wchar_t* text, size_type length)
+{
+    const auto widest = static_cast<std::size_t>(MB_CUR_MAX);
+    std::unique_ptr<char[]> converted(new char[static_cast<std::size_t>(length) * widest + 1]());
+    char* out = converted.get();
+    while (*text) {
+        const bool pair = (*text & ~0x3FF) == 0xD800 && (text[1] & ~0x3FF) == 0xDC00;
+        const std::size_t units = pair ? 2 : 1;
+        const wchar_t piece[] = {text[0], pair ? text[1] : L'\0', 0};
+        std::size_t bytes = std::wcstombs(out, piece, units * widest);
+        if (bytes == static_cast<std::size_t>(-1)) {
+            std::memset(out, '?', units);
+            bytes = units;
+        }
+        out += bytes;
+        text += units;
+    }
+    *out = 0;
+    return converted;
+}
+
+} // namespace tolvane
+
+TOLVANE_END_DECLARATIONS

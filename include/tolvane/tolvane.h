@@ -1,0 +1,17 @@
+#pragma once
+
+/// Everything that an application needs to trace.
+
+#include <tolvane/export.h>
+#include <tolvane/filetracestream.h>
+#include <tolvane/formattedline.h>
+#include <tolvane/hashedfunction.h>
+#include <tolvane/nullobject.h>
+#include <tolvane/ostreamtracestream.h>
+#include <tolvane/scope.h>
+#include <tolvane/stacktrace.h>
+#include <tolvane/string.h>
+#include <tolvane/trace.h>
+#include <tolvane/tracelevel.h>
+#include <tolvane/traceobject.h>
+#include <tolvane/tracestream.h>

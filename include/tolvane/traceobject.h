@@ -1,0 +1,89 @@
+#pragma once
+
+#include <tolvane/export.h>
+#include <tolvane/string.h>
+#include <tolvane/tracelevel.h>
+
+#include <ostream>
+#include <streambuf>
+
+class hashedfunction;
+
+TOLVANE_BEGIN_DECLARATIONS
+
+namespace tolvane {
+struct formatwriter;
+}
+
+/// The stream that a traced function opens on entry; usually made by TOLVANE_SCOPE.
+///
+/// While it lives, its function is on the calling thread's call stack; with a sink at tl_trace it
+/// also queues an entry and an exit line. Text is collected until a line end, written as a
+/// character of its own (std::endl, put), hands the line to the dispatcher; a line end within a
+/// string stays in the text. Text that was not ended is discarded.
+///
+/// Used only by the thread that made it. Throws std::bad_alloc only; the destructor throws nothing.
+class TOLVANE_EXPORT traceobject : public std::basic_ostream<wchar_t>,
+                                   private std::basic_streambuf<wchar_t>
+{
+public:
+    using traits_type = std::basic_ostream<wchar_t>::traits_type;
+    using char_type = std::basic_ostream<wchar_t>::char_type;
+    using int_type = std::basic_ostream<wchar_t>::int_type;
+
+    /// \param function   the call site's pointer, usually a static one. Null: the function is
+    /// registered and the
+    ///                   pointer set, once however many threads come here at the same time.
+    /// \param signature  the compiler's text for the function; not looked at when the pointer is
+    /// set, and null counts
+    ///                   as empty.
+    traceobject(const hashedfunction*& function, const char* signature);
+    ~traceobject() override;
+
+    traceobject(const traceobject&) = delete;
+    traceobject& operator=(const traceobject&) = delete;
+
+    /// Sets the level of the lines that follow; tl_always at first.
+    traceobject& operator()(tracelevel_t level);
+
+    /// Asks the sinks for the function's level again, after levels have changed during the scope.
+    void reset();
+
+    /// Whether some sink took lines of this level when the scope was opened, or at the last
+    /// reset(). No lock.
+    bool takes(tracelevel_t level) const noexcept { return level <= m_level; }
+
+protected:
+    /// Appends the character, or queues the line when it is a line feed, a carriage return or the
+    /// end of file. \return the character, always.
+    int_type overflow(int_type c) override;
+
+    /// Appends a text; a NUL ends it, in each stretch of 10,485,760 characters.
+    /// \return the count, always.
+    std::streamsize xsputn(const wchar_t* text, std::streamsize count) override;
+
+private:
+    friend struct tolvane::formatwriter;
+    friend struct traceobjecttest;
+
+    void setLevel(tracelevel_t level);
+
+    /// Writes the next piece of a %-format, up to and without the next placeholder, and leaves the
+    /// rest in format.
+    void logtosplit(tolvane::string& format);
+
+    /// The same for a text of which length characters remain.
+    /// \return where the rest of the format starts.
+    const wchar_t* logtosplitchar(const wchar_t* format, unsigned long long& length);
+
+    void write(const tolvane::string& text);
+    void append(const wchar_t* text, unsigned long long count);
+    void endLine();
+
+    const hashedfunction* m_function;     ///< never null
+    tolvane::string m_line;               ///< the line being built
+    tracelevel_t m_lineLevel = tl_always; ///< level of the next line
+    tracelevel_t m_level = tl_always;     ///< the function's effective level, see reset()
+};
+
+TOLVANE_END_DECLARATIONS

@@ -1,0 +1,32 @@
+#include <tolvane/filetracestream.h>
+
+#include <tolvane/formattedline.h>
+
+#include "function/componenthash.h"
+#include "sinks/fileencoding.h"
+#include "support/file.h"
+
+#include <locale>
+
+filetracestream::filetracestream(const tolvane::string& filename) : m_filename(filename) {}
+
+filetracestream::filetracestream(const filetracestream& other) = default;
+
+filetracestream::~filetracestream() = default;
+
+void filetracestream::log(const formattedline& line)
+{
+    const tolvane::string text = line;
+    // a line that cannot be written is lost, and the next one tries again
+    tolvane::appendToFile(encodeFilename(m_filename), encodeLine(text, std::locale()));
+}
+
+unsigned long long filetracestream::id() const
+{
+    return static_cast<unsigned long long>(componentHash(m_filename.c_str(), m_filename.length()));
+}
+
+filetracestream* filetracestream::clone() const
+{
+    return new filetracestream(m_filename);
+}

@@ -1,0 +1,57 @@
+#include <tolvane/tracestream.h>
+
+#include <tolvane/hashedfunction.h>
+
+#include "function/functiontree.h"
+
+#include <memory>
+
+using leveltree = hashedfunctiontree<tracelevel_t>;
+
+tracestream::tracestream() : m_levels(new leveltree) {}
+
+tracestream::tracestream(const tracestream& other)
+{
+    auto levels = std::make_unique<leveltree>();
+    levels->assign(*other.m_levels);
+    m_levels = levels.release();
+}
+
+tracestream::~tracestream()
+{
+    delete m_levels;
+}
+
+tracestream& tracestream::operator=(const tracestream& other)
+{
+    if (this != &other && m_levels != other.m_levels) {
+        m_levels->assign(*other.m_levels);
+    }
+    return *this;
+}
+
+void tracestream::setLevel(tracelevel_t level)
+{
+    m_levels->set(level, tolvane::string());
+}
+
+void tracestream::setLevel(tracelevel_t level, const tolvane::string& name)
+{
+    m_levels->set(level, name);
+}
+
+void tracestream::clearLevels(tracelevel_t level)
+{
+    m_levels->clear(tolvane::string());
+    m_levels->set(level, tolvane::string());
+}
+
+void tracestream::clearLevels(const tolvane::string& name)
+{
+    m_levels->clear(name);
+}
+
+tracelevel_t tracestream::level(const hashedfunction& function) const
+{
+    return m_levels->lookup(function.key());
+}

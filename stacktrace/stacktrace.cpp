@@ -1,0 +1,184 @@
+#include <tolvane/stacktrace.h>
+
+#include "support/mutex.h"
+#include "support/threadid.h"
+
+#include <algorithm>
+#include <utility>
+
+// Other threads read a stack while its own thread changes it, and take no lock. So a stack lives in
+// a block of atomic slots; when it outgrows the block, a copy twice its size takes its place, and
+// the old block is kept for readers that still hold it. A reader bounds the count that it loaded by
+// the size of the block that it loaded afterwards.
+
+namespace {
+
+constexpr unsigned long long firstBlockSize = 16; ///< deeper than most stacks of traced functions
+
+} // namespace
+
+struct stacktrace::Block
+{
+    explicit Block(unsigned long long slotCount, Block* replaced)
+        : size(slotCount),
+          slots(new std::atomic<const hashedfunction*>[slotCount]()),
+          outgrown(replaced)
+    {}
+
+    const unsigned long long size;
+    const std::unique_ptr<std::atomic<const hashedfunction*>[]> slots;
+    const std::unique_ptr<Block> outgrown;
+};
+
+/// One thread's stack in the list that is walked without a lock. Entries are appended and never
+/// removed.
+struct stacktrace::Entry
+{
+    const stacktrace* stack;
+    Entry* next;
+
+    static std::atomic<Entry*>& head() noexcept
+    {
+        static std::atomic<Entry*> first{nullptr};
+        return first;
+    }
+};
+
+stacktrace::stacktrace() : m_functions(nullptr), m_count(0) {}
+
+stacktrace::stacktrace(const stacktrace& other) : stacktrace()
+{
+    const unsigned long long count = other.size();
+    for (unsigned long long depth = 0; depth < count; ++depth) {
+        if (const hashedfunction* const function = other[depth]) {
+            push(function);
+        }
+    }
+}
+
+stacktrace::stacktrace(stacktrace&& other) noexcept : stacktrace()
+{
+    *this = std::move(other);
+}
+
+stacktrace& stacktrace::operator=(const stacktrace& other)
+{
+    if (this != &other) {
+        *this = stacktrace(other);
+    }
+    return *this;
+}
+
+stacktrace& stacktrace::operator=(stacktrace&& other) noexcept
+{
+    if (this != &other) {
+        delete m_functions.exchange(other.m_functions.exchange(nullptr));
+        m_count = other.m_count.exchange(0);
+    }
+    return *this;
+}
+
+stacktrace::~stacktrace()
+{
+    delete m_functions.load();
+}
+
+unsigned long long stacktrace::size() const noexcept
+{
+    return m_count.load(std::memory_order_acquire);
+}
+
+const hashedfunction* stacktrace::operator[](unsigned long long depth) const noexcept
+{
+    const unsigned long long count = size();
+    const Block* const block = m_functions.load(std::memory_order_acquire);
+    return block && depth < std::min(count, block->size)
+               ? block->slots[depth].load(std::memory_order_relaxed)
+               : nullptr;
+}
+
+void stacktrace::push(const hashedfunction* function)
+{
+    const unsigned long long count = m_count.load(std::memory_order_relaxed);
+    Block* block = m_functions.load(std::memory_order_relaxed);
+    if (!block || count == block->size) {
+        auto* const grown = new Block(block ? block->size * 2 : firstBlockSize, block);
+        for (unsigned long long depth = 0; depth < count; ++depth) {
+            grown->slots[depth].store(block->slots[depth].load(std::memory_order_relaxed),
+                                      std::memory_order_relaxed);
+        }
+        m_functions.store(grown, std::memory_order_release);
+        block = grown;
+    }
+    block->slots[count].store(function, std::memory_order_relaxed);
+    m_count.store(count + 1, std::memory_order_release);
+}
+
+void stacktrace::pop() noexcept
+{
+    const unsigned long long count = m_count.load(std::memory_order_relaxed);
+    if (count != 0) {
+        m_count.store(count - 1, std::memory_order_release);
+    }
+}
+
+void stacktrace::clear() noexcept
+{
+    m_count.store(0, std::memory_order_release);
+}
+
+void stacktrace::down(const hashedfunction* function)
+{
+    if (function) {
+        myTrace().push(function);
+    }
+}
+
+bool stacktrace::up()
+{
+    stacktrace& mine = myTrace();
+    mine.pop();
+    return mine.size() == 0;
+}
+
+stacktrace stacktrace::getTrace()
+{
+    return myTrace();
+}
+
+std::list<stacktrace> stacktrace::getTraces()
+{
+    std::list<stacktrace> traces;
+    for (const Entry* entry = Entry::head().load(std::memory_order_acquire); entry;
+         entry = entry->next) {
+        traces.push_back(*entry->stack);
+    }
+    return traces;
+}
+
+stacktrace& stacktrace::myTrace()
+{
+    const tolvane::Auto_Mutex lock(m_staticmutex());
+    const auto inserted = m_alltraces().try_emplace(tolvane::currentThreadId());
+    stacktrace& mine = inserted.first->second;
+    if (inserted.second) {
+        std::atomic<Entry*>& head = Entry::head();
+        head.store(new Entry{&mine, head.load(std::memory_order_relaxed)},
+                   std::memory_order_release);
+    }
+    return mine;
+}
+
+/// Never destroyed, like the lock: fault handlers and destructors of other statics come here at the
+/// very end.
+std::unordered_map<unsigned int, stacktrace>& stacktrace::m_alltraces()
+{
+    static auto* const traces = new std::unordered_map<unsigned int, stacktrace>;
+    return *traces;
+}
+
+tolvane::Mutex& stacktrace::m_staticmutex()
+{
+    static auto* const lock = new tolvane::Mutex;
+    return *lock;
+}

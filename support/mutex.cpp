@@ -1,0 +1,40 @@
+#include "support/mutex.h"
+
+#include "support/clock.h"
+
+namespace tolvane {
+
+bool Mutex::Impl::timedLock(unsigned long long timeout)
+{
+    if (m_section.tryEnter()) {
+        return true;
+    }
+    const Clock& clock = Clock::current();
+    const unsigned long long start = clock.ticks();
+    unsigned long long now = start;
+    do {
+        if (m_section.tryEnter()) {
+            return true;
+        }
+        now = clock.ticks();
+        clock.sleep(1); // the last pass sleeps too, which gives the holder a chance before the next
+                        // caller tries
+    } while (now < start + timeout);
+    return false;
+}
+
+} // namespace tolvane
+
+lockobject::lockobject(tolvane::Mutex& mutex) : m_mutex(&mutex)
+{
+    if (m_mutex->impl()) {
+        m_mutex->impl()->lock();
+    }
+}
+
+lockobject::~lockobject()
+{
+    if (m_mutex->impl()) {
+        m_mutex->impl()->unlock();
+    }
+}

@@ -1,0 +1,69 @@
+#include "support/clock.h"
+
+#include <time.h>
+
+namespace tolvane {
+
+namespace {
+
+constexpr unsigned long long ticksPerSecond = 10000000;
+constexpr unsigned long long nanosecondsPerTick = 100;
+constexpr long nanosecondsPerMillisecond = 1000000;
+
+timespec realTime() noexcept
+{
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now;
+}
+
+class PosixClock : public Clock
+{
+public:
+    unsigned long long ticks() const noexcept override
+    {
+        const timespec now = realTime();
+        return static_cast<unsigned long long>(now.tv_sec) * ticksPerSecond +
+               static_cast<unsigned long long>(now.tv_nsec) / nanosecondsPerTick;
+    }
+
+    unsigned long long localMilliseconds() const noexcept override
+    {
+        const timespec now = realTime();
+        std::tm local = {};
+        localtime_r(&now.tv_sec, &local);
+        return static_cast<unsigned long long>(now.tv_sec + local.tm_gmtoff) * 1000 +
+               static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
+    }
+
+    void sleep(unsigned int milliseconds) const noexcept override
+    {
+        timespec left = {static_cast<time_t>(milliseconds / 1000),
+                         static_cast<long>(milliseconds % 1000) * nanosecondsPerMillisecond};
+        while (nanosleep(&left, &left) != 0) {
+            // woken by a signal: sleep the rest
+        }
+    }
+};
+
+} // namespace
+
+/// Never destroyed: lines are stamped until the very end of the process.
+const Clock& Clock::platform() noexcept
+{
+    static const Clock* const clock = new PosixClock;
+    return *clock;
+}
+
+bool Clock::calendar(unsigned long long seconds, std::tm& fields) noexcept
+{
+    std::tm result = {};
+    const auto time = static_cast<time_t>(seconds);
+    if (!gmtime_r(&time, &result)) {
+        return false;
+    }
+    fields = result;
+    return true;
+}
+
+} // namespace tolvane

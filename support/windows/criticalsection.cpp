@@ -1,0 +1,44 @@
+#include "support/criticalsection.h"
+
+#include "support/windows/platform.h"
+
+#include <new>
+
+namespace tolvane {
+
+namespace {
+
+CRITICAL_SECTION* native(unsigned char* resource) noexcept
+{
+    return std::launder(reinterpret_cast<CRITICAL_SECTION*>(resource));
+}
+
+} // namespace
+
+CriticalSection::CriticalSection()
+{
+    static_assert(sizeof(CRITICAL_SECTION) <= resourceSize);
+    InitializeCriticalSection(new (m_resource) CRITICAL_SECTION);
+}
+
+CriticalSection::~CriticalSection()
+{
+    DeleteCriticalSection(native(m_resource));
+}
+
+void CriticalSection::enter() noexcept
+{
+    EnterCriticalSection(native(m_resource));
+}
+
+bool CriticalSection::tryEnter() noexcept
+{
+    return TryEnterCriticalSection(native(m_resource)) != 0;
+}
+
+void CriticalSection::leave() noexcept
+{
+    LeaveCriticalSection(native(m_resource));
+}
+
+} // namespace tolvane

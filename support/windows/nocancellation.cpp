@@ -1,0 +1,10 @@
+#include "support/nocancellation.h"
+
+namespace tolvane {
+
+/// Threads are not cancelled here.
+NoCancellation::NoCancellation() noexcept = default;
+
+NoCancellation::~NoCancellation() = default;
+
+} // namespace tolvane

@@ -1,0 +1,83 @@
+#include <tolvane/trace.h>
+
+#include <tolvane/hashedfunction.h>
+
+#include "trace/traceimpl.h"
+
+namespace {
+
+traceimpl& dispatcher()
+{
+    return safesingleton<traceimpl>::instance();
+}
+
+} // namespace
+
+nullobject trace::__nullobject;
+
+tracestream& trace::output(const tracestream& sink)
+{
+    return dispatcher().output(sink);
+}
+
+void trace::remove(const tracestream& sink)
+{
+    dispatcher().remove(sink);
+}
+
+void trace::setLevel(tracelevel_t level)
+{
+    dispatcher().setLevel(level, tolvane::string());
+}
+
+void trace::setLevel(tracelevel_t level, const tolvane::string& name)
+{
+    dispatcher().setLevel(level, name);
+}
+
+tracelevel_t trace::level(const hashedfunction& function)
+{
+    return dispatcher().maxLevel(function);
+}
+
+/// A copy is converted: the caller's object may be in use by several threads.
+tracelevel_t trace::level(const tolvane::string& name)
+{
+    return level(hashedfunction(tolvane::string(name).narrow()));
+}
+
+tracelevel_t trace::level(const std::string& name)
+{
+    return level(tolvane::string(name.c_str()));
+}
+
+const hashedfunction& trace::registerfunction(const char* signature)
+{
+    return dispatcher().registerfunction(signature);
+}
+
+const hashedfunction& trace::registerfunction(const wchar_t* signature)
+{
+    return registerfunction(tolvane::string(signature).narrow());
+}
+
+void trace::clearLevels(tracelevel_t level)
+{
+    dispatcher().clearLevels(level);
+}
+
+void trace::clearLevels(const tolvane::string& name)
+{
+    dispatcher().clearLevels(name);
+}
+
+tracelevel_t trace::getLevelFromInt(int level, tracelevel_t fallback)
+{
+    return static_cast<unsigned int>(level) <= tl_trace ? static_cast<tracelevel_t>(level)
+                                                        : fallback;
+}
+
+void trace::flush(unsigned long long milliseconds)
+{
+    dispatcher().flushQueue(milliseconds);
+}

@@ -1,0 +1,159 @@
+#include "trace/traceimpl.h"
+
+#include "support/clock.h"
+#include "support/nativethread.h"
+#include "trace/writethread.h"
+
+#include <memory>
+#include <utility>
+
+namespace {
+
+constexpr int writerWaits = 9;                ///< about a second: the writer may never come
+constexpr unsigned int writerWait = 100;      ///< milliseconds
+constexpr unsigned int writerRetryPause = 10; ///< milliseconds
+
+/// How long the locks are waited for at the end, in ticks of 100 nanoseconds. A living thread gives
+/// them back, a killed one does not.
+constexpr unsigned long long untilGivenBack = 100ULL * 365 * 24 * 3600 * 10000000;
+constexpr unsigned long long unlessKilled = 500;
+
+using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
+
+} // namespace
+
+traceimpl::traceimpl() : m_writeThread(new WriteThread(*this)) {}
+
+traceimpl::~traceimpl()
+{
+    stop();
+}
+
+tracestream& traceimpl::output(const tracestream& sink)
+{
+    const lockobject lock(m_instanceMutex);
+    const tolvane::Auto_Mutex streamLock(m_streamMutex);
+    const unsigned long long id = sink.id();
+    std::unique_ptr<tracestream> attached(
+        sink.clone()); // before the deletion: the sink may be the attached one
+    tracestream*& place = m_streams[id];
+    const std::unique_ptr<tracestream> replaced(
+        place); // deleted last: its destructor may come here again
+    place = attached.release();
+    return *place;
+}
+
+void traceimpl::remove(const tracestream& sink)
+{
+    const lockobject lock(m_instanceMutex);
+    flushQueue(0);
+    const tolvane::Auto_Mutex streamLock(m_streamMutex);
+    const auto found = m_streams.find(sink.id());
+    if (found != m_streams.end()) {
+        const std::unique_ptr<tracestream> removed(found->second);
+        m_streams.erase(found);
+    }
+}
+
+void traceimpl::setLevel(tracelevel_t level, const tolvane::string& name)
+{
+    const lockobject lock(m_instanceMutex);
+    const tolvane::Auto_Mutex streamLock(m_streamMutex);
+    for (const auto& stream : m_streams) {
+        stream.second->setLevel(level, name);
+    }
+}
+
+void traceimpl::clearLevels(tracelevel_t level)
+{
+    const lockobject lock(m_instanceMutex);
+    const tolvane::Auto_Mutex streamLock(m_streamMutex);
+    for (const auto& stream : m_streams) {
+        stream.second->clearLevels(level);
+    }
+}
+
+void traceimpl::clearLevels(const tolvane::string& name)
+{
+    if (name.empty()) {
+        clearLevels(tl_always);
+        return;
+    }
+    const lockobject lock(m_instanceMutex);
+    const tolvane::Auto_Mutex streamLock(m_streamMutex);
+    for (const auto& stream : m_streams) {
+        stream.second->clearLevels(name);
+    }
+}
+
+tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
+{
+    const lockobject lock(m_instanceMutex);
+    tracelevel_t greatest = tl_always;
+    for (const auto& stream : m_streams) {
+        const tracelevel_t level = stream.second->level(function);
+        if (level > greatest) {
+            greatest = level;
+        }
+    }
+    return greatest;
+}
+
+const hashedfunction& traceimpl::registerfunction(const char* signature)
+{
+    const lockobject lock(m_instanceMutex);
+    m_functions.emplace_back(new hashedfunction(signature));
+    return *m_functions.back();
+}
+
+void traceimpl::stop() noexcept
+{
+    m_running = false;
+    waitForWriter();
+    finish();
+    m_writeThread.close();
+}
+
+/// Bounded: the writer may be gone, or hang in a sink.
+void traceimpl::waitForWriter()
+{
+    for (int attempt = 0; attempt < writerWaits; ++attempt) {
+        if (m_stopped || !m_writeThread.started() || m_writeThread.ended()) {
+            return;
+        }
+        bool timedOut = false;
+        bool passed = false;
+        {
+            const eventlock lock(m_written.impl());
+            m_written.value = false;
+            m_written.impl()->wait(true, &timedOut, writerWait);
+            passed = m_written.value && !timedOut;
+        }
+        if (!passed && !m_stopped) {
+            tolvane::Clock::current().sleep(writerRetryPause);
+        }
+    }
+}
+
+/// Whether threads may have died with the library's locks in their hands.
+bool traceimpl::writerWasKilled() const noexcept
+{
+    return tolvane::nativethread::othersAreStopped() || (m_writeThread.ended() && !m_stopped);
+}
+
+/// The instance lock guards the queue, so without it the queue may be in the middle of a change and
+/// is left alone. Without the sink lock the sinks are whole, but for the line that the dead thread
+/// was writing.
+void traceimpl::finish() noexcept
+{
+    const unsigned long long patience = writerWasKilled() ? unlessKilled : untilGivenBack;
+    const tolvane::Auto_TimedMutex lock(m_instanceMutex, patience);
+    const tolvane::Auto_TimedMutex streamLock(m_streamMutex, patience);
+    m_finished = true;
+    if (lock.owns()) {
+        writeLines(takeQueue());
+    }
+    for (const auto& stream : std::exchange(m_streams, {})) {
+        delete stream.second;
+    }
+}

@@ -1,0 +1,167 @@
+#include <tolvane/traceobject.h>
+
+#include <tolvane/formattedline.h>
+#include <tolvane/hashedfunction.h>
+#include <tolvane/stacktrace.h>
+#include <tolvane/trace.h>
+
+#include "support/atomicref.h"
+#include "trace/traceimpl.h"
+
+#include <algorithm>
+#include <cwchar>
+
+namespace {
+
+constexpr std::streamsize longestChunk =
+    0xA00000; ///< characters looked through for a NUL at a time
+
+traceimpl& dispatcher()
+{
+    return safesingleton<traceimpl>::instance();
+}
+
+/// Two threads may enter a function for the first time at once: the lock decides which of them
+/// registers it.
+const hashedfunction* registered(const hashedfunction*& function, const char* signature)
+{
+    std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
+    const hashedfunction* known = shared.load(std::memory_order_acquire);
+    if (!known) {
+        const lockobject lock(dispatcher().m_instanceMutex);
+        known = shared.load(std::memory_order_acquire);
+        if (!known) {
+            known = &trace::registerfunction(signature);
+            shared.store(known, std::memory_order_release);
+        }
+    }
+    return known;
+}
+
+void queueMarker(const hashedfunction& function, formattedline::type_t type)
+{
+    const lockobject lock(dispatcher().m_instanceMutex);
+    dispatcher().queueMarker(function, type);
+}
+
+} // namespace
+
+traceobject::traceobject(const hashedfunction*& function, const char* signature)
+    : std::basic_ostream<wchar_t>(nullptr), m_function(registered(function, signature))
+{
+    rdbuf(this);
+    reset();
+    stacktrace::down(m_function);
+    if (takes(tl_trace)) {
+        try {
+            queueMarker(*m_function, formattedline::tt_starting);
+        } catch (...) {
+            stacktrace::up(); // the destructor of what was not constructed will not
+            throw;
+        }
+    }
+}
+
+traceobject::~traceobject()
+{
+    try {
+        stacktrace::up();
+        if (takes(tl_trace)) {
+            queueMarker(*m_function, formattedline::tt_exiting);
+        }
+    } catch (...) {
+        // no memory for the exit line: it is dropped
+    }
+}
+
+traceobject& traceobject::operator()(tracelevel_t level)
+{
+    setLevel(level);
+    return *this;
+}
+
+void traceobject::setLevel(tracelevel_t level)
+{
+    m_lineLevel = level;
+}
+
+void traceobject::reset()
+{
+    m_level = trace::level(*m_function);
+}
+
+traceobject::int_type traceobject::overflow(int_type c)
+{
+    if (traits_type::eq_int_type(c, traits_type::eof()) || c == L'\n' || c == L'\r') {
+        endLine();
+    } else {
+        const wchar_t character = traits_type::to_char_type(c);
+        append(&character, 1);
+    }
+    return c;
+}
+
+std::streamsize traceobject::xsputn(const wchar_t* text, std::streamsize count)
+{
+    for (std::streamsize done = 0; done < count; done += longestChunk) {
+        append(text + done, static_cast<unsigned long long>(std::min(count - done, longestChunk)));
+    }
+    return count;
+}
+
+/// Appends the characters before the first NUL, which is how tolvane::string counts.
+void traceobject::append(const wchar_t* text, unsigned long long count)
+{
+    m_line.append(text, count);
+}
+
+void traceobject::endLine()
+{
+    const lockobject lock(dispatcher().m_instanceMutex);
+    dispatcher().queueLine(m_lineLevel, *m_function, m_line);
+}
+
+void traceobject::write(const tolvane::string& text)
+{
+    xsputn(text.c_str(), static_cast<std::streamsize>(text.length()));
+}
+
+void traceobject::logtosplit(tolvane::string& format)
+{
+    for (const wchar_t* mark = std::wcschr(format.c_str(), L'%'); mark && mark[1] != 0;
+         mark = std::wcschr(format.c_str(), L'%')) {
+        const auto before = static_cast<unsigned long long>(mark - format.c_str());
+        const bool doubled = mark[1] == L'%';
+        xsputn(format.c_str(), static_cast<std::streamsize>(before));
+        format.erase(before + 2);
+        if (!doubled) {
+            return;
+        }
+        xsputn(L"%%", 2); // both are kept
+    }
+    write(format.empty() ? tolvane::string(L" ") : format);
+    format.erase(tolvane::string::npos);
+}
+
+const wchar_t* traceobject::logtosplitchar(const wchar_t* format, unsigned long long& length)
+{
+    const wchar_t* mark = std::wcschr(format, L'%');
+    while (mark && length != 0 && static_cast<unsigned long long>(mark - format) < length - 1) {
+        const auto before = static_cast<unsigned long long>(mark - format);
+        const bool doubled = mark[1] == L'%';
+        xsputn(format, static_cast<std::streamsize>(before));
+        length -= before + 2;
+        format = mark + 2;
+        if (!doubled) {
+            return format;
+        }
+        xsputn(L"%%", 2);
+        mark = std::wcschr(format, L'%');
+    }
+    xsputn(format, static_cast<std::streamsize>(length));
+    if (length == 0 || !mark) {
+        xsputn(L" ", 1);
+    }
+    length = 0;
+    return format;
+}

@@ -1,0 +1,22 @@
+#include "trace/writethread.h"
+
+#include "support/clock.h"
+
+namespace {
+
+constexpr unsigned int passInterval =
+    10; ///< milliseconds: short for a reader, long for a processor
+
+} // namespace
+
+unsigned int traceimpl::WriteThread::run()
+{
+    while (m_dispatcher->m_running) {
+        tolvane::Clock::current().sleep(passInterval);
+        m_dispatcher->writePass();
+    }
+    m_dispatcher->m_stopped = true;
+    m_dispatcher->m_written.impl()
+        ->signal(); // whoever waits for the end need not wait for its time-out
+    return 0;
+}
