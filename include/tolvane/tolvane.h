@@ -8,6 +8,7 @@
 #include <tolvane/hashedfunction.h>
 #include <tolvane/nullobject.h>
 #include <tolvane/ostreamtracestream.h>
+#include <tolvane/rotatingfilestracestream.h>
 #include <tolvane/scope.h>
 #include <tolvane/stacktrace.h>
 #include <tolvane/string.h>

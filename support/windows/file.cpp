@@ -1,21 +1,21 @@
 #include "support/file.h"
 
+#include "support/windows/filetimes.h"
 #include "support/windows/platform.h"
 
 namespace tolvane {
 
-namespace {
-
-constexpr DWORD sharedWithAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
-} // namespace
-
 bool appendToFile(const std::string& path, const std::string& bytes) noexcept
 {
-    const HANDLE file = CreateFileA(path.c_str(), FILE_APPEND_DATA, sharedWithAll, nullptr,
-                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file =
+        CreateFileA(path.c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES, sharedWithAll, nullptr,
+                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const bool made = GetLastError() != ERROR_ALREADY_EXISTS;
     if (file == INVALID_HANDLE_VALUE) {
         return false;
+    }
+    if (made) {
+        markAsCreatedNow(file);
     }
     DWORD written = 0;
     const bool ok =

@@ -1,0 +1,140 @@
+#include <tolvane/rotatingfilestracestream.h>
+
+#include <tolvane/formattedline.h>
+
+#include "sinks/fileencoding.h"
+#include "support/clock.h"
+#include "support/filesystem.h"
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr unsigned long long fewestFiles = 2; ///< the current one and an older one
+constexpr unsigned long long millisecondsPerDay = 86400000;
+constexpr int kibibyteShift = 10;
+
+/// Up to this many numbers, trying each is cheaper than listing the folder.
+constexpr unsigned long long mostNumbersTried = 64;
+
+std::string numbered(const std::string& path, unsigned long long number)
+{
+    return path + '.' + std::to_string(number);
+}
+
+/// The numbers that a file may move to, or be deleted from, when the files numbered below the
+/// oldest move up by one: the greatest first. Where neither the number nor the one before it has a
+/// file, there is nothing to do.
+std::vector<unsigned long long> numbersToFill(const std::string& path, unsigned long long oldest)
+{
+    std::vector<unsigned long long> existing;
+    const bool listed =
+        oldest > mostNumbersTried && tolvane::FileSystem::current().numbersBehind(path, existing);
+    std::vector<unsigned long long> numbers;
+    for (unsigned long long i = 1; !listed && i <= std::min(oldest, mostNumbersTried); ++i) {
+        numbers.push_back(i);
+    }
+    for (const unsigned long long number : existing) {
+        if (number <= oldest && number != 0) {
+            numbers.push_back(number);
+        }
+        if (number < oldest) {
+            numbers.push_back(number + 1);
+        }
+    }
+    std::sort(numbers.begin(), numbers.end(), std::greater<>());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    return numbers;
+}
+
+/// Moves every older file up by one, the oldest out, and the current one to number 0. Files that
+/// cannot be deleted or renamed stay where they are.
+void shift(const std::string& path, unsigned long long oldest)
+{
+    const tolvane::FileSystem& files = tolvane::FileSystem::current();
+    for (const unsigned long long number : numbersToFill(path, oldest)) {
+        files.remove(numbered(path, number));
+        files.rename(numbered(path, number - 1), numbered(path, number));
+    }
+    files.remove(numbered(path, 0));
+    files.rename(path, numbered(path, 0));
+}
+
+} // namespace
+
+struct rotatingfilestracestream::Impl
+{
+    unsigned long long m_files;    ///< kept, the current one included
+    unsigned long long m_maxsize;  ///< KiB
+    unsigned long long m_maxdays;  ///< 0: no limit
+    unsigned long long m_size = 0; ///< estimate of the current file's size; 0: unknown
+    unsigned long long m_started =
+        0; ///< milliseconds since 1970 of the current file's creation; 0: unknown
+
+    /// Looks at the current file after a line, and starts a new one when it has reached a limit.
+    void rotate(const tolvane::string& filename, const tolvane::string& text)
+    {
+        const std::string path = encodeFilename(filename);
+        if (!update(path, text.length()) || !limitReached()) {
+            return;
+        }
+        shift(path, std::max(m_files, fewestFiles) - fewestFiles);
+        tolvane::FileSystem::current().createEmpty(path);
+        m_size = 0; // so that the next line reads the new file's status
+        m_started = tolvane::Clock::current().localMilliseconds();
+    }
+
+private:
+    /// \return whether size and start are known.
+    bool update(const std::string& path, unsigned long long lineLength)
+    {
+        if (m_size != 0 && m_started != 0) {
+            m_size += lineLength;
+            return true;
+        }
+        tolvane::FileStatus status;
+        if (!tolvane::FileSystem::current().status(path, status)) {
+            return false; // it is read again after the next line
+        }
+        m_size = status.size;
+        m_started = status.created * 1000;
+        return m_size != 0 && m_started != 0;
+    }
+
+    /// The start may be in UTC while the clock is local, and the clock may have stepped back.
+    bool limitReached() const
+    {
+        const unsigned long long now = tolvane::Clock::current().localMilliseconds();
+        const bool ageCounts = m_maxdays != 0 && now >= m_started;
+        return m_size >= m_maxsize << kibibyteShift ||
+               (ageCounts && now - m_started >= m_maxdays * millisecondsPerDay);
+    }
+};
+
+rotatingfilestracestream::rotatingfilestracestream(const tolvane::string& filename,
+                                                   unsigned long long files,
+                                                   unsigned long long maxsize,
+                                                   unsigned long long maxdays)
+    : filetracestream(filename), m_rotation(new Impl{files, maxsize, maxdays})
+{}
+
+rotatingfilestracestream::rotatingfilestracestream(const rotatingfilestracestream& other)
+    : rotatingfilestracestream(other.filename(), other.m_rotation->m_files,
+                               other.m_rotation->m_maxsize, other.m_rotation->m_maxdays)
+{}
+
+rotatingfilestracestream::~rotatingfilestracestream() = default;
+
+void rotatingfilestracestream::log(const formattedline& line)
+{
+    filetracestream::log(line);
+    m_rotation->rotate(filename(), line);
+}
+
+rotatingfilestracestream* rotatingfilestracestream::clone() const
+{
+    return new rotatingfilestracestream(*this);
+}

@@ -1,0 +1,36 @@
+#include "support/filesystem.h"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace tolvane {
+
+namespace {
+
+std::atomic<const FileSystem*> replacement{nullptr};
+
+} // namespace
+
+const FileSystem& FileSystem::current() noexcept
+{
+    const FileSystem* const replaced = replacement.load(std::memory_order_acquire);
+    return replaced ? *replaced : platform();
+}
+
+void FileSystem::use(const FileSystem* fileSystem) noexcept
+{
+    replacement.store(fileSystem, std::memory_order_release);
+}
+
+/// A number that reads differently when it is written again has leading zeros, or too many digits,
+/// or other characters.
+void FileSystem::appendNumber(std::vector<unsigned long long>& numbers, const std::string& filename)
+{
+    const std::string suffix = filename.substr(filename.rfind('.') + 1);
+    const unsigned long long number = std::strtoull(suffix.c_str(), nullptr, 10);
+    if (std::to_string(number) == suffix) {
+        numbers.push_back(number);
+    }
+}
+
+} // namespace tolvane

@@ -1,0 +1,69 @@
+#include "support/filesystem.h"
+
+#include "support/windows/filetimes.h"
+#include "support/windows/platform.h"
+
+#include <stdio.h>
+#include <sys/stat.h>
+
+namespace tolvane {
+
+namespace {
+
+class WindowsFileSystem : public FileSystem
+{
+public:
+    bool status(const std::string& path, FileStatus& status) const override
+    {
+        struct _stat64 found;
+        if (_stat64(path.c_str(), &found) != 0) {
+            return false;
+        }
+        status.size = static_cast<unsigned long long>(found.st_size);
+        status.created = static_cast<unsigned long long>(found.st_ctime);
+        return true;
+    }
+
+    void remove(const std::string& path) const override { ::remove(path.c_str()); }
+
+    void rename(const std::string& from, const std::string& to) const override
+    {
+        ::rename(from.c_str(), to.c_str());
+    }
+
+    void createEmpty(const std::string& path) const override
+    {
+        const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, sharedWithAll, nullptr,
+                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (file != INVALID_HANDLE_VALUE) {
+            markAsCreatedNow(file);
+            CloseHandle(file);
+        }
+    }
+
+    bool numbersBehind(const std::string& path,
+                       std::vector<unsigned long long>& numbers) const override
+    {
+        WIN32_FIND_DATAA found;
+        const HANDLE search = FindFirstFileA((path + ".*").c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) {
+            return GetLastError() == ERROR_FILE_NOT_FOUND;
+        }
+        do {
+            appendNumber(numbers, found.cFileName);
+        } while (FindNextFileA(search, &found));
+        FindClose(search);
+        return true;
+    }
+};
+
+} // namespace
+
+/// Never destroyed: lines are written until the very end of the process.
+const FileSystem& FileSystem::platform() noexcept
+{
+    static const FileSystem* const fileSystem = new WindowsFileSystem;
+    return *fileSystem;
+}
+
+} // namespace tolvane
