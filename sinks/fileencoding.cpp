@@ -1,6 +1,7 @@
 #include "sinks/fileencoding.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cwchar>
 
 namespace {
@@ -40,36 +41,60 @@ void appendUnshift(std::string& bytes, const facet_t& facet, std::mbstate_t& sta
     }
 }
 
-std::string withCarriageReturns(const std::string& bytes)
+/// Makes every line feed from a position on carriage return and line feed.
+void addCarriageReturns(std::string& bytes, std::size_t start)
 {
-    std::string lines;
-    lines.reserve(bytes.size() + 1);
-    for (const char byte : bytes) {
-        if (byte == '\n') {
-            lines += '\r';
-        }
-        lines += byte;
+    for (std::size_t found = bytes.find('\n', start); found != std::string::npos;
+         found = bytes.find('\n', found + 2)) {
+        bytes.insert(found, 1, '\r');
     }
-    return lines;
+}
+
+/// Appends the text with its line end when it is of ASCII characters, which the classic locale
+/// converts to themselves.
+bool appendPlainLine(std::string& bytes, const tolvane::string& text)
+{
+    constexpr wchar_t lastAscii = 0x7F;
+    const std::size_t start = bytes.size();
+    const auto length = static_cast<std::size_t>(text.length());
+    const wchar_t* const characters = text.c_str();
+    bytes.resize(start + length + 2);
+    char* const to = &bytes[start];
+    unsigned int seen = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        const auto character = static_cast<unsigned int>(characters[i]);
+        seen |= character;
+        to[i] = static_cast<char>(character);
+    }
+    to[length] = '\r';
+    to[length + 1] = '\n';
+    if (seen > static_cast<unsigned int>(lastAscii) || std::memchr(to, '\n', length)) {
+        bytes.resize(start);
+        return false;
+    }
+    return true;
 }
 
 } // namespace
 
-std::string encodeLine(const tolvane::string& text, const std::locale& locale)
+void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale)
 {
+    if (locale == std::locale::classic() && appendPlainLine(bytes, text)) {
+        return;
+    }
     const auto& facet = std::use_facet<facet_t>(locale);
     const wchar_t lineEnd = std::use_facet<std::ctype<wchar_t>>(locale).widen('\n');
-    std::string bytes;
+    const std::size_t start = bytes.size();
     std::mbstate_t state = {};
     appendConverted(bytes, text.c_str(), text.c_str() + text.length(), facet, state);
     state = {}; // the line end follows also where the text failed to convert
-    const std::size_t textBytes = bytes.size();
+    const std::size_t textEnd = bytes.size();
     appendConverted(bytes, &lineEnd, &lineEnd + 1, facet, state);
     appendUnshift(bytes, facet, state);
-    if (bytes.size() == textBytes) {
+    if (bytes.size() == textEnd) {
         bytes += '\n';
     }
-    return withCarriageReturns(bytes);
+    addCarriageReturns(bytes, start);
 }
 
 std::string encodeFilename(const tolvane::string& filename)

@@ -5,10 +5,10 @@
 #include <locale>
 #include <string>
 
-/// The bytes of one line in a trace file: the text as the locale's conversion facet
+/// Appends the bytes of one line in a trace file: the text as the locale's conversion facet
 /// (std::codecvt<wchar_t, char, std::mbstate_t>) gives it, up to the first character that it does
 /// not convert, and a line end. Every line feed, in the text too, is carriage return and line feed.
-std::string encodeLine(const tolvane::string& text, const std::locale& locale);
+void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale);
 
 /// A file name as the platform takes it, converted in the process's current locale.
 /// \return empty when a character of the name does not convert: no file has that name.

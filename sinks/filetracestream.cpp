@@ -7,6 +7,7 @@
 #include "support/file.h"
 
 #include <locale>
+#include <string>
 
 filetracestream::filetracestream(const tolvane::string& filename) : m_filename(filename) {}
 
@@ -16,9 +17,10 @@ filetracestream::~filetracestream() = default;
 
 void filetracestream::log(const formattedline& line)
 {
-    const tolvane::string text = line;
+    std::string bytes;
+    appendEncodedLine(bytes, line.rendered(), std::locale());
     // a line that cannot be written is lost, and the next one tries again
-    tolvane::appendToFile(encodeFilename(m_filename), encodeLine(text, std::locale()));
+    tolvane::appendToFile(encodeFilename(m_filename), bytes.data(), bytes.size());
 }
 
 unsigned long long filetracestream::id() const

@@ -6,50 +6,92 @@
 #include "support/clock.h"
 #include "support/threadid.h"
 
+#include <algorithm>
 #include <cwchar>
+#include <string_view>
 
 namespace {
 
 constexpr wchar_t levelLetters[] = L"!EWIVDT";
-constexpr std::size_t narrowestThreadId = 4; ///< characters, filled with blanks on the left
+constexpr int narrowestThreadId = 4; ///< characters, filled with blanks on the left
 
-std::wstring hexadecimal(unsigned long long number)
+constexpr std::wstring_view startingBody = L"starting";
+constexpr std::wstring_view exitingBody = L"exiting";
+
+/// Characters of a line beside time stamp, thread id, function name and body: "[", "]:", ":[",
+/// letter, "]: ", " : ".
+constexpr std::size_t fixedCharacters = 12;
+
+std::wstring_view view(const tolvane::string& text)
 {
-    wchar_t digits[2 * sizeof number + 1];
-    const int count = std::swprintf(digits, sizeof digits / sizeof *digits, L"%llx", number);
-    return std::wstring(digits, static_cast<std::size_t>(count));
+    return {text.c_str(), static_cast<std::size_t>(text.length())};
 }
 
-std::wstring padded(const std::wstring& text, std::size_t width)
+int hexadecimalDigits(unsigned long long number)
 {
-    return text.size() < width ? std::wstring(width - text.size(), L' ') + text : text;
+    int digits = 1;
+    while (number >>= 4) {
+        ++digits;
+    }
+    return digits;
 }
 
-void append(std::wstring& to, const tolvane::string& text)
+/// Writes pieces one after another into a text of sufficient length.
+class linewriter
 {
-    to.append(text.c_str(), static_cast<std::size_t>(text.length()));
-}
+public:
+    explicit linewriter(wchar_t* to) : m_to(to) {}
+
+    void write(std::wstring_view text)
+    {
+        std::wmemcpy(m_to, text.data(), text.size());
+        m_to += text.size();
+    }
+
+    void write(wchar_t character) { *m_to++ = character; }
+
+    void writeHexadecimal(unsigned long long number, int width)
+    {
+        for (int shift = (width - 1) * 4; shift >= 0; shift -= 4) {
+            const unsigned long long rest = number >> shift;
+            *m_to++ = rest == 0 && shift != 0 ? L' ' : L"0123456789abcdef"[rest & 0xF];
+        }
+    }
+
+private:
+    wchar_t* m_to;
+};
 
 } // namespace
 
 formattedline::formattedline(tracelevel_t level, const hashedfunction& function,
                              tolvane::string& text)
-    : m_function(&function),
-      m_level(level),
-      m_time(tolvane::Clock::current().localMilliseconds()),
-      m_type(tt_text),
-      m_threadid(tolvane::currentThreadId())
 {
-    m_text.swapText(text);
+    renew(level, function, text);
 }
 
 formattedline::formattedline(tracelevel_t level, const hashedfunction& function, type_t type)
-    : m_function(&function),
-      m_level(level),
-      m_time(tolvane::Clock::current().localMilliseconds()),
-      m_type(type),
-      m_threadid(tolvane::currentThreadId())
-{}
+{
+    renew(level, function, type);
+}
+
+/// The caller's string gets the memory of this record's last text, for the next line.
+void formattedline::renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text)
+{
+    renew(level, function, tt_text);
+    m_text.swapText(text);
+}
+
+void formattedline::renew(tracelevel_t level, const hashedfunction& function, type_t type)
+{
+    m_formatted.erase(tolvane::string::npos);
+    m_function = &function;
+    m_text.erase(tolvane::string::npos);
+    m_level = level;
+    m_time = tolvane::Clock::current().localMilliseconds();
+    m_type = type;
+    m_threadid = tolvane::currentThreadId();
+}
 
 formattedline::formattedline(const formattedline& other) = default;
 
@@ -67,8 +109,13 @@ formattedline& formattedline::operator=(const formattedline& other)
 
 formattedline::operator tolvane::string() const
 {
+    return rendered();
+}
+
+const tolvane::string& formattedline::rendered() const
+{
     if (m_formatted.empty()) {
-        m_formatted = render();
+        render();
     }
     return m_formatted;
 }
@@ -79,27 +126,28 @@ wchar_t formattedline::levelChar() const
                                                        : levelLetters[tl_always];
 }
 
-tolvane::string formattedline::render() const
+/// The length is known before the first character is written, so that the text needs one buffer at
+/// most.
+void formattedline::render() const
 {
-    std::wstring text = L"[";
-    append(text, formatTime(m_time, tolvane::string()));
-    text += L"]:";
-    text += padded(hexadecimal(m_threadid), narrowestThreadId);
-    text += L":[";
-    text += levelChar();
-    text += L"]: ";
-    append(text, m_function->name());
-    text += L" : ";
-    switch (m_type) {
-    case tt_starting:
-        text += L"starting";
-        break;
-    case tt_exiting:
-        text += L"exiting";
-        break;
-    case tt_text:
-        append(text, m_text);
-        break;
-    }
-    return text.c_str();
+    const timestamp stamp(m_time);
+    const int threadDigits = std::max(hexadecimalDigits(m_threadid), narrowestThreadId);
+    const std::wstring_view name = view(m_function->name());
+    const std::wstring_view body = m_type == tt_starting  ? startingBody
+                                   : m_type == tt_exiting ? exitingBody
+                                   : m_type == tt_text    ? view(m_text)
+                                                          : std::wstring_view();
+    const std::size_t length = fixedCharacters + stamp.text().size() +
+                               static_cast<std::size_t>(threadDigits) + name.size() + body.size();
+    linewriter line(m_formatted.overwrite(length));
+    line.write(L'[');
+    line.write(stamp.text());
+    line.write(L"]:");
+    line.writeHexadecimal(m_threadid, threadDigits);
+    line.write(L":[");
+    line.write(levelChar());
+    line.write(L"]: ");
+    line.write(name);
+    line.write(L" : ");
+    line.write(body);
 }

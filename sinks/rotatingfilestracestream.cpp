@@ -3,6 +3,7 @@
 #include <tolvane/formattedline.h>
 
 #include "sinks/fileencoding.h"
+#include "sinks/rotation.h"
 #include "support/clock.h"
 #include "support/filesystem.h"
 
@@ -65,54 +66,32 @@ void shift(const std::string& path, unsigned long long oldest)
 
 } // namespace
 
-struct rotatingfilestracestream::Impl
+/// When there is nothing to read, it is read again after the next line.
+void rotatingfilestracestream::Impl::readStatus(const std::string& path)
 {
-    unsigned long long m_files;    ///< kept, the current one included
-    unsigned long long m_maxsize;  ///< KiB
-    unsigned long long m_maxdays;  ///< 0: no limit
-    unsigned long long m_size = 0; ///< estimate of the current file's size; 0: unknown
-    unsigned long long m_started =
-        0; ///< milliseconds since 1970 of the current file's creation; 0: unknown
-
-    /// Looks at the current file after a line, and starts a new one when it has reached a limit.
-    void rotate(const tolvane::string& filename, const tolvane::string& text)
-    {
-        const std::string path = encodeFilename(filename);
-        if (!update(path, text.length()) || !limitReached()) {
-            return;
-        }
-        shift(path, std::max(m_files, fewestFiles) - fewestFiles);
-        tolvane::FileSystem::current().createEmpty(path);
-        m_size = 0; // so that the next line reads the new file's status
-        m_started = tolvane::Clock::current().localMilliseconds();
-    }
-
-private:
-    /// \return whether size and start are known.
-    bool update(const std::string& path, unsigned long long lineLength)
-    {
-        if (m_size != 0 && m_started != 0) {
-            m_size += lineLength;
-            return true;
-        }
-        tolvane::FileStatus status;
-        if (!tolvane::FileSystem::current().status(path, status)) {
-            return false; // it is read again after the next line
-        }
+    tolvane::FileStatus status;
+    if (tolvane::FileSystem::current().status(path, status)) {
         m_size = status.size;
         m_started = status.created * 1000;
-        return m_size != 0 && m_started != 0;
     }
+}
 
-    /// The start may be in UTC while the clock is local, and the clock may have stepped back.
-    bool limitReached() const
-    {
-        const unsigned long long now = tolvane::Clock::current().localMilliseconds();
-        const bool ageCounts = m_maxdays != 0 && now >= m_started;
-        return m_size >= m_maxsize << kibibyteShift ||
-               (ageCounts && now - m_started >= m_maxdays * millisecondsPerDay);
-    }
-};
+/// The start may be in UTC while the clock is local, and the clock may have stepped back.
+bool rotatingfilestracestream::Impl::limitReached() const
+{
+    const unsigned long long now = tolvane::Clock::current().localMilliseconds();
+    const bool ageCounts = m_maxdays != 0 && now >= m_started;
+    return m_size >= m_maxsize << kibibyteShift ||
+           (ageCounts && now - m_started >= m_maxdays * millisecondsPerDay);
+}
+
+void rotatingfilestracestream::Impl::startNewFile(const std::string& path)
+{
+    shift(path, std::max(m_files, fewestFiles) - fewestFiles);
+    tolvane::FileSystem::current().createEmpty(path);
+    m_size = 0; // so that the next line reads the new file's status
+    m_started = tolvane::Clock::current().localMilliseconds();
+}
 
 rotatingfilestracestream::rotatingfilestracestream(const tolvane::string& filename,
                                                    unsigned long long files,
@@ -131,7 +110,7 @@ rotatingfilestracestream::~rotatingfilestracestream() = default;
 void rotatingfilestracestream::log(const formattedline& line)
 {
     filetracestream::log(line);
-    m_rotation->rotate(filename(), line);
+    m_rotation->rotate(encodeFilename(filename()), line.rendered().length(), [] {});
 }
 
 rotatingfilestracestream* rotatingfilestracestream::clone() const

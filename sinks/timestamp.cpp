@@ -41,7 +41,64 @@ std::wstring threeDigits(unsigned long long milliseconds)
     return std::wstring(3 - digits.size(), L'0') + digits;
 }
 
+struct date
+{
+    unsigned int year;
+    unsigned int month;
+    unsigned int day;
+};
+
+/// The Gregorian calendar, counted from 1 March 0000, so that a leap day is the last of its year:
+/// 400 years have 146097 days, and five months from March on have 153.
+date dateOf(unsigned long long daysSince1970)
+{
+    constexpr unsigned int daysTo1970 = 719468;
+    constexpr unsigned int daysOf400Years = 146097;
+    const auto days = static_cast<unsigned int>(daysSince1970) + daysTo1970;
+    const unsigned int dayOfEra = days % daysOf400Years;
+    const unsigned int yearOfEra =
+        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / (daysOf400Years - 1)) / 365;
+    const unsigned int dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const unsigned int monthFromMarch = (5 * dayOfYear + 2) / 153;
+    const unsigned int month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+    const unsigned int year = yearOfEra + days / daysOf400Years * 400 + (month <= 2 ? 1 : 0);
+    return {year, month, dayOfYear - (153 * monthFromMarch + 2) / 5 + 1};
+}
+
+void writeDigits(wchar_t*& to, unsigned int number, int digits, wchar_t behind)
+{
+    for (int place = digits - 1; place >= 0; --place) {
+        to[place] = static_cast<wchar_t>(L'0' + number % 10);
+        number /= 10;
+    }
+    to[digits] = behind;
+    to += digits + 1;
+}
+
+constexpr unsigned long long millisecondsPerDay = 86400000;
+constexpr unsigned long long daysBeyondYear9999 = 2932897;
+
 } // namespace
+
+timestamp::timestamp(unsigned long long milliseconds) : m_text(m_digits, usualLength)
+{
+    const unsigned long long days = milliseconds / millisecondsPerDay;
+    if (days >= daysBeyondYear9999) {
+        m_rare = formatTime(milliseconds, tolvane::string()).c_str();
+        m_text = m_rare;
+        return;
+    }
+    const date today = dateOf(days);
+    const auto time = static_cast<unsigned int>(milliseconds % millisecondsPerDay);
+    wchar_t* to = m_digits;
+    writeDigits(to, today.year, 4, L'-');
+    writeDigits(to, today.month, 2, L'-');
+    writeDigits(to, today.day, 2, L' ');
+    writeDigits(to, time / 3600000, 2, L':');
+    writeDigits(to, time / 60000 % 60, 2, L':');
+    writeDigits(to, time / 1000 % 60, 2, L'.');
+    writeDigits(to, time % 1000, 3, L'\0');
+}
 
 tolvane::string formatTime(const unsigned long long& milliseconds, tolvane::string format)
 {

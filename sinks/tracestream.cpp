@@ -3,6 +3,7 @@
 #include <tolvane/hashedfunction.h>
 
 #include "function/functiontree.h"
+#include "sinks/levelgeneration.h"
 
 #include <memory>
 
@@ -26,29 +27,32 @@ tracestream& tracestream::operator=(const tracestream& other)
 {
     if (this != &other && m_levels != other.m_levels) {
         m_levels->assign(*other.m_levels);
+        levelgeneration::raise();
     }
     return *this;
 }
 
 void tracestream::setLevel(tracelevel_t level)
 {
-    m_levels->set(level, tolvane::string());
+    setLevel(level, tolvane::string());
 }
 
 void tracestream::setLevel(tracelevel_t level, const tolvane::string& name)
 {
     m_levels->set(level, name);
+    levelgeneration::raise();
 }
 
 void tracestream::clearLevels(tracelevel_t level)
 {
     m_levels->clear(tolvane::string());
-    m_levels->set(level, tolvane::string());
+    setLevel(level);
 }
 
 void tracestream::clearLevels(const tolvane::string& name)
 {
     m_levels->clear(name);
+    levelgeneration::raise();
 }
 
 tracelevel_t tracestream::level(const hashedfunction& function) const

@@ -2,6 +2,7 @@
 
 #include "support/mutex.h"
 #include "support/threadid.h"
+#include "support/threadslot.h"
 
 #include <algorithm>
 #include <utility>
@@ -158,6 +159,14 @@ std::list<stacktrace> stacktrace::getTraces()
 
 stacktrace& stacktrace::myTrace()
 {
+    void* const remembered = tolvane::threadslot::get();
+    return remembered ? *static_cast<stacktrace*>(remembered) : findTrace();
+}
+
+/// Finds the calling thread's entry, or makes it, and remembers it for the thread. Entries never
+/// move.
+stacktrace& stacktrace::findTrace()
+{
     const tolvane::Auto_Mutex lock(m_staticmutex());
     const auto inserted = m_alltraces().try_emplace(tolvane::currentThreadId());
     stacktrace& mine = inserted.first->second;
@@ -166,6 +175,7 @@ stacktrace& stacktrace::myTrace()
         head.store(new Entry{&mine, head.load(std::memory_order_relaxed)},
                    std::memory_order_release);
     }
+    tolvane::threadslot::set(&mine);
     return mine;
 }
 

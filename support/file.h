@@ -6,7 +6,23 @@ namespace tolvane {
 
 /// Appends bytes to the end of a file with one write, and closes it again. A missing file is made.
 /// Others may read, write, rename and delete the file while it is open. \param path  as the
-/// platform takes it; an empty one names no file. \return whether all bytes were written.
-bool appendToFile(const std::string& path, const std::string& bytes) noexcept;
+/// platform takes it; an empty one names no file. \return false when the file cannot be opened.
+/// Bytes that cannot be written are lost.
+bool appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept;
+
+/// Tells files apart, whatever their names.
+struct FileIdentity
+{
+    unsigned long long volume = 0;
+    unsigned long long number = 0;
+
+    bool operator==(const FileIdentity& other) const noexcept
+    {
+        return volume == other.volume && number == other.number;
+    }
+};
+
+/// \return false when there is no such file.
+bool identify(const std::string& path, FileIdentity& identity) noexcept;
 
 } // namespace tolvane

@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "sinks/levelgeneration.h"
 #include "trace/traceimpl.h"
 
 namespace {
@@ -37,7 +38,10 @@ void trace::setLevel(tracelevel_t level, const tolvane::string& name)
 
 tracelevel_t trace::level(const hashedfunction& function)
 {
-    return dispatcher().maxLevel(function);
+    tracelevel_t remembered = tl_always;
+    return function.remembersLevel(levelgeneration::current(), remembered)
+               ? remembered
+               : dispatcher().maxLevel(function);
 }
 
 /// A copy is converted: the caller's object may be in use by several threads.

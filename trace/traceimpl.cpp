@@ -1,5 +1,6 @@
 #include "trace/traceimpl.h"
 
+#include "sinks/levelgeneration.h"
 #include "support/clock.h"
 #include "support/nativethread.h"
 #include "trace/writethread.h"
@@ -18,11 +19,17 @@ constexpr unsigned int writerRetryPause = 10; ///< milliseconds
 constexpr unsigned long long untilGivenBack = 100ULL * 365 * 24 * 3600 * 10000000;
 constexpr unsigned long long unlessKilled = 500;
 
+/// As many as are ever queued: a line that is written makes room for one to come.
+constexpr std::size_t mostSpareLines = 2000;
+
 using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
 
 } // namespace
 
-traceimpl::traceimpl() : m_writeThread(new WriteThread(*this)) {}
+traceimpl::traceimpl() : m_writeThread(new WriteThread(*this))
+{
+    m_spareLines.reserve(mostSpareLines);
+}
 
 traceimpl::~traceimpl()
 {
@@ -40,6 +47,7 @@ tracestream& traceimpl::output(const tracestream& sink)
     const std::unique_ptr<tracestream> replaced(
         place); // deleted last: its destructor may come here again
     place = attached.release();
+    levelgeneration::raise();
     return *place;
 }
 
@@ -52,6 +60,7 @@ void traceimpl::remove(const tracestream& sink)
     if (found != m_streams.end()) {
         const std::unique_ptr<tracestream> removed(found->second);
         m_streams.erase(found);
+        levelgeneration::raise();
     }
 }
 
@@ -89,6 +98,7 @@ void traceimpl::clearLevels(const tolvane::string& name)
 tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
 {
     const lockobject lock(m_instanceMutex);
+    const unsigned int generation = levelgeneration::current(); // before the levels are looked at
     tracelevel_t greatest = tl_always;
     for (const auto& stream : m_streams) {
         const tracelevel_t level = stream.second->level(function);
@@ -96,6 +106,7 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
             greatest = level;
         }
     }
+    function.rememberLevel(generation, greatest);
     return greatest;
 }
 
@@ -156,4 +167,5 @@ void traceimpl::finish() noexcept
     for (const auto& stream : std::exchange(m_streams, {})) {
         delete stream.second;
     }
+    levelgeneration::raise();
 }

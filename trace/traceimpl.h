@@ -66,13 +66,17 @@ private:
     class WriteThread;
     using batch_t = std::vector<countedptr<formattedline>>;
 
-    void enqueue(formattedline* line);
+    template <class content_t>
+    countedptr<formattedline> makeLine(tracelevel_t level, const hashedfunction& function,
+                                       content_t& content);
+    void enqueue(countedptr<formattedline> line);
     void prune();
     bool accepted(const formattedline& line) const;
     batch_t takeQueue();
     void writePass();
-    bool writeBatch(const batch_t& batch);
+    void writeBatch(batch_t batch);
     void writeLines(const batch_t& batch) noexcept;
+    void keepSpare(batch_t& batch) noexcept;
     bool waitForPass(unsigned long long milliseconds);
     void waitForWriter();
     bool writerWasKilled() const noexcept;
@@ -88,4 +92,8 @@ private:
     tolvane::Event<bool> m_written;       ///< true: a writer pass has finished
     tolvane::ThreadControl m_writeThread; ///< started by the first line
     bool m_finished = false;              ///< set by stop(): lines are dropped from now on
+    batch_t m_spareLines;                 ///< written records, for lines to come
+    std::size_t m_takenLines =
+        0; ///< so many at the queue's front are known to be taken by a sink ...
+    unsigned int m_takenGeneration = 0; ///< ... under this generation of levels and sinks
 };

@@ -1,5 +1,7 @@
 #include "trace/traceimpl.h"
 
+#include "sinks/levelgeneration.h"
+#include "sinks/passwriter.h"
 #include "support/clock.h"
 #include "support/nocancellation.h"
 
@@ -19,6 +21,9 @@ constexpr std::size_t writeAbove = 2000;
 /// busy for longer must not hold up the thread that traces.
 constexpr unsigned long long streamLockTimeout = 500;
 
+/// Characters. Memory of longer texts is given back.
+constexpr unsigned long long longestSpare = 512;
+
 constexpr unsigned long long budgetPerRetry = 10; ///< milliseconds
 constexpr unsigned int retryPause = 10;           ///< milliseconds
 constexpr unsigned long long longestWait =
@@ -30,21 +35,34 @@ using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
 
 void traceimpl::queueLine(tracelevel_t level, const hashedfunction& function, tolvane::string& text)
 {
-    enqueue(new formattedline(level, function, text));
+    enqueue(makeLine(level, function, text));
 }
 
 void traceimpl::queueMarker(const hashedfunction& function, formattedline::type_t type)
 {
-    enqueue(new formattedline(tl_trace, function, type));
+    enqueue(makeLine(tl_trace, function, type));
 }
 
-void traceimpl::enqueue(formattedline* line)
+/// A record that was written before has its memory already.
+template <class content_t>
+countedptr<formattedline> traceimpl::makeLine(tracelevel_t level, const hashedfunction& function,
+                                              content_t& content)
 {
-    countedptr<formattedline> counted(line);
+    if (m_spareLines.empty()) {
+        return countedptr<formattedline>(new formattedline(level, function, content));
+    }
+    countedptr<formattedline> line = std::move(m_spareLines.back());
+    m_spareLines.pop_back();
+    line->renew(level, function, content);
+    return line;
+}
+
+void traceimpl::enqueue(countedptr<formattedline> line)
+{
     if (m_finished) {
         return; // nobody will write it
     }
-    m_queue.push_back(std::move(counted));
+    m_queue.push_back(std::move(line));
     if (m_queue.size() > pruneAbove) {
         prune();
     }
@@ -56,11 +74,18 @@ void traceimpl::enqueue(formattedline* line)
     }
 }
 
-/// Drops the lines that no sink takes.
+/// Drops the lines that no sink takes. Those that were found to be taken before still are, while no
+/// level and no sink has changed.
 void traceimpl::prune()
 {
+    const unsigned int generation = levelgeneration::current();
+    const std::size_t taken = generation == m_takenGeneration ? m_takenLines : 0;
     const auto refused = [this](const countedptr<formattedline>& line) { return !accepted(*line); };
-    m_queue.erase(std::remove_if(m_queue.begin(), m_queue.end(), refused), m_queue.end());
+    m_queue.erase(std::remove_if(m_queue.begin() + static_cast<std::ptrdiff_t>(taken),
+                                 m_queue.end(), refused),
+                  m_queue.end());
+    m_takenLines = m_queue.size();
+    m_takenGeneration = generation;
 }
 
 bool traceimpl::accepted(const formattedline& line) const
@@ -76,40 +101,53 @@ traceimpl::batch_t traceimpl::takeQueue()
     batch_t batch;
     const lockobject lock(m_instanceMutex);
     batch.swap(m_queue);
+    m_takenLines = 0;
     return batch;
 }
 
 void traceimpl::writePass()
 {
-    const batch_t batch = takeQueue();
-    writeBatch(batch); // a batch whose sinks are busy is dropped
+    writeBatch(takeQueue());
     const eventlock lock(m_written.impl());
     m_written.value = true;
     m_written.impl()->signalLocked();
 }
 
-bool traceimpl::writeBatch(const batch_t& batch)
+/// A batch whose sinks are busy is dropped.
+void traceimpl::writeBatch(batch_t batch)
 {
-    const tolvane::Auto_TimedMutex lock(m_streamMutex, streamLockTimeout);
-    if (lock.owns()) {
-        writeLines(batch);
+    {
+        const tolvane::Auto_TimedMutex lock(m_streamMutex, streamLockTimeout);
+        if (lock.owns()) {
+            writeLines(batch);
+        }
     }
-    return lock.owns();
+    keepSpare(batch);
 }
 
 /// Line by line across all sinks. Caller holds m_streamMutex.
 void traceimpl::writeLines(const batch_t& batch) noexcept
 {
-    for (const auto& line : batch) {
-        for (const auto& stream : m_streams) {
-            try {
-                if (line->m_level <= stream.second->level(*line->m_function)) {
-                    stream.second->log(*line);
-                }
-            } catch (...) {
-                // this sink loses this line; the others, and the lines that follow, are none of its
-                // business
-            }
+    try {
+        passwriter pass(m_streams);
+        for (const auto& line : batch) {
+            pass.write(*line);
+        }
+    } catch (...) {
+        // no memory to begin with: the batch is dropped
+    }
+}
+
+/// Keeps records, whose memory lines to come will use, unless they are large or many. There is room
+/// for them.
+void traceimpl::keepSpare(batch_t& batch) noexcept
+{
+    const lockobject lock(m_instanceMutex);
+    for (auto& line : batch) {
+        if (m_spareLines.size() < m_spareLines.capacity() &&
+            line->m_formatted.capacity() <= longestSpare &&
+            line->m_text.capacity() <= longestSpare) {
+            m_spareLines.push_back(std::move(line));
         }
     }
 }

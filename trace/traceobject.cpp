@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <string>
 
 namespace {
 
@@ -21,9 +22,18 @@ traceimpl& dispatcher()
     return safesingleton<traceimpl>::instance();
 }
 
+void queueMarker(const hashedfunction& function, formattedline::type_t type)
+{
+    const lockobject lock(dispatcher().m_instanceMutex);
+    dispatcher().queueMarker(function, type);
+}
+
+} // namespace
+
 /// Two threads may enter a function for the first time at once: the lock decides which of them
 /// registers it.
-const hashedfunction* registered(const hashedfunction*& function, const char* signature)
+const hashedfunction* traceobject::registered(const hashedfunction*& function,
+                                              const char* signature)
 {
     std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
     const hashedfunction* known = shared.load(std::memory_order_acquire);
@@ -38,18 +48,8 @@ const hashedfunction* registered(const hashedfunction*& function, const char* si
     return known;
 }
 
-void queueMarker(const hashedfunction& function, formattedline::type_t type)
+void traceobject::enter()
 {
-    const lockobject lock(dispatcher().m_instanceMutex);
-    dispatcher().queueMarker(function, type);
-}
-
-} // namespace
-
-traceobject::traceobject(const hashedfunction*& function, const char* signature)
-    : std::basic_ostream<wchar_t>(nullptr), m_function(registered(function, signature))
-{
-    rdbuf(this);
     reset();
     stacktrace::down(m_function);
     if (takes(tl_trace)) {
@@ -72,17 +72,6 @@ traceobject::~traceobject()
     } catch (...) {
         // no memory for the exit line: it is dropped
     }
-}
-
-traceobject& traceobject::operator()(tracelevel_t level)
-{
-    setLevel(level);
-    return *this;
-}
-
-void traceobject::setLevel(tracelevel_t level)
-{
-    m_lineLevel = level;
 }
 
 void traceobject::reset()
@@ -113,6 +102,26 @@ std::streamsize traceobject::xsputn(const wchar_t* text, std::streamsize count)
 void traceobject::append(const wchar_t* text, unsigned long long count)
 {
     m_line.append(text, count);
+}
+
+/// A NUL ends the text. Text of ASCII characters converts to itself in every locale; other text is
+/// the C library's business.
+void traceobject::appendNarrow(const char* text, std::size_t count)
+{
+    constexpr std::size_t chunkSize = 64;
+    constexpr unsigned char lastAscii = 0x7F;
+    wchar_t chunk[chunkSize];
+    count = static_cast<std::size_t>(std::find(text, text + count, '\0') - text);
+    if (std::any_of(text, text + count,
+                    [](char c) { return static_cast<unsigned char>(c) > lastAscii; })) {
+        write(tolvane::string(std::string(text, count).c_str()));
+        return;
+    }
+    for (std::size_t done = 0; done < count; done += chunkSize) {
+        const std::size_t length = std::min(count - done, chunkSize);
+        std::copy_n(text + done, length, chunk);
+        append(chunk, length);
+    }
 }
 
 void traceobject::endLine()

@@ -40,6 +40,8 @@ protected:
     const tolvane::string& filename() const noexcept { return m_filename; }
 
 private:
+    friend class passwriter;
+
     tolvane::string m_filename;
 };
 

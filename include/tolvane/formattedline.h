@@ -35,6 +35,9 @@ public:
     operator tolvane::string() const;
 
 private:
+    friend class filetracestream;
+    friend class passwriter;
+    friend class rotatingfilestracestream;
     friend class traceimpl;
     friend struct formattedlinetest;
 
@@ -49,8 +52,14 @@ private:
     /// kind and thread.
     formattedline& operator=(const formattedline& other);
 
+    /// Makes the record a new one: its texts are emptied but keep their memory, time and thread are
+    /// those of now.
+    void renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text);
+    void renew(tracelevel_t level, const hashedfunction& function, type_t type);
+
     wchar_t levelChar() const;
-    tolvane::string render() const;
+    const tolvane::string& rendered() const;
+    void render() const;
 
     mutable tolvane::string m_formatted; ///< the rendered line; empty until the first conversion
     const hashedfunction* m_function;    ///< never null; not owned

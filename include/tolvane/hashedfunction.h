@@ -2,6 +2,9 @@
 
 #include <tolvane/export.h>
 #include <tolvane/string.h>
+#include <tolvane/tracelevel.h>
+
+#include <atomic>
 
 struct hashedname;
 
@@ -10,7 +13,7 @@ TOLVANE_BEGIN_DECLARATIONS
 /// One registered function: its plain qualified name, and the hashes of the name's "::"-separated
 /// components, by which its trace level is found.
 ///
-/// Made by trace::registerfunction from a compiler signature; never changed afterwards, so any
+/// Made by trace::registerfunction from a compiler signature; name and hashes never change, so any
 /// thread may read it.
 class TOLVANE_EXPORT hashedfunction
 {
@@ -32,12 +35,32 @@ public:
     const hashedname* key() const noexcept { return m_key; }
 
 private:
+    friend class trace;
+    friend class traceimpl;
     friend struct hashedfunctiontest;
+
+    /// The effective level as it was found out last, if it still holds.
+    bool remembersLevel(unsigned int generation, tracelevel_t& level) const noexcept
+    {
+        const unsigned long long remembered = m_level.load(std::memory_order_relaxed);
+        level = static_cast<tracelevel_t>(static_cast<unsigned int>(remembered));
+        return static_cast<unsigned int>(remembered >> 32) == generation;
+    }
+
+    void rememberLevel(unsigned int generation, tracelevel_t level) const noexcept
+    {
+        m_level.store(static_cast<unsigned long long>(generation) << 32 |
+                          static_cast<unsigned int>(level),
+                      std::memory_order_relaxed);
+    }
 
     static tolvane::string functionname(const char* signature);
 
     tolvane::string m_name;
     hashedname* m_key; ///< owned, never null
+
+    /// The generation of levels above, the effective level of that generation below.
+    mutable std::atomic<unsigned long long> m_level{0};
 };
 
 TOLVANE_END_DECLARATIONS

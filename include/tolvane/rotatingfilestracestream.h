@@ -41,6 +41,8 @@ public:
     rotatingfilestracestream* clone() const override;
 
 private:
+    friend class passwriter;
+
     struct Impl;
 
     std::unique_ptr<Impl> m_rotation; ///< limits and running state; never null

@@ -56,8 +56,7 @@ inline std::wostream& operator<<(std::wostream& stream, const string& text)
 class tracedline
 {
 public:
-    /// A value that failed to be written spoils its own line only, hence clear().
-    tracedline(traceobject& scope, tracelevel_t level) : m_scope(scope(level)) { m_scope.clear(); }
+    tracedline(traceobject& scope, tracelevel_t level) : m_scope(scope(level)) { repair(); }
 
     tracedline(const tracedline&) = delete;
     tracedline& operator=(const tracedline&) = delete;
@@ -65,8 +64,8 @@ public:
     ~tracedline()
     {
         try {
-            m_scope.clear();
-            m_scope.put(L'\n');
+            repair();
+            m_scope.endLine();
         } catch (...) {
             // no memory for the line: it is dropped, the program goes on
         }
@@ -77,14 +76,13 @@ public:
     {
         using plain_t = std::decay_t<value_t>;
         if constexpr (std::is_same_v<plain_t, char*> || std::is_same_v<plain_t, const char*>) {
-            m_scope << string(value);
+            insert(value ? std::string_view(value) : std::string_view());
+        } else if constexpr (std::is_same_v<plain_t, std::string> ||
+                             std::is_same_v<plain_t, std::string_view>) {
+            insert(value);
         } else if constexpr (std::is_same_v<plain_t, wchar_t*> ||
                              std::is_same_v<plain_t, const wchar_t*>) {
-            m_scope << string(value);
-        } else if constexpr (std::is_same_v<plain_t, std::string>) {
-            m_scope << string(value.c_str());
-        } else if constexpr (std::is_same_v<plain_t, std::string_view>) {
-            m_scope << string(std::string(value).c_str());
+            m_scope << (value ? std::wstring_view(value) : std::wstring_view());
         } else {
             m_scope << value;
         }
@@ -104,6 +102,23 @@ public:
     }
 
 private:
+    /// A value that failed to be written spoils its own line only.
+    void repair()
+    {
+        if (!m_scope.good()) {
+            m_scope.clear();
+        }
+    }
+
+    void insert(std::string_view text)
+    {
+        if (m_scope.width() == 0) {
+            m_scope.appendNarrow(text.data(), text.size());
+        } else {
+            m_scope << string(std::string(text).c_str());
+        }
+    }
+
     traceobject& m_scope;
 };
 

@@ -63,6 +63,7 @@ private:
     void clear() noexcept;
 
     static stacktrace& myTrace();
+    static stacktrace& findTrace();
     static std::unordered_map<unsigned int, stacktrace>& m_alltraces();
     static tolvane::Mutex& m_staticmutex();
 

@@ -109,6 +109,9 @@ public:
     /// Characters, the 0 at the end not counted.
     size_type length() const noexcept { return m_length; }
 
+    /// Characters that fit without a new heap buffer.
+    size_type capacity() const noexcept { return m_capacity; }
+
     bool empty() const noexcept { return m_length == 0; }
 
     /// The number in decimal.
@@ -116,6 +119,10 @@ public:
 
     /// Exchanges the wide texts; the narrow copies stay where they are.
     void swapText(string& other) noexcept;
+
+    /// Gives the text a length and leaves its characters to the caller, who must write them all,
+    /// and no 0 among them.
+    wchar_t* overwrite(size_type length);
 
 private:
     /// Texts of up to 7 characters need no allocation.
@@ -222,13 +229,32 @@ inline void string::swapText(string& other) noexcept
     std::swap(m_capacity, other.m_capacity);
 }
 
+inline wchar_t* string::overwrite(size_type length)
+{
+    wchar_t* target = m_inline;
+    if (length >= inlineSize) {
+        if (length > m_capacity) {
+            m_heap.reset(new wchar_t[static_cast<std::size_t>(length) + 1]);
+            m_capacity = length;
+        }
+        target = m_heap.get();
+    }
+    target[length] = 0;
+    activate(target);
+    m_length = length;
+    return target;
+}
+
 inline string::size_type string::boundedLength(const wchar_t* text, size_type limit) noexcept
 {
-    size_type length = 0;
-    while (text && length < limit && text[length] != 0) {
-        ++length;
+    if (!text || limit == 0) {
+        return 0;
     }
-    return length;
+    if (limit == npos) {
+        return std::wcslen(text);
+    }
+    const wchar_t* const end = std::wmemchr(text, 0, static_cast<std::size_t>(limit));
+    return end ? static_cast<size_type>(end - text) : limit;
 }
 
 /// Empties the buffer that the text is not in, which is how inlineIsActive() tells them apart.

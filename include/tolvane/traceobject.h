@@ -13,7 +13,8 @@ TOLVANE_BEGIN_DECLARATIONS
 
 namespace tolvane {
 struct formatwriter;
-}
+class tracedline;
+} // namespace tolvane
 
 /// The stream that a traced function opens on entry; usually made by TOLVANE_SCOPE.
 ///
@@ -44,7 +45,11 @@ public:
     traceobject& operator=(const traceobject&) = delete;
 
     /// Sets the level of the lines that follow; tl_always at first.
-    traceobject& operator()(tracelevel_t level);
+    traceobject& operator()(tracelevel_t level)
+    {
+        setLevel(level);
+        return *this;
+    }
 
     /// Asks the sinks for the function's level again, after levels have changed during the scope.
     void reset();
@@ -64,9 +69,13 @@ protected:
 
 private:
     friend struct tolvane::formatwriter;
+    friend class tolvane::tracedline;
     friend struct traceobjecttest;
 
-    void setLevel(tracelevel_t level);
+    static const hashedfunction* registered(const hashedfunction*& function, const char* signature);
+    void enter();
+
+    void setLevel(tracelevel_t level) noexcept { m_lineLevel = level; }
 
     /// Writes the next piece of a %-format, up to and without the next placeholder, and leaves the
     /// rest in format.
@@ -78,6 +87,7 @@ private:
 
     void write(const tolvane::string& text);
     void append(const wchar_t* text, unsigned long long count);
+    void appendNarrow(const char* text, std::size_t count);
     void endLine();
 
     const hashedfunction* m_function;     ///< never null

@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include <atomic>
+
 namespace tolvane {
 
 namespace {
@@ -17,6 +19,25 @@ timespec realTime() noexcept
     return now;
 }
 
+/// The local zone's offset from UTC, in seconds, at a time. Asked once a second: zones change at
+/// whole seconds.
+long zoneOffset(time_t second) noexcept
+{
+    constexpr int offsetBits = 20;
+    constexpr long bias = 1L << (offsetBits - 1); // so that the packed offset is never negative
+    static std::atomic<long long> known{-1};      // the second, and below it the biased offset
+
+    const long long remembered = known.load(std::memory_order_relaxed);
+    if (remembered >> offsetBits == second) {
+        return static_cast<long>(remembered & (2 * bias - 1)) - bias;
+    }
+    std::tm local = {};
+    localtime_r(&second, &local);
+    known.store((static_cast<long long>(second) << offsetBits) | (local.tm_gmtoff + bias),
+                std::memory_order_relaxed);
+    return local.tm_gmtoff;
+}
+
 class PosixClock : public Clock
 {
 public:
@@ -30,9 +51,7 @@ public:
     unsigned long long localMilliseconds() const noexcept override
     {
         const timespec now = realTime();
-        std::tm local = {};
-        localtime_r(&now.tv_sec, &local);
-        return static_cast<unsigned long long>(now.tv_sec + local.tm_gmtoff) * 1000 +
+        return static_cast<unsigned long long>(now.tv_sec + zoneOffset(now.tv_sec)) * 1000 +
                static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
     }
 

@@ -1,6 +1,7 @@
 #include "support/file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,24 +13,23 @@ namespace {
 constexpr mode_t readAndWriteForAll = 0666; ///< less what the process's umask takes away
 
 /// Repeats a write that was cut short, by a signal or otherwise.
-bool writeAll(int file, const char* bytes, std::size_t count) noexcept
+void writeAll(int file, const char* bytes, std::size_t count) noexcept
 {
     while (count > 0) {
         const ssize_t written = ::write(file, bytes, count);
         if (written < 0 && errno != EINTR) {
-            return false;
+            return;
         }
         if (written > 0) {
             bytes += written;
             count -= static_cast<std::size_t>(written);
         }
     }
-    return true;
 }
 
 } // namespace
 
-bool appendToFile(const std::string& path, const std::string& bytes) noexcept
+bool appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept
 {
     int file = -1;
     do {
@@ -38,9 +38,20 @@ bool appendToFile(const std::string& path, const std::string& bytes) noexcept
     if (file < 0) {
         return false;
     }
-    const bool ok = writeAll(file, bytes.data(), bytes.size());
+    writeAll(file, bytes, count);
     ::close(file);
-    return ok;
+    return true;
+}
+
+bool identify(const std::string& path, FileIdentity& identity) noexcept
+{
+    struct stat found;
+    if (::stat(path.c_str(), &found) != 0) {
+        return false;
+    }
+    identity.volume = found.st_dev;
+    identity.number = found.st_ino;
+    return true;
 }
 
 } // namespace tolvane

@@ -1,0 +1,14 @@
+#pragma once
+
+namespace tolvane {
+
+/// One pointer per thread, null at first; cheaper than a search by thread id. Touches no error code
+/// of the thread.
+namespace threadslot {
+
+void* get() noexcept;
+void set(void* value) noexcept;
+
+} // namespace threadslot
+
+} // namespace tolvane

@@ -1,0 +1,97 @@
+#include <tolvane/traceobject.h>
+
+#include <atomic>
+#include <istream>
+#include <locale>
+#include <mutex>
+
+// Most of what it costs to construct a stream is to find the facets of its locale. This library's
+// constructor of a scope stream starts the stream as basic_ios::init does, with facets that were
+// found before.
+
+#if defined(__GLIBCXX__)
+
+namespace {
+
+using numberwriter_t = std::num_put<wchar_t, std::ostreambuf_iterator<wchar_t>>;
+using numberreader_t = std::num_get<wchar_t, std::istreambuf_iterator<wchar_t>>;
+
+/// What a stream remembers of its locale. The copy of the locale keeps the facets alive.
+struct facets
+{
+    std::locale locale;
+    const std::ctype<wchar_t>* characters;
+    const numberwriter_t* writer;
+    const numberreader_t* reader;
+};
+
+/// A program has few locales. One that makes more of them gets the standard's start for the rest.
+constexpr std::size_t mostRemembered = 8;
+
+std::atomic<const facets*> remembered[mostRemembered];
+
+template <class facet_t>
+const facet_t* find(const std::locale& locale)
+{
+    return std::has_facet<facet_t>(locale) ? &std::use_facet<facet_t>(locale) : nullptr;
+}
+
+/// Never destroyed: scopes open until the very end of the process.
+const facets* remember(const std::locale& locale)
+{
+    static std::mutex adding;
+    const std::lock_guard<std::mutex> lock(adding);
+    for (auto& place : remembered) {
+        const facets* known = place.load(std::memory_order_acquire);
+        if (!known) {
+            known = new facets{locale, find<std::ctype<wchar_t>>(locale),
+                               find<numberwriter_t>(locale), find<numberreader_t>(locale)};
+            place.store(known, std::memory_order_release);
+        }
+        if (known->locale == locale) {
+            return known;
+        }
+    }
+    return nullptr;
+}
+
+/// \return null for a locale too many.
+const facets* facetsOf(const std::locale& locale)
+{
+    for (const auto& place : remembered) {
+        const facets* const known = place.load(std::memory_order_acquire);
+        if (!known) {
+            return remember(locale);
+        }
+        if (known->locale == locale) {
+            return known;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+traceobject::traceobject(const hashedfunction*& function, const char* signature)
+    : std::basic_ostream<wchar_t>(
+          reinterpret_cast<std::basic_iostream<wchar_t>&>(*this)), // does not look at it
+      m_function(registered(function, signature))
+{
+    _M_init();
+    if (const facets* const known = facetsOf(_M_ios_locale)) {
+        _M_ctype = known->characters;
+        _M_num_put = known->writer;
+        _M_num_get = known->reader;
+        _M_fill = wchar_t();
+        _M_fill_init = false;
+        _M_tie = nullptr;
+        _M_exception = goodbit;
+        _M_streambuf = this;
+        _M_streambuf_state = goodbit;
+    } else {
+        init(this);
+    }
+    enter();
+}
+
+#endif
