@@ -76,13 +76,13 @@ public:
     {
         using plain_t = std::decay_t<value_t>;
         if constexpr (std::is_same_v<plain_t, char*> || std::is_same_v<plain_t, const char*>) {
-            insert(value ? std::string_view(value) : std::string_view());
+            insert(viewOf<char>(value));
         } else if constexpr (std::is_same_v<plain_t, std::string> ||
                              std::is_same_v<plain_t, std::string_view>) {
             insert(value);
         } else if constexpr (std::is_same_v<plain_t, wchar_t*> ||
                              std::is_same_v<plain_t, const wchar_t*>) {
-            m_scope << (value ? std::wstring_view(value) : std::wstring_view());
+            m_scope << viewOf<wchar_t>(value);
         } else {
             m_scope << value;
         }
@@ -108,6 +108,13 @@ private:
         if (!m_scope.good()) {
             m_scope.clear();
         }
+    }
+
+    /// A null pointer is an empty text.
+    template <class char_t>
+    static std::basic_string_view<char_t> viewOf(const char_t* text)
+    {
+        return text ? std::basic_string_view<char_t>(text) : std::basic_string_view<char_t>();
     }
 
     void insert(std::string_view text)
