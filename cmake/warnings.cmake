@@ -3,8 +3,8 @@ function(tolvane_set_warnings target)
     if(MSVC)
         target_compile_options(${target} PRIVATE /W4 /WX /EHa /utf-8)
     else()
-        target_compile_options(${target} PRIVATE
+        target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:
             -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-            -Woverloaded-virtual -Wold-style-cast -Wcast-qual -Werror)
+            -Woverloaded-virtual -Wold-style-cast -Wcast-qual -Werror>)
     endif()
 endfunction()

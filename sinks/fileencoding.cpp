@@ -13,7 +13,8 @@ using facet_t = std::codecvt<wchar_t, char, std::mbstate_t>;
 constexpr std::size_t chunkSize = 256;
 
 /// Appends the conversion of a text, up to the first character that does not convert.
-void appendConverted(std::string& bytes, const wchar_t* text, const wchar_t* end,
+/// \return whether the whole text was converted.
+bool appendConverted(std::string& bytes, const wchar_t* text, const wchar_t* end,
                      const facet_t& facet, std::mbstate_t& state)
 {
     char chunk[chunkSize];
@@ -26,9 +27,10 @@ void appendConverted(std::string& bytes, const wchar_t* text, const wchar_t* end
         const bool progress = textNext != text;
         text = textNext;
         if (result == facet_t::error || result == facet_t::noconv || !progress) {
-            return;
+            return false;
         }
     }
+    return true;
 }
 
 /// Leaves the facet's shift state, for encodings that have one.
@@ -41,12 +43,20 @@ void appendUnshift(std::string& bytes, const facet_t& facet, std::mbstate_t& sta
     }
 }
 
-/// Makes every line feed from a position on carriage return and line feed.
+/// Makes every line feed from a position on carriage return and line feed, from the end on.
 void addCarriageReturns(std::string& bytes, std::size_t start)
 {
-    for (std::size_t found = bytes.find('\n', start); found != std::string::npos;
-         found = bytes.find('\n', found + 2)) {
-        bytes.insert(found, 1, '\r');
+    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(start);
+    const auto added = static_cast<std::size_t>(std::count(first, bytes.end(), '\n'));
+    std::size_t from = bytes.size();
+    std::size_t to = from + added;
+    bytes.resize(to);
+    while (to != from) {
+        const char byte = bytes[--from];
+        bytes[--to] = byte;
+        if (byte == '\n') {
+            bytes[--to] = '\r';
+        }
     }
 }
 
@@ -86,14 +96,14 @@ void appendEncodedLine(std::string& bytes, const tolvane::string& text, const st
     const wchar_t lineEnd = std::use_facet<std::ctype<wchar_t>>(locale).widen('\n');
     const std::size_t start = bytes.size();
     std::mbstate_t state = {};
-    appendConverted(bytes, text.c_str(), text.c_str() + text.length(), facet, state);
-    state = {}; // the line end follows also where the text failed to convert
-    const std::size_t textEnd = bytes.size();
-    appendConverted(bytes, &lineEnd, &lineEnd + 1, facet, state);
-    appendUnshift(bytes, facet, state);
-    if (bytes.size() == textEnd) {
+    if (!appendConverted(bytes, text.c_str(), text.c_str() + text.length(), facet, state)) {
+        appendUnshift(bytes, facet, state);
+        state = {}; // the line end follows also where the text failed to convert
+    }
+    if (!appendConverted(bytes, &lineEnd, &lineEnd + 1, facet, state)) {
         bytes += '\n';
     }
+    appendUnshift(bytes, facet, state);
     addCarriageReturns(bytes, start);
 }
 

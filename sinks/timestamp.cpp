@@ -26,7 +26,7 @@ void appendRendered(std::wstring& result, const std::wstring& part, const std::t
     const std::wstring guarded = part + L' ';
     std::wstring buffer(guarded.size() * 2, L'\0');
     std::size_t written = 0;
-    while ((written = std::wcsftime(&buffer[0], buffer.size(), guarded.c_str(), &fields)) == 0 &&
+    while ((written = std::wcsftime(buffer.data(), buffer.size(), guarded.c_str(), &fields)) == 0 &&
            buffer.size() < longestPart) {
         buffer.resize(buffer.size() * 2);
     }

@@ -94,7 +94,7 @@ const hashedfunction* stacktrace::operator[](unsigned long long depth) const noe
     const unsigned long long count = size();
     const Block* const block = m_functions.load(std::memory_order_acquire);
     return block && depth < std::min(count, block->size)
-               ? block->slots[depth].load(std::memory_order_relaxed)
+               ? block->slots[depth].load(std::memory_order_acquire)
                : nullptr;
 }
 
@@ -111,7 +111,8 @@ void stacktrace::push(const hashedfunction* function)
         m_functions.store(grown, std::memory_order_release);
         block = grown;
     }
-    block->slots[count].store(function, std::memory_order_relaxed);
+    // not by the count alone: a reader that holds an older count may see this function already
+    block->slots[count].store(function, std::memory_order_release);
     m_count.store(count + 1, std::memory_order_release);
 }
 
@@ -168,14 +169,22 @@ stacktrace& stacktrace::myTrace()
 stacktrace& stacktrace::findTrace()
 {
     const tolvane::Auto_Mutex lock(m_staticmutex());
-    const auto inserted = m_alltraces().try_emplace(tolvane::currentThreadId());
-    stacktrace& mine = inserted.first->second;
-    if (inserted.second) {
-        std::atomic<Entry*>& head = Entry::head();
-        head.store(new Entry{&mine, head.load(std::memory_order_relaxed)},
-                   std::memory_order_release);
-    }
+    const unsigned int id = tolvane::currentThreadId();
+    const auto known = m_alltraces().find(id);
+    stacktrace& mine = known != m_alltraces().end() ? known->second : newTrace(id);
     tolvane::threadslot::set(&mine);
+    return mine;
+}
+
+/// Caller holds m_staticmutex(). The stack is in the map and in the list, or, when memory runs out,
+/// in neither.
+stacktrace& stacktrace::newTrace(unsigned int threadId)
+{
+    std::atomic<Entry*>& head = Entry::head();
+    auto entry = std::make_unique<Entry>(Entry{nullptr, head.load(std::memory_order_relaxed)});
+    stacktrace& mine = m_alltraces()[threadId];
+    entry->stack = &mine;
+    head.store(entry.release(), std::memory_order_release);
     return mine;
 }
 

@@ -11,7 +11,7 @@ bool Mutex::Impl::timedLock(unsigned long long timeout)
     }
     const Clock& clock = Clock::current();
     const unsigned long long start = clock.ticks();
-    unsigned long long now = start;
+    unsigned long long now;
     do {
         if (m_section.tryEnter()) {
             return true;

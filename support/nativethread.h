@@ -1,9 +1,7 @@
 #pragma once
 
-namespace tolvane {
-
 /// The platform's threads.
-namespace nativethread {
+namespace tolvane::nativethread {
 
 /// What a started thread runs.
 using Entry = unsigned int (*)(void* argument);
@@ -23,6 +21,4 @@ void close(void* handle) noexcept;
 /// Whether the process is ending in such a way that every other thread was stopped where it stood.
 bool othersAreStopped() noexcept;
 
-} // namespace nativethread
-
-} // namespace tolvane
+} // namespace tolvane::nativethread

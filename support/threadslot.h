@@ -1,14 +1,10 @@
 #pragma once
 
-namespace tolvane {
-
 /// One pointer per thread, null at first; cheaper than a search by thread id. Touches no error code
 /// of the thread.
-namespace threadslot {
+namespace tolvane::threadslot {
 
 void* get() noexcept;
 void set(void* value) noexcept;
 
-} // namespace threadslot
-
-} // namespace tolvane
+} // namespace tolvane::threadslot

@@ -14,7 +14,7 @@ public:
     {
         std::unique_ptr<object_t> guard(object);
         m_count = new unsigned long long(1);
-        guard.release();
+        static_cast<void>(guard.release());
     }
 
     countedptr(const countedptr& other) noexcept : m_object(other.m_object), m_count(other.m_count)

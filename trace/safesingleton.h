@@ -16,7 +16,7 @@ public:
 
     static object_t& instance()
     {
-        static object_t* const object = new object_t;
+        static auto* const object = new object_t;
         static const stopper stopAtExit{*object};
         return *object;
     }

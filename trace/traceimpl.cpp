@@ -51,6 +51,15 @@ tracestream& traceimpl::output(const tracestream& sink)
     return *place;
 }
 
+tracestream& traceimpl::output(const tracestream& sink, tracelevel_t level)
+{
+    const lockobject lock(m_instanceMutex);
+    const tolvane::Auto_Mutex streamLock(m_streamMutex);
+    tracestream& attached = output(sink);
+    attached.setLevel(level);
+    return attached;
+}
+
 void traceimpl::remove(const tracestream& sink)
 {
     const lockobject lock(m_instanceMutex);

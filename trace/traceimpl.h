@@ -32,6 +32,8 @@ public:
 
     // The facade's operations, see trace. Each takes the locks that it needs.
     tracestream& output(const tracestream& sink);
+    tracestream& output(const tracestream& sink,
+                        tracelevel_t level); ///< attaches it with a level, in one step
     void remove(const tracestream& sink);
     void setLevel(tracelevel_t level, const tolvane::string& name);
     void clearLevels(tracelevel_t level);
@@ -77,7 +79,7 @@ private:
     void writeBatch(batch_t batch);
     void writeLines(const batch_t& batch) noexcept;
     void keepSpare(batch_t& batch) noexcept;
-    bool waitForPass(unsigned long long milliseconds);
+    bool waitForPass(unsigned long long budget);
     void waitForWriter();
     bool writerWasKilled() const noexcept;
     void finish() noexcept;

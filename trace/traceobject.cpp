@@ -114,7 +114,7 @@ void traceobject::appendNarrow(const char* text, std::size_t count)
     count = static_cast<std::size_t>(std::find(text, text + count, '\0') - text);
     if (std::any_of(text, text + count,
                     [](char c) { return static_cast<unsigned char>(c) > lastAscii; })) {
-        write(tolvane::string(std::string(text, count).c_str()));
+        writeText(tolvane::string(std::string(text, count).c_str()));
         return;
     }
     for (std::size_t done = 0; done < count; done += chunkSize) {
@@ -124,13 +124,19 @@ void traceobject::appendNarrow(const char* text, std::size_t count)
     }
 }
 
+/// Without memory for its record, the line's text is dropped: the next line is whole.
 void traceobject::endLine()
 {
-    const lockobject lock(dispatcher().m_instanceMutex);
-    dispatcher().queueLine(m_lineLevel, *m_function, m_line);
+    try {
+        const lockobject lock(dispatcher().m_instanceMutex);
+        dispatcher().queueLine(m_lineLevel, *m_function, m_line);
+    } catch (...) {
+        m_line.erase(tolvane::string::npos);
+        throw;
+    }
 }
 
-void traceobject::write(const tolvane::string& text)
+void traceobject::writeText(const tolvane::string& text)
 {
     xsputn(text.c_str(), static_cast<std::streamsize>(text.length()));
 }
@@ -148,7 +154,7 @@ void traceobject::logtosplit(tolvane::string& format)
         }
         xsputn(L"%%", 2); // both are kept
     }
-    write(format.empty() ? tolvane::string(L" ") : format);
+    writeText(format.empty() ? tolvane::string(L" ") : format);
     format.erase(tolvane::string::npos);
 }
 

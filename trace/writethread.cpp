@@ -15,8 +15,7 @@ unsigned int traceimpl::WriteThread::run()
         tolvane::Clock::current().sleep(passInterval);
         m_dispatcher->writePass();
     }
-    m_dispatcher->m_stopped = true;
-    m_dispatcher->m_written.impl()
-        ->signal(); // whoever waits for the end need not wait for its time-out
+    m_dispatcher->m_written.impl()->signal(); // whoever waits for the end looks at m_stopped soon
+    m_dispatcher->m_stopped = true;           // last: the dispatcher may be destroyed from now on
     return 0;
 }

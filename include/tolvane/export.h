@@ -28,3 +28,15 @@
 #define TOLVANE_BEGIN_DECLARATIONS
 #define TOLVANE_END_DECLARATIONS
 #endif
+
+/// GCC and clang call pure virtual functions through a weak reference, which by itself brings in no
+/// definition: such a call would jump to null. What imports the library therefore holds this strong
+/// one, to the entry through which the library's definition is imported. (A strong reference to the
+/// function itself would become weak as soon as a class of the same source has a pure function.)
+#if defined(__MINGW32__) && !defined(TOLVANE_BUILDING) && !defined(TOLVANE_LINKED_IN)
+extern "C" void (*__imp___cxa_pure_virtual)();
+
+namespace tolvane {
+__attribute__((used)) inline void (** const pureCallImport)() = &__imp___cxa_pure_virtual;
+} // namespace tolvane
+#endif

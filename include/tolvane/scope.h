@@ -76,13 +76,13 @@ public:
     {
         using plain_t = std::decay_t<value_t>;
         if constexpr (std::is_same_v<plain_t, char*> || std::is_same_v<plain_t, const char*>) {
-            insert(viewOf<char>(value));
+            insert(view<char>(value));
         } else if constexpr (std::is_same_v<plain_t, std::string> ||
                              std::is_same_v<plain_t, std::string_view>) {
             insert(value);
         } else if constexpr (std::is_same_v<plain_t, wchar_t*> ||
                              std::is_same_v<plain_t, const wchar_t*>) {
-            m_scope << viewOf<wchar_t>(value);
+            m_scope << view<wchar_t>(value);
         } else {
             m_scope << value;
         }
@@ -110,16 +110,16 @@ private:
         }
     }
 
-    /// A null pointer is an empty text.
+    /// Null is the empty text.
     template <class char_t>
-    static std::basic_string_view<char_t> viewOf(const char_t* text)
+    static std::basic_string_view<char_t> view(const char_t* text)
     {
         return text ? std::basic_string_view<char_t>(text) : std::basic_string_view<char_t>();
     }
 
     void insert(std::string_view text)
     {
-        if (m_scope.width() == 0) {
+        if (m_scope.width() == 0 && m_scope.good()) {
             m_scope.appendNarrow(text.data(), text.size());
         } else {
             m_scope << string(std::string(text).c_str());

@@ -51,6 +51,19 @@ public:
     /// Takes no lock, so that a fault can be reported whatever lock its thread holds.
     static std::list<stacktrace> getTraces();
 
+    /// Installs the handlers for faults, which loading the library does for the thread that loads
+    /// it: structured exceptions and hardware signals are thrown as an exception derived from
+    /// std::exception, and what nobody catches is reported and ends the thread that it came from.
+    /// Some settings belong to a thread, so call it at the start of each thread of your own, and
+    /// after loading a C runtime that reports invalid parameters. Replaces the handlers installed
+    /// before, any number of times.
+    static void installHandlers();
+
+    /// Writes a message and the stacks of all threads, at tl_error, through the attached sinks and
+    /// to standard error, for which it attaches a sink at tl_error. Nothing is written when no sink
+    /// took errors before. Returns normally; the calling thread's stack is empty afterwards.
+    static void FaultHandler(const tolvane::string& message);
+
 private:
     friend class traceobject;
     friend struct stacktracetest;
@@ -58,14 +71,23 @@ private:
     struct Block;
     struct Entry;
 
+    /// Installs the handlers when the library is loaded.
+    struct startup_struct
+    {
+        startup_struct();
+    };
+
     void push(const hashedfunction* function);
     void pop() noexcept;
     void clear() noexcept;
 
     static stacktrace& myTrace();
     static stacktrace& findTrace();
+    static stacktrace& newTrace(unsigned int threadId);
     static std::unordered_map<unsigned int, stacktrace>& m_alltraces();
     static tolvane::Mutex& m_staticmutex();
+
+    static startup_struct m_startup;
 
     // Readers on other threads load the count first, then the block, and bound one by the other.
     std::atomic<Block*> m_functions; ///< owned; blocks that it outgrew are chained behind it

@@ -85,7 +85,7 @@ private:
     /// \return where the rest of the format starts.
     const wchar_t* logtosplitchar(const wchar_t* format, unsigned long long& length);
 
-    void write(const tolvane::string& text);
+    void writeText(const tolvane::string& text);
     void append(const wchar_t* text, unsigned long long count);
     void appendNarrow(const char* text, std::size_t count);
     void endLine();

@@ -11,9 +11,7 @@
 #include <memory>
 #include <new>
 
-namespace tolvane {
-
-namespace nativethread {
+namespace tolvane::nativethread {
 
 namespace {
 
@@ -102,6 +100,4 @@ bool othersAreStopped() noexcept
     return false;
 }
 
-} // namespace nativethread
-
-} // namespace tolvane
+} // namespace tolvane::nativethread

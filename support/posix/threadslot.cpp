@@ -1,8 +1,6 @@
 #include "support/threadslot.h"
 
-namespace tolvane {
-
-namespace threadslot {
+namespace tolvane::threadslot {
 
 namespace {
 
@@ -21,6 +19,4 @@ void set(void* value) noexcept
     slot = value;
 }
 
-} // namespace threadslot
-
-} // namespace tolvane
+} // namespace tolvane::threadslot

@@ -8,9 +8,7 @@
 #include <memory>
 #include <new>
 
-namespace tolvane {
-
-namespace nativethread {
+namespace tolvane::nativethread {
 
 namespace {
 
@@ -65,6 +63,4 @@ bool othersAreStopped() noexcept
     return query && query();
 }
 
-} // namespace nativethread
-
-} // namespace tolvane
+} // namespace tolvane::nativethread

@@ -2,9 +2,7 @@
 
 #include "support/windows/platform.h"
 
-namespace tolvane {
-
-namespace threadslot {
+namespace tolvane::threadslot {
 
 namespace {
 
@@ -34,6 +32,4 @@ void set(void* value) noexcept
     TlsSetValue(slot(), value);
 }
 
-} // namespace threadslot
-
-} // namespace tolvane
+} // namespace tolvane::threadslot

@@ -1,0 +1,37 @@
+# Runs PROGRAM in an empty FOLDER; fails when what it prints and the FILES that it writes are not as EXPECTED.
+include(${CMAKE_CURRENT_LIST_DIR}/mask.cmake)
+
+file(REMOVE_RECURSE ${FOLDER})
+file(MAKE_DIRECTORY ${FOLDER})
+execute_process(COMMAND ${PROGRAM} WORKING_DIRECTORY ${FOLDER} TIMEOUT 120
+    OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE result ENCODING NONE)
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${PROGRAM} ended with ${result}:\n${output}\n${errors}")
+endif()
+
+function(sort variable)
+    string(REGEX REPLACE "\n$" "" lines "${${variable}}")
+    string(REPLACE "\n" ";" lines "${lines}")
+    list(SORT lines)
+    list(JOIN lines "\n" lines)
+    set(${variable} "${lines}\n" PARENT_SCOPE)
+endfunction()
+
+mask(output)
+if(SORTED)
+    sort(output)
+endif()
+foreach(file IN LISTS FILES)
+    file(READ ${FOLDER}/${file} content)
+    mask(content)
+    if(SORTED)
+        sort(content)
+    endif()
+    string(APPEND output "--- ${file}\n${content}")
+endforeach()
+
+file(WRITE ${FOLDER}/actual.txt "${output}")
+file(READ ${EXPECTED} expected)
+if(NOT output STREQUAL expected)
+    message(FATAL_ERROR "Expected (${EXPECTED}):\n${expected}\nbut got (${FOLDER}/actual.txt):\n${output}\n${errors}")
+endif()

@@ -1,0 +1,71 @@
+#include "stacktrace/faulthooks.h"
+
+#include <tolvane/stacktrace.h>
+#include <tolvane/string.h>
+
+#include "stacktrace/structuredexception.h"
+
+#include <sstream>
+
+namespace faults {
+
+namespace {
+
+// Exit codes of threads that the library ends; signals end theirs with the signal's number.
+constexpr unsigned int pureCallExitCode = 1000;
+constexpr unsigned int terminateExitCode = 1001;
+
+/// A report that runs out of memory must not bring its own terminate handler on.
+void report(const tolvane::string& message) noexcept
+{
+    try {
+        stacktrace::FaultHandler(message);
+    } catch (...) {
+        // the thread is ended without its report
+    }
+}
+
+/// The details overwrite the text that stands in for them; they are never shorter.
+tolvane::string describeParameter(const wchar_t* expression, const wchar_t* function,
+                                  const wchar_t* file, unsigned int line)
+{
+    std::wstringstream text(L"Invalid CRT Parameter");
+    if (expression && function && file) {
+        text << L": " << expression << L" in " << function << L" in file: " << file << L" at "
+             << line;
+    }
+    return text.str().c_str();
+}
+
+} // namespace
+
+void onTerminate() noexcept
+{
+    report("Unhandled Exception");
+    endThread(terminateExitCode);
+}
+
+void onSignal(int number) noexcept
+{
+    report(tolvane::string("Caught signal: #") + tolvane::string::number(number));
+    endThread(static_cast<unsigned int>(number));
+}
+
+void onPureCall() noexcept
+{
+    report("Pure virtual function called");
+    endThread(pureCallExitCode);
+}
+
+void onInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,
+                        unsigned int line) noexcept
+{
+    report(describeParameter(expression, function, file, line));
+}
+
+void throwStructuredException(unsigned int code)
+{
+    throw StructuredException(StructuredException::explain(code));
+}
+
+} // namespace faults

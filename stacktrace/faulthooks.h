@@ -1,0 +1,37 @@
+#pragma once
+
+/// Faults: what the platform's hooks call when one arrives, and what the platform provides.
+namespace faults {
+
+/// An exception that nobody catches, or a fault that nobody can: reports "Unhandled Exception" and
+/// ends the thread.
+[[noreturn]] void onTerminate() noexcept;
+
+/// A signal that somebody sent: reports it and ends the thread with the signal's number.
+[[noreturn]] void onSignal(int number) noexcept;
+
+/// Reports "Pure virtual function called" and ends the thread.
+[[noreturn]] void onPureCall() noexcept;
+
+/// Reports an argument that the C library refuses, and returns. Where it was found is known to
+/// debug runtimes only; others give null pointers.
+void onInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,
+                        unsigned int line) noexcept;
+
+/// Throws the StructuredException of a code, in the middle of whatever the thread was doing.
+[[noreturn]] void throwStructuredException(unsigned int code);
+
+// By the platform:
+
+/// Installs the hooks, those of the calling thread included. Any number of times, from any thread.
+/// What was installed before is replaced and not called any more.
+void installHooks() noexcept;
+
+/// Ends the calling thread alone, at once, without unwinding its stack.
+/// \param code  the thread's exit code.
+[[noreturn]] void endThread(unsigned int code) noexcept;
+
+/// Keeps the library from being unloaded: a hook must never point into memory that is gone.
+void pinModule() noexcept;
+
+} // namespace faults

@@ -1,0 +1,310 @@
+#include "function/functiontree.h"
+
+#include "tests/helpers/allocations.h"
+
+#include <catch2/catch.hpp>
+
+#include <new>
+#include <type_traits>
+
+namespace {
+
+using leveltree = hashedfunctiontree<tracelevel_t>;
+
+static_assert(std::is_base_of_v<uifunctiontree, leveltree>);
+static_assert(std::has_virtual_destructor_v<uifunctiontree>);
+static_assert(sizeof(uifunctiontree) == 2 * sizeof(void*));
+static_assert(sizeof(tracelevel_t) == 4);
+static_assert(std::is_same_v<decltype(functiontreenode::children)::key_type, long long>);
+static_assert(std::is_same_v<decltype(functiontreenode::children)::mapped_type, functiontreenode>);
+
+tracelevel_t levelOf(const leveltree& tree, const wchar_t* name)
+{
+    const namechain chain(name);
+    return tree.lookup(chain.first());
+}
+
+} // namespace
+
+TEST_CASE("a new tree gives every function level 0", "[function]")
+{
+    const leveltree tree;
+
+    CHECK(levelOf(tree, L"") == tl_always);
+    CHECK(levelOf(tree, L"a") == tl_always);
+    CHECK(levelOf(tree, L"a::b::c") == tl_always);
+}
+
+TEST_CASE("a level without a name is every function's, the empty name included", "[function]")
+{
+    leveltree tree;
+
+    tree.set(tl_info, L"");
+
+    CHECK(levelOf(tree, L"") == tl_info);
+    CHECK(levelOf(tree, L"a") == tl_info);
+    CHECK(levelOf(tree, L"a::b") == tl_info);
+}
+
+TEST_CASE("a level of a name is that of all beneath it, and of nothing beside it", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_error, L"");
+
+    tree.set(tl_debug, L"a");
+
+    CHECK(levelOf(tree, L"a") == tl_debug);
+    CHECK(levelOf(tree, L"a::b") == tl_debug);
+    CHECK(levelOf(tree, L"a::b::c") == tl_debug);
+    CHECK(levelOf(tree, L"b") == tl_error);
+    CHECK(levelOf(tree, L"b::a") == tl_error);
+    CHECK(levelOf(tree, L"ab") == tl_error);
+    CHECK(levelOf(tree, L"") == tl_error);
+}
+
+TEST_CASE("the deepest setting on a function's path wins", "[function]")
+{
+    leveltree tree;
+
+    tree.set(tl_debug, L"a::b");
+    tree.set(tl_warning, L"a");
+    tree.set(tl_trace, L"a::b::c");
+
+    CHECK(levelOf(tree, L"a") == tl_warning);
+    CHECK(levelOf(tree, L"a::c") == tl_warning);
+    CHECK(levelOf(tree, L"a::b") == tl_debug);
+    CHECK(levelOf(tree, L"a::b::d") == tl_debug);
+    CHECK(levelOf(tree, L"a::b::c") == tl_trace);
+    CHECK(levelOf(tree, L"a::b::c::d") == tl_trace);
+}
+
+TEST_CASE("a level on the way to a name is its own parent's at that moment, and stays",
+          "[function]")
+{
+    leveltree tree;
+    tree.set(tl_warning, L"");
+
+    tree.set(tl_debug, L"a::b");
+    tree.set(tl_info, L"");
+
+    CHECK(levelOf(tree, L"a::c") == tl_warning);
+    CHECK(levelOf(tree, L"a") == tl_warning);
+    CHECK(levelOf(tree, L"a::b") == tl_debug);
+    CHECK(levelOf(tree, L"b") == tl_info);
+}
+
+TEST_CASE("a new node copies the level of its parent, not of the root", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_warning, L"");
+    tree.set(tl_verbose, L"a");
+
+    tree.set(tl_trace, L"a::b::c::d");
+    tree.set(tl_error, L"a");
+
+    CHECK(levelOf(tree, L"a::b") == tl_verbose);
+    CHECK(levelOf(tree, L"a::b::c") == tl_verbose);
+    CHECK(levelOf(tree, L"a::b::c::d") == tl_trace);
+    CHECK(levelOf(tree, L"a::x") == tl_error);
+}
+
+TEST_CASE("a name is set anew by the same call", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_debug, L"a::b");
+
+    tree.set(tl_error, L"a::b");
+
+    CHECK(levelOf(tree, L"a::b") == tl_error);
+}
+
+TEST_CASE("any integer is a level, a negative one stays negative", "[function]")
+{
+    leveltree tree;
+
+    tree.set(static_cast<tracelevel_t>(-3), L"a");
+    tree.set(static_cast<tracelevel_t>(70000), L"b");
+
+    CHECK(levelOf(tree, L"a") == -3);
+    CHECK(levelOf(tree, L"b") == 70000);
+}
+
+TEST_CASE("clearing a name removes it with all beneath it", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_warning, L"a");
+    tree.set(tl_debug, L"a::b");
+    tree.set(tl_trace, L"a::b::c");
+    tree.set(tl_info, L"a::d");
+
+    tree.clear(L"a::b");
+
+    CHECK(levelOf(tree, L"a::b") == tl_warning);
+    CHECK(levelOf(tree, L"a::b::c") == tl_warning);
+    CHECK(levelOf(tree, L"a::d") == tl_info);
+    CHECK(levelOf(tree, L"a") == tl_warning);
+}
+
+TEST_CASE("clearing a name of one component leaves the others", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_error, L"");
+    tree.set(tl_debug, L"a::b");
+    tree.set(tl_trace, L"c");
+
+    tree.clear(L"a");
+    tree.clear(L"unknown");
+
+    CHECK(levelOf(tree, L"a::b") == tl_error);
+    CHECK(levelOf(tree, L"c") == tl_trace);
+}
+
+TEST_CASE("clearing a deep name removes its last component only", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_error, L"a");
+    tree.set(tl_warning, L"a::b");
+    tree.set(tl_info, L"a::b::c");
+    tree.set(tl_debug, L"a::b::c::d");
+    tree.set(tl_trace, L"a::b::x");
+
+    tree.clear(L"a::b::c::d");
+
+    CHECK(levelOf(tree, L"a::b::c::d") == tl_info);
+    CHECK(levelOf(tree, L"a::b::c") == tl_info);
+    CHECK(levelOf(tree, L"a::b::x") == tl_trace);
+}
+
+TEST_CASE("clearing the empty name removes everything but the root's level", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_warning, L"");
+    tree.set(tl_debug, L"a::b");
+    tree.set(tl_trace, L"c");
+
+    tree.clear(L"");
+
+    CHECK(levelOf(tree, L"") == tl_warning);
+    CHECK(levelOf(tree, L"a") == tl_warning);
+    CHECK(levelOf(tree, L"a::b") == tl_warning);
+    CHECK(levelOf(tree, L"c") == tl_warning);
+}
+
+TEST_CASE("clearing a name makes the missing names above it, with their parents' levels",
+          "[function]")
+{
+    leveltree tree;
+    tree.set(tl_warning, L"");
+
+    tree.clear(L"a::b::c");
+    tree.set(tl_trace, L"");
+
+    CHECK(levelOf(tree, L"a") == tl_warning);
+    CHECK(levelOf(tree, L"a::b") == tl_warning);
+    CHECK(levelOf(tree, L"a::b::c") == tl_warning);
+    CHECK(levelOf(tree, L"b") == tl_trace);
+}
+
+TEST_CASE("clearing a name of one component makes nothing", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_warning, L"");
+
+    tree.clear(L"a");
+    tree.set(tl_trace, L"");
+
+    CHECK(levelOf(tree, L"a") == tl_trace);
+}
+
+TEST_CASE("a trailing pair of colons names the same node", "[function]")
+{
+    leveltree tree;
+
+    tree.set(tl_debug, L"a::b::");
+    CHECK(levelOf(tree, L"a::b") == tl_debug);
+
+    tree.clear(L"a::b::");
+    CHECK(levelOf(tree, L"a::b") == tl_always);
+
+    tree.set(tl_debug, L"c");
+    tree.clear(L"c::");
+    CHECK(levelOf(tree, L"c") == tl_always);
+}
+
+TEST_CASE("a leading pair of colons is another name", "[function]")
+{
+    leveltree tree;
+
+    tree.set(tl_debug, L"::a");
+
+    CHECK(levelOf(tree, L"a") == tl_always);
+    CHECK(levelOf(tree, L"::a") == tl_debug);
+}
+
+TEST_CASE("names that differ in letter case only are different", "[function]")
+{
+    leveltree tree;
+
+    tree.set(tl_debug, L"Ns::f");
+
+    CHECK(levelOf(tree, L"ns::f") == tl_always);
+    CHECK(levelOf(tree, L"Ns::F") == tl_always);
+}
+
+TEST_CASE("a name is taken as it stands, not as a signature", "[function]")
+{
+    leveltree tree;
+
+    tree.set(tl_debug, L"void f(int)");
+
+    CHECK(levelOf(tree, L"f") == tl_always);
+    CHECK(levelOf(tree, L"void f(int)") == tl_debug);
+}
+
+TEST_CASE("a copied tree is independent of its source, at every depth", "[function]")
+{
+    leveltree source;
+    source.set(tl_error, L"");
+    source.set(tl_debug, L"a::b");
+    leveltree target;
+    target.set(tl_trace, L"old");
+
+    target.assign(source);
+    source.set(tl_warning, L"a::b");
+    source.clear(L"a");
+    source.set(tl_info, L"");
+
+    CHECK(levelOf(target, L"a::b") == tl_debug);
+    CHECK(levelOf(target, L"a") == tl_error);
+    CHECK(levelOf(target, L"") == tl_error);
+    CHECK(levelOf(target, L"old") == tl_error);
+}
+
+TEST_CASE("a tree may be copied onto itself", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_debug, L"a::b");
+
+    tree.assign(tree);
+
+    CHECK(levelOf(tree, L"a::b") == tl_debug);
+}
+
+TEST_CASE("a tree that runs out of memory throws and stays usable", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_debug, L"a::b");
+    int thrown = 0;
+
+    for (unsigned long long after = 0; after < 8; ++after) {
+        const allocations::failure failure(after);
+        try {
+            tree.set(tl_error, L"a::new::name");
+        } catch (const std::bad_alloc&) {
+            ++thrown;
+        }
+    }
+
+    CHECK(thrown > 0);
+    CHECK(levelOf(tree, L"a::b") == tl_debug);
+}

@@ -1,0 +1,19 @@
+#include "tests/helpers/openfile.h"
+
+#include "support/windows/platform.h"
+
+openfile::openfile(const std::string& path)
+    : m_handle(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE,
+                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                           OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))
+{}
+
+openfile::~openfile()
+{
+    CloseHandle(m_handle);
+}
+
+bool openfile::isOpen() const
+{
+    return m_handle != INVALID_HANDLE_VALUE;
+}

@@ -1,0 +1,54 @@
+# Checks which names leave the built library: those of the exported classes, what instantiates the C++
+# library's templates, and nothing of the insides.
+#   -D NM=, OBJDUMP=: the tools; LIBRARY=: the shared library; WINDOWS=: whether it is a DLL
+cmake_minimum_required(VERSION 3.25)
+
+set(exported trace tracestream traceobject nullobject filetracestream rotatingfilestracestream formattedline
+    hashedfunction stacktrace)
+set(allowed ${exported} StructuredException)
+
+# As the compiler writes them: "5trace".
+set(mangled)
+foreach(class IN LISTS allowed)
+    string(LENGTH ${class} length)
+    list(APPEND mangled ${length}${class})
+endforeach()
+list(JOIN mangled "|" mangled)
+
+if(WINDOWS)
+    execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE names RESULT_VARIABLE failed)
+    string(REGEX REPLACE ".*Ordinal/Name Pointer. Table" "" names "${names}")
+    string(REGEX REPLACE "[][]" "@" names "${names}") # lists don't bear brackets; "[  12] name"
+    string(REGEX MATCHALL "\n[ \t]*@ *[0-9]+@ [^ \n]+" names "${names}")
+    list(TRANSFORM names REPLACE ".*@ " "")
+else()
+    execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE names RESULT_VARIABLE failed)
+    string(REGEX MATCHALL "[^ \n]+\n" names "${names}")
+endif()
+if(failed)
+    message(FATAL_ERROR "the names of ${LIBRARY} cannot be read")
+endif()
+
+set(inside)
+set(seen)
+foreach(name IN LISTS names)
+    string(STRIP "${name}" name)
+    if(name MATCHES "^_Z(T[VISTC]|Tv[0-9n]*_n[0-9]*_|Thn[0-9]*_|GV|Z)?N?K?(${mangled})")
+        list(APPEND seen ${CMAKE_MATCH_2})
+    elseif(name MATCHES "^_Z(T[VISTC]|GV)?N?K?(S|9__gnu_cxx|St|ZN?K?S)|^_ZS|^_ZZ?N?K?St|^_ZN9__gnu_cxx")
+        # instantiated from the C++ library's templates, wherever they are used
+    elseif(NOT name MATCHES "^(__cxa_pure_virtual|__asan.*|__odr_asan.*|__tsan.*|__ubsan.*|_init|_fini)$")
+        list(APPEND inside "${name}")
+    endif()
+endforeach()
+
+foreach(class IN LISTS exported)
+    string(LENGTH ${class} length)
+    if(NOT ${length}${class} IN_LIST seen)
+        message(FATAL_ERROR "the class ${class} is not exported")
+    endif()
+endforeach()
+if(inside)
+    list(JOIN inside "\n  " inside)
+    message(FATAL_ERROR "exported, though nobody outside needs it:\n  ${inside}")
+endif()

@@ -1,0 +1,76 @@
+#include "tests/helpers/childprocess.h"
+
+#include <catch2/catch.hpp>
+
+#include <signal.h>
+
+#include <string>
+
+namespace {
+
+childresult run(const std::string& name, const std::string& argument = "")
+{
+    return childprocess::run(childprocess::beside("tolvane_fault_child"), {name, "main", argument});
+}
+
+} // namespace
+
+TEST_CASE("each handled signal that a program sends is reported", "[stacktrace]")
+{
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP}) {
+        const std::string text = std::to_string(number);
+        const childresult result = run("send", text);
+
+        CHECK(result.output == "ended " + text + "\n");
+        CHECK(result.error.find("Caught signal: #" + text + ". Trace follows:") !=
+              std::string::npos);
+    }
+}
+
+TEST_CASE("a caught fault gives the catcher its registers back", "[stacktrace]")
+{
+    CHECK(run("registers").output == "ok registers\nreturned\n");
+}
+
+TEST_CASE("a caught fault leaves signal mask and float settings as they were", "[stacktrace]")
+{
+    CHECK(run("thread-state").output == "ok signal mask\nok float settings\nreturned\n");
+    CHECK(run("float-stack").output == "ok x87 stack\nreturned\n");
+}
+
+TEST_CASE("a fault within the C library is caught in its caller", "[stacktrace]")
+{
+    CHECK(run("library-functions").output ==
+          "ok strlen\nok memcpy\nok callback of qsort\nreturned\n");
+}
+
+TEST_CASE("a fault is caught while another one unwinds", "[stacktrace]")
+{
+    CHECK(run("nested").output == "ok fault while another unwinds\nreturned\n");
+}
+
+TEST_CASE("cancelled and exiting threads stay unnoticed", "[stacktrace]")
+{
+    CHECK(run("other-unwinding").output == "ok cancelled thread\nok thread that exits\nreturned\n");
+}
+
+TEST_CASE("faults are caught on threads without alternate stack or with little stack",
+          "[stacktrace]")
+{
+    CHECK(run("unprepared").output == "ok thread without handlers of its own\nreturned\n");
+    CHECK(run("small-stack").output.find("STATUS_ACCESS_VIOLATION.\nreturned\n") !=
+          std::string::npos);
+}
+
+TEST_CASE("faults are caught while other signals arrive", "[stacktrace]")
+{
+    CHECK(run("other-signals").output == "ok faults among other signals\nreturned\n");
+}
+
+TEST_CASE("a fault on a read-only stack is reported", "[stacktrace]")
+{
+    const childresult result = run("read-only-stack");
+
+    CHECK(result.output == "ended 1001\n");
+    CHECK(result.error.find("Unhandled Exception. Trace follows:") != std::string::npos);
+}

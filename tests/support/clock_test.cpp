@@ -1,0 +1,135 @@
+#include "support/clock.h"
+
+#include "tests/helpers/scriptedclock.h"
+
+#include <catch2/catch.hpp>
+
+#include <chrono>
+#include <ctime>
+#include <future>
+
+using tolvane::Clock;
+
+namespace {
+
+constexpr unsigned long long ticksPerSecond = 10000000;
+
+/// The local calendar's fields as the C library has them, as one number.
+unsigned long long asNumber(const std::tm& fields)
+{
+    unsigned long long number = 0;
+    for (const int field : {fields.tm_year, fields.tm_mon, fields.tm_mday, fields.tm_hour,
+                            fields.tm_min, fields.tm_sec}) {
+        number = number * 100 + static_cast<unsigned long long>(field % 100);
+    }
+    return number;
+}
+
+unsigned long long localNow()
+{
+    const std::time_t now = std::time(nullptr);
+    return asNumber(*std::localtime(&now));
+}
+
+} // namespace
+
+TEST_CASE("local milliseconds show the local calendar, whatever the time zone is",
+          "[support][clock]")
+{
+    for (int attempt = 0;; ++attempt) {
+        const unsigned long long before = localNow();
+        std::tm fields = {};
+        REQUIRE(Clock::calendar(Clock::platform().localMilliseconds() / 1000, fields));
+        const unsigned long long after = localNow();
+
+        // coarse clocks differ around the change of a second: then once more
+        const bool between = before <= asNumber(fields) && asNumber(fields) <= after;
+        if (between || attempt == 3) {
+            CHECK(between);
+            break;
+        }
+    }
+}
+
+TEST_CASE("local milliseconds differ from the system time by whole minutes", "[support][clock]")
+{
+    using namespace std::chrono;
+    const auto utc = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    const auto local = static_cast<long long>(Clock::platform().localMilliseconds());
+
+    constexpr long long minute = 60000;
+    const long long offset = local - utc + 100 * 60 * minute; // never negative
+    const long long beyond = offset % minute;
+    CHECK((beyond < 5000 || beyond > minute - 5000));
+    CHECK(offset > 72 * 60 * minute);
+    CHECK(offset < 128 * 60 * minute);
+}
+
+TEST_CASE("ticks are 100 nanoseconds, and time goes on", "[support][clock]")
+{
+    const Clock& clock = Clock::platform();
+    const auto steadyStart = std::chrono::steady_clock::now();
+    const unsigned long long start = clock.ticks();
+
+    clock.sleep(30);
+
+    const unsigned long long passed = clock.ticks() - start;
+    const auto steady = std::chrono::steady_clock::now() - steadyStart;
+    CHECK(passed >= 25 * ticksPerSecond / 1000);
+    CHECK(passed <=
+          static_cast<unsigned long long>(
+              std::chrono::duration_cast<std::chrono::milliseconds>(steady).count() + 50) *
+              (ticksPerSecond / 1000));
+}
+
+TEST_CASE("sleeping takes at least its time", "[support][clock]")
+{
+    const auto start = std::chrono::steady_clock::now();
+
+    Clock::platform().sleep(1010);
+
+    CHECK(std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(1000));
+}
+
+TEST_CASE("calendar fields are those of UTC", "[support][clock]")
+{
+    std::tm fields = {};
+
+    CHECK(Clock::calendar(1709647629, fields));
+
+    CHECK(fields.tm_year == 124);
+    CHECK(fields.tm_mon == 2);
+    CHECK(fields.tm_mday == 5);
+    CHECK(fields.tm_hour == 14);
+    CHECK(fields.tm_min == 7);
+    CHECK(fields.tm_sec == 9);
+    CHECK(fields.tm_wday == 2);
+    CHECK(fields.tm_yday == 64);
+}
+
+TEST_CASE("a time that has no calendar fields leaves them untouched", "[support][clock]")
+{
+    std::tm fields = {};
+    fields.tm_mday = 17;
+    fields.tm_hour = 5;
+
+    CHECK_FALSE(Clock::calendar(~0ULL / 2, fields));
+
+    CHECK(fields.tm_mday == 17);
+    CHECK(fields.tm_hour == 5);
+}
+
+TEST_CASE("a clock that is put in use is the current one until it is taken out", "[support][clock]")
+{
+    {
+        scriptedclock scripted;
+        scripted.setLocalMilliseconds(12345);
+        scripted.setTicks(678);
+
+        CHECK(&Clock::current() != &Clock::platform());
+        CHECK(Clock::current().localMilliseconds() == 12345);
+        CHECK(Clock::current().ticks() == 678);
+    }
+
+    CHECK(&Clock::current() == &Clock::platform());
+}
