@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <map>
 #include <string>
 #include <thread>
@@ -208,6 +209,67 @@ int detached()
     return 0;
 }
 
+/// The first report of a process in which no sink takes errors.
+int reportingSilently()
+{
+    const int before = childprocess::threadCount();
+    stacktrace::FaultHandler("nobody listens");
+    const bool reportsFromNowOn = trace::level(std::string("any")) == tl_error;
+    say(childprocess::threadCount() == before && reportsFromNowOn ? "no thread" : "wrong");
+    return 0;
+}
+
+void outer(void (*inner)())
+{
+    TOLVANE_SCOPE(log);
+    inner();
+}
+
+void fail()
+{
+    TOLVANE_SCOPE(log);
+    stacktrace::FaultHandler("50% wrong");
+    say(stacktrace::getTrace().size() == 0 ? "stack empty" : "stack left");
+}
+
+/// Two reports, while another thread runs a function.
+int reporting()
+{
+    trace::output(filetracestream(argumentTexts[2])).setLevel(tl_error);
+    trace::output(ostreamtracestream<char>(std::cerr)).setLevel(tl_trace); // a report replaces it
+    std::atomic<bool> running{false};
+    std::atomic<bool> done{false};
+    std::thread other([&] {
+        TOLVANE_SCOPE(log);
+        running = true;
+        while (!done) {
+            std::this_thread::yield();
+        }
+    });
+    while (!running) {
+        std::this_thread::yield();
+    }
+    outer(fail);
+    outer(fail);
+    done = true;
+    other.join();
+    trace::flush(0);
+    return 0;
+}
+
+int rotatingByAge()
+{
+    const unsigned long long manyKibibytes = 1000;
+    trace::output(rotatingfilestracestream(argumentTexts[2], 3, manyKibibytes, 1))
+        .setLevel(tl_info);
+    TOLVANE_SCOPE(log);
+    TOLVANE_LOG(log, tl_info) << "first";
+    trace::flush(0);
+    TOLVANE_LOG(log, tl_info) << "second";
+    trace::flush(0);
+    return 0;
+}
+
 int hanging()
 {
     for (;;) {
@@ -236,6 +298,9 @@ const std::map<std::string, int (*)()> scenarios = {
     {"tracingLate", tracingLate},
     {"blocked", blocked},
     {"detached", detached},
+    {"reportingSilently", reportingSilently},
+    {"reporting", reporting},
+    {"rotatingByAge", rotatingByAge},
     {"hanging", hanging},
     {"echo", echo},
 };

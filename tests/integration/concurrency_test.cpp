@@ -50,24 +50,25 @@ void inThreads(int count, const std::function<void(int)>& action)
 TEST_CASE("threads trace while sinks are attached and removed and levels change", "[integration]")
 {
     constexpr int tracingThreads = 8;
-    constexpr int rounds = 300;
+    constexpr int changes = 30;
     const temporaryfolder folder;
     std::ostringstream stream;
     const remembersink remembering;
-    std::atomic<bool> done{false};
     const filetracestream fileSink(folder.file("trace.log").c_str());
     const ostreamtracestream<char> streamSink(stream);
+    std::atomic<int> changing{2};
     std::thread attaching([&] {
-        while (!done) {
+        for (int round = 0; round < changes; ++round) {
             const remembersink passing;
             const attached first(passing);
             const attached second(fileSink);
             const attached third(streamSink);
             trace::output(passing); // replaces itself
         }
+        --changing;
     });
     std::thread levels([&] {
-        for (int round = 0; !done; ++round) {
+        for (int round = 0; round < changes; ++round) {
             trace::setLevel(trace::getLevelFromInt(round % 7, tl_info));
             trace::setLevel(tl_trace, L"crowd::work");
             trace::level(std::string("crowd::work"));
@@ -77,14 +78,14 @@ TEST_CASE("threads trace while sinks are attached and removed and levels change"
             trace::flush(round % 3 == 0 ? 0 : 20);
             stacktrace::getTraces();
         }
+        --changing;
     });
 
-    inThreads(tracingThreads, [](int thread) {
-        for (int round = 0; round < rounds; ++round) {
+    inThreads(tracingThreads, [&](int thread) {
+        for (int round = 0; changing != 0; ++round) {
             crowd::work(thread, round);
         }
     });
-    done = true;
     attaching.join();
     levels.join();
 
