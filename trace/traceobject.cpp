@@ -154,7 +154,11 @@ void traceobject::logtosplit(tolvane::string& format)
         }
         xsputn(L"%%", 2); // both are kept
     }
-    writeText(format.empty() ? tolvane::string(L" ") : format);
+    if (format.empty()) {
+        xsputn(L" ", 1);
+    } else {
+        writeText(format);
+    }
     format.erase(tolvane::string::npos);
 }
 

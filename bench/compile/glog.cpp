@@ -1,0 +1,6 @@
+#include <glog/logging.h>
+
+void work()
+{
+    LOG(INFO) << "loaded item " << 42;
+}

@@ -1,0 +1,6 @@
+#include <spdlog/spdlog.h>
+
+void work()
+{
+    SPDLOG_INFO("loaded item {}", 42);
+}
