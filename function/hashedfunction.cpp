@@ -3,6 +3,8 @@
 #include "function/functionname.h"
 #include "function/hashedname.h"
 
+std::atomic<unsigned int> hashedfunction::s_levelGeneration{1};
+
 hashedfunction::hashedfunction(const char* signature)
     : m_name(functionname(signature)), m_key(hashedname::build(m_name))
 {}

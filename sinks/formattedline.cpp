@@ -75,6 +75,12 @@ formattedline::formattedline(tracelevel_t level, const hashedfunction& function,
     renew(level, function, type);
 }
 
+void formattedline::retire()
+{
+    m_formatted.erase(tolvane::string::npos);
+    m_text.erase(tolvane::string::npos);
+}
+
 /// The caller's string gets the memory of this record's last text, for the next line.
 void formattedline::renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text)
 {
@@ -84,9 +90,7 @@ void formattedline::renew(tracelevel_t level, const hashedfunction& function, to
 
 void formattedline::renew(tracelevel_t level, const hashedfunction& function, type_t type)
 {
-    m_formatted.erase(tolvane::string::npos);
     m_function = &function;
-    m_text.erase(tolvane::string::npos);
     m_level = level;
     m_time = tolvane::Clock::current().localMilliseconds();
     m_type = type;
@@ -114,8 +118,14 @@ formattedline::operator tolvane::string() const
 
 const tolvane::string& formattedline::rendered() const
 {
+    timestamp stamp;
+    return rendered(stamp);
+}
+
+const tolvane::string& formattedline::rendered(timestamp& stamp) const
+{
     if (m_formatted.empty()) {
-        render();
+        render(stamp.show(m_time));
     }
     return m_formatted;
 }
@@ -128,20 +138,19 @@ wchar_t formattedline::levelChar() const
 
 /// The length is known before the first character is written, so that the text needs one buffer at
 /// most.
-void formattedline::render() const
+void formattedline::render(std::wstring_view stamp) const
 {
-    const timestamp stamp(m_time);
     const int threadDigits = std::max(hexadecimalDigits(m_threadid), narrowestThreadId);
     const std::wstring_view name = view(m_function->name());
     const std::wstring_view body = m_type == tt_starting  ? startingBody
                                    : m_type == tt_exiting ? exitingBody
                                    : m_type == tt_text    ? view(m_text)
                                                           : std::wstring_view();
-    const std::size_t length = fixedCharacters + stamp.text().size() +
+    const std::size_t length = fixedCharacters + stamp.size() +
                                static_cast<std::size_t>(threadDigits) + name.size() + body.size();
     linewriter line(m_formatted.overwrite(length));
     line.write(L'[');
-    line.write(stamp.text());
+    line.write(stamp);
     line.write(L"]:");
     line.writeHexadecimal(m_threadid, threadDigits);
     line.write(L":[");

@@ -96,9 +96,15 @@ void passwriter::write(const formattedline& line) noexcept
 
 void passwriter::gather(destination& to, const formattedline& line)
 {
-    const tolvane::string& text = line.rendered();
-    appendEncodedLine(to.bytes, text, m_locale);
-    to.lineEnds.push_back(to.bytes.size());
+    const tolvane::string& text = line.rendered(m_stamp);
+    const std::size_t whole = to.bytes.size();
+    try {
+        appendEncodedLine(to.bytes, text, m_locale);
+        to.lineEnds.push_back(to.bytes.size());
+    } catch (...) {
+        to.bytes.resize(whole); // half a line would run into the next one
+        throw;
+    }
     if (to.rotating) {
         to.rotating->m_rotation->rotate(to.path, text.length(), [this] { settleAll(); });
     }

@@ -3,6 +3,8 @@
 #include <tolvane/formattedline.h>
 #include <tolvane/tracestream.h>
 
+#include "sinks/timestamp.h"
+
 #include <locale>
 #include <map>
 #include <string>
@@ -17,8 +19,9 @@ class rotatingfilestracestream;
 /// What goes to files is gathered and written at the end of the pass, with one opening per file.
 /// The files then hold what they would hold if every line had been written at once: their bytes,
 /// their order, where they rotate, and which line is lost when a file cannot be opened. Lines are
-/// not gathered in a pass in which that could be noticed: with a sink that the library does not
-/// know, or with two names that may be those of one file.
+/// not gathered with a sink that the library does not know, or with two names that may be those of
+/// one file. A stream gets its lines at once; one that ends in a file that a file sink writes, too,
+/// gets them before the file sink's.
 ///
 /// Caller holds the sink lock from construction to destruction.
 class passwriter
@@ -58,5 +61,6 @@ private:
 
     std::vector<destination> m_destinations;
     std::locale m_locale; ///< the global one, which converts the text of files
+    timestamp m_stamp;
     bool m_gathers;
 };

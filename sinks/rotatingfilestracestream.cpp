@@ -105,7 +105,10 @@ rotatingfilestracestream::rotatingfilestracestream(const rotatingfilestracestrea
                                other.m_rotation->m_maxsize, other.m_rotation->m_maxdays)
 {}
 
-rotatingfilestracestream::~rotatingfilestracestream() = default;
+rotatingfilestracestream::~rotatingfilestracestream()
+{
+    delete m_rotation;
+}
 
 void rotatingfilestracestream::log(const formattedline& line)
 {

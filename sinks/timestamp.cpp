@@ -75,29 +75,41 @@ void writeDigits(wchar_t*& to, unsigned int number, int digits, wchar_t behind)
     to += digits + 1;
 }
 
-constexpr unsigned long long millisecondsPerDay = 86400000;
-constexpr unsigned long long daysBeyondYear9999 = 2932897;
+constexpr unsigned long long secondsPerDay = 86400;
+constexpr unsigned long long secondsBeyondYear9999 = 2932897 * secondsPerDay;
+
+/// Where the milliseconds stand, behind the point.
+constexpr std::size_t millisecondsPlace = 20;
 
 } // namespace
 
-timestamp::timestamp(unsigned long long milliseconds) : m_text(m_digits, usualLength)
+std::wstring_view timestamp::show(unsigned long long milliseconds)
 {
-    const unsigned long long days = milliseconds / millisecondsPerDay;
-    if (days >= daysBeyondYear9999) {
+    const unsigned long long second = milliseconds / 1000;
+    if (second >= secondsBeyondYear9999) {
         m_rare = formatTime(milliseconds, tolvane::string()).c_str();
-        m_text = m_rare;
-        return;
+        return m_rare;
     }
-    const date today = dateOf(days);
-    const auto time = static_cast<unsigned int>(milliseconds % millisecondsPerDay);
+    if (second != m_second) {
+        showSecond(second);
+    }
+    wchar_t* to = m_digits + millisecondsPlace;
+    writeDigits(to, static_cast<unsigned int>(milliseconds % 1000), 3, L'\0');
+    return {m_digits, usualLength};
+}
+
+void timestamp::showSecond(unsigned long long second)
+{
+    const date today = dateOf(second / secondsPerDay);
+    const auto time = static_cast<unsigned int>(second % secondsPerDay);
     wchar_t* to = m_digits;
     writeDigits(to, today.year, 4, L'-');
     writeDigits(to, today.month, 2, L'-');
     writeDigits(to, today.day, 2, L' ');
-    writeDigits(to, time / 3600000, 2, L':');
-    writeDigits(to, time / 60000 % 60, 2, L':');
-    writeDigits(to, time / 1000 % 60, 2, L'.');
-    writeDigits(to, time % 1000, 3, L'\0');
+    writeDigits(to, time / 3600, 2, L':');
+    writeDigits(to, time / 60 % 60, 2, L':');
+    writeDigits(to, time % 60, 2, L'.');
+    m_second = second;
 }
 
 tolvane::string formatTime(const unsigned long long& milliseconds, tolvane::string format)

@@ -45,7 +45,7 @@ void tracestream::setLevel(tracelevel_t level, const tolvane::string& name)
 
 void tracestream::clearLevels(tracelevel_t level)
 {
-    m_levels->clear(tolvane::string());
+    clearLevels(tolvane::string());
     setLevel(level);
 }
 

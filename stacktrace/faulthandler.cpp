@@ -28,9 +28,7 @@ void writeStack(traceobject& report, const stacktrace& stack)
 
 void attachStandardError()
 {
-    traceimpl& dispatcher = safesingleton<traceimpl>::instance();
-    const lockobject lock(dispatcher.m_instanceMutex);
-    dispatcher.output(ostreamtracestream<char>(std::cerr), tl_error);
+    safesingleton<traceimpl>::instance().output(ostreamtracestream<char>(std::cerr), tl_error);
 }
 
 } // namespace

@@ -16,12 +16,14 @@ constexpr unsigned int pureCallExitCode = 1000;
 constexpr unsigned int terminateExitCode = 1001;
 
 /// A report that runs out of memory must not bring its own terminate handler on.
-void report(const tolvane::string& message) noexcept
+/// \param describe  makes the message.
+template <class describe_t>
+void report(const describe_t& describe) noexcept
 {
     try {
-        stacktrace::FaultHandler(message);
+        stacktrace::FaultHandler(describe());
     } catch (...) {
-        // the thread is ended without its report
+        // the thread goes its way without its report
     }
 }
 
@@ -41,26 +43,27 @@ tolvane::string describeParameter(const wchar_t* expression, const wchar_t* func
 
 void onTerminate() noexcept
 {
-    report("Unhandled Exception");
+    report([] { return "Unhandled Exception"; });
     endThread(terminateExitCode);
 }
 
 void onSignal(int number) noexcept
 {
-    report(tolvane::string("Caught signal: #") + tolvane::string::number(number));
+    report(
+        [number] { return tolvane::string("Caught signal: #") + tolvane::string::number(number); });
     endThread(static_cast<unsigned int>(number));
 }
 
 void onPureCall() noexcept
 {
-    report("Pure virtual function called");
+    report([] { return "Pure virtual function called"; });
     endThread(pureCallExitCode);
 }
 
 void onInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,
                         unsigned int line) noexcept
 {
-    report(describeParameter(expression, function, file, line));
+    report([=] { return describeParameter(expression, function, file, line); });
 }
 
 void throwStructuredException(unsigned int code)

@@ -1,10 +1,14 @@
 #include <tolvane/stacktrace.h>
 
+#include <tolvane/hashedfunction.h>
+
+#include "stacktrace/registry.h"
 #include "support/mutex.h"
 #include "support/threadid.h"
 #include "support/threadslot.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 // Other threads read a stack while its own thread changes it, and take no lock. So a stack lives in
@@ -129,11 +133,12 @@ void stacktrace::clear() noexcept
     m_count.store(0, std::memory_order_release);
 }
 
+/// Null has its place too, so that the up() that belongs to it takes nothing else away.
 void stacktrace::down(const hashedfunction* function)
 {
-    if (function) {
-        myTrace().push(function);
-    }
+    static const hashedfunction* const nameless =
+        new hashedfunction(""); // never destroyed, like the stacks
+    myTrace().push(function ? function : nameless);
 }
 
 bool stacktrace::up()
@@ -190,9 +195,9 @@ stacktrace& stacktrace::newTrace(unsigned int threadId)
 
 /// Never destroyed, like the lock: fault handlers and destructors of other statics come here at the
 /// very end.
-std::unordered_map<unsigned int, stacktrace>& stacktrace::m_alltraces()
+stacktrace::Registry& stacktrace::m_alltraces()
 {
-    static auto* const traces = new std::unordered_map<unsigned int, stacktrace>;
+    static auto* const traces = new Registry;
     return *traces;
 }
 

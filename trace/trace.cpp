@@ -2,7 +2,6 @@
 
 #include <tolvane/hashedfunction.h>
 
-#include "sinks/levelgeneration.h"
 #include "trace/traceimpl.h"
 
 namespace {
@@ -36,12 +35,9 @@ void trace::setLevel(tracelevel_t level, const tolvane::string& name)
     dispatcher().setLevel(level, name);
 }
 
-tracelevel_t trace::level(const hashedfunction& function)
+tracelevel_t trace::askSinks(const hashedfunction& function)
 {
-    tracelevel_t remembered = tl_always;
-    return function.remembersLevel(levelgeneration::current(), remembered)
-               ? remembered
-               : dispatcher().maxLevel(function);
+    return dispatcher().maxLevel(function);
 }
 
 /// A copy is converted: the caller's object may be in use by several threads.

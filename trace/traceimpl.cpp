@@ -14,22 +14,18 @@ constexpr int writerWaits = 9;                ///< about a second: the writer ma
 constexpr unsigned int writerWait = 100;      ///< milliseconds
 constexpr unsigned int writerRetryPause = 10; ///< milliseconds
 
-/// How long the locks are waited for at the end, in ticks of 100 nanoseconds. A living thread gives
-/// them back, a killed one does not.
-constexpr unsigned long long untilGivenBack = 100ULL * 365 * 24 * 3600 * 10000000;
-constexpr unsigned long long unlessKilled = 500;
-
-/// As many as are ever queued: a line that is written makes room for one to come.
-constexpr std::size_t mostSpareLines = 2000;
+/// How long the locks are waited for at the end, in ticks of 100 nanoseconds. Threads that were
+/// stopped give nothing back. A killed writer does not either, but living threads may be waiting
+/// where it was, and get through. Whoever lives gives back soon, unless it hangs in a sink.
+constexpr unsigned long long ofStopped = 500;
+constexpr unsigned long long besideKilled = 10000000;
+constexpr unsigned long long ofLiving = 100000000;
 
 using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
 
 } // namespace
 
-traceimpl::traceimpl() : m_writeThread(new WriteThread(*this))
-{
-    m_spareLines.reserve(mostSpareLines);
-}
+traceimpl::traceimpl() : m_writeThread(new WriteThread(*this)) {}
 
 traceimpl::~traceimpl()
 {
@@ -161,15 +157,21 @@ bool traceimpl::writerWasKilled() const noexcept
     return tolvane::nativethread::othersAreStopped() || (m_writeThread.ended() && !m_stopped);
 }
 
-/// The instance lock guards the queue, so without it the queue may be in the middle of a change and
-/// is left alone. Without the sink lock the sinks are whole, but for the line that the dead thread
-/// was writing.
+/// Without the instance lock the queue may be in the middle of a change and is left alone. Without
+/// the sink lock the sinks are whole, but for the line that a dead thread was writing. What a
+/// living thread may still have its hands on is left as it is: the process is about to end.
 void traceimpl::finish() noexcept
 {
-    const unsigned long long patience = writerWasKilled() ? unlessKilled : untilGivenBack;
-    const tolvane::Auto_TimedMutex lock(m_instanceMutex, patience);
-    const tolvane::Auto_TimedMutex streamLock(m_streamMutex, patience);
+    const bool othersAreStopped = tolvane::nativethread::othersAreStopped();
+    const bool killed = writerWasKilled();
+    const tolvane::Auto_TimedMutex lock(m_instanceMutex, othersAreStopped ? ofStopped
+                                                         : killed         ? besideKilled
+                                                                          : ofLiving);
+    const tolvane::Auto_TimedMutex streamLock(m_streamMutex, killed ? ofStopped : ofLiving);
     m_finished = true;
+    if ((!lock.owns() && !othersAreStopped) || (!streamLock.owns() && !killed)) {
+        return;
+    }
     if (lock.owns()) {
         writeLines(takeQueue());
     }

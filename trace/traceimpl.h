@@ -93,8 +93,9 @@ private:
     tolvane::Mutex m_streamMutex;         ///< the sink lock
     tolvane::Event<bool> m_written;       ///< true: a writer pass has finished
     tolvane::ThreadControl m_writeThread; ///< started by the first line
-    bool m_finished = false;              ///< set by stop(): lines are dropped from now on
+    std::atomic<bool> m_finished{false};  ///< set by stop(): lines are dropped from now on
     batch_t m_spareLines;                 ///< written records, for lines to come
+    batch_t m_spareQueue;                 ///< empty, but with the memory of an earlier queue
     std::size_t m_takenLines =
         0; ///< so many at the queue's front are known to be taken by a sink ...
     unsigned int m_takenGeneration = 0; ///< ... under this generation of levels and sinks

@@ -101,6 +101,7 @@ traceimpl::batch_t traceimpl::takeQueue()
     batch_t batch;
     const lockobject lock(m_instanceMutex);
     batch.swap(m_queue);
+    m_queue.swap(m_spareQueue);
     m_takenLines = 0;
     return batch;
 }
@@ -138,17 +139,29 @@ void traceimpl::writeLines(const batch_t& batch) noexcept
     }
 }
 
-/// Keeps records, whose memory lines to come will use, unless they are large or many. There is room
-/// for them.
+/// Keeps the records, whose memory lines to come will use, unless they are large or fewer than
+/// those that are kept already; and the larger vector. The thread that wrote them empties them,
+/// since it has them at hand. The lock is held for constant time.
 void traceimpl::keepSpare(batch_t& batch) noexcept
 {
-    const lockobject lock(m_instanceMutex);
-    for (auto& line : batch) {
-        if (m_spareLines.size() < m_spareLines.capacity() &&
-            line->m_formatted.capacity() <= longestSpare &&
-            line->m_text.capacity() <= longestSpare) {
-            m_spareLines.push_back(std::move(line));
+    const auto large = [](const countedptr<formattedline>& line) {
+        return line->m_formatted.capacity() > longestSpare ||
+               line->m_text.capacity() > longestSpare;
+    };
+    batch.erase(std::remove_if(batch.begin(), batch.end(), large), batch.end());
+    for (const auto& line : batch) {
+        line->retire();
+    }
+    {
+        const lockobject lock(m_instanceMutex);
+        if (m_spareLines.size() < batch.size()) {
+            m_spareLines.swap(batch);
         }
+    }
+    batch.clear();
+    const lockobject lock(m_instanceMutex);
+    if (m_spareQueue.capacity() < batch.capacity()) {
+        m_spareQueue.swap(batch);
     }
 }
 

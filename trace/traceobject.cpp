@@ -2,6 +2,7 @@
 
 #include <tolvane/formattedline.h>
 #include <tolvane/hashedfunction.h>
+#include <tolvane/scope.h>
 #include <tolvane/stacktrace.h>
 #include <tolvane/trace.h>
 
@@ -105,18 +106,23 @@ void traceobject::append(const wchar_t* text, unsigned long long count)
 }
 
 /// A NUL ends the text. Text of ASCII characters converts to itself in every locale; other text is
-/// the C library's business.
-void traceobject::appendNarrow(const char* text, std::size_t count)
+/// the C library's business. A width, and a stream that has failed, are the stream's.
+void traceobject::insertNarrow(const char* text, std::size_t count)
+{
+    constexpr unsigned char lastAscii = 0x7F;
+    const auto isForeign = [](char c) { return static_cast<unsigned char>(c) > lastAscii; };
+    count = static_cast<std::size_t>(std::find(text, text + count, '\0') - text);
+    if (width() != 0 || !good() || std::any_of(text, text + count, isForeign)) {
+        *this << tolvane::string(std::string(text, count).c_str());
+    } else {
+        appendPlain(text, count);
+    }
+}
+
+void traceobject::appendPlain(const char* text, std::size_t count)
 {
     constexpr std::size_t chunkSize = 64;
-    constexpr unsigned char lastAscii = 0x7F;
     wchar_t chunk[chunkSize];
-    count = static_cast<std::size_t>(std::find(text, text + count, '\0') - text);
-    if (std::any_of(text, text + count,
-                    [](char c) { return static_cast<unsigned char>(c) > lastAscii; })) {
-        writeText(tolvane::string(std::string(text, count).c_str()));
-        return;
-    }
     for (std::size_t done = 0; done < count; done += chunkSize) {
         const std::size_t length = std::min(count - done, chunkSize);
         std::copy_n(text + done, length, chunk);

@@ -4,7 +4,10 @@
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
+#include <string_view>
+
 class hashedfunction;
+class timestamp;
 
 TOLVANE_BEGIN_DECLARATIONS
 
@@ -52,14 +55,19 @@ private:
     /// kind and thread.
     formattedline& operator=(const formattedline& other);
 
-    /// Makes the record a new one: its texts are emptied but keep their memory, time and thread are
-    /// those of now.
+    /// Empties the texts, which keep their memory, for renew().
+    void retire();
+
+    /// Makes a record that is new, or was retired, one of now and of this thread.
     void renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text);
     void renew(tracelevel_t level, const hashedfunction& function, type_t type);
 
     wchar_t levelChar() const;
+
+    /// The record's text where it is kept. Many lines share the stamp of their second.
+    const tolvane::string& rendered(timestamp& stamp) const;
     const tolvane::string& rendered() const;
-    void render() const;
+    void render(std::wstring_view stamp) const;
 
     mutable tolvane::string m_formatted; ///< the rendered line; empty until the first conversion
     const hashedfunction* m_function;    ///< never null; not owned

@@ -35,13 +35,15 @@ public:
     const hashedname* key() const noexcept { return m_key; }
 
 private:
+    friend class levelgeneration;
     friend class trace;
     friend class traceimpl;
     friend struct hashedfunctiontest;
 
     /// The effective level as it was found out last, if it still holds.
-    bool remembersLevel(unsigned int generation, tracelevel_t& level) const noexcept
+    bool remembersLevel(tracelevel_t& level) const noexcept
     {
+        const unsigned int generation = s_levelGeneration.load(std::memory_order_acquire);
         const unsigned long long remembered = m_level.load(std::memory_order_relaxed);
         level = static_cast<tracelevel_t>(static_cast<unsigned int>(remembered));
         return static_cast<unsigned int>(remembered >> 32) == generation;
@@ -55,6 +57,9 @@ private:
     }
 
     static tolvane::string functionname(const char* signature);
+
+    /// Counts what may change effective levels; never 0, which stands for "nothing found out yet".
+    static std::atomic<unsigned int> s_levelGeneration;
 
     tolvane::string m_name;
     hashedname* m_key; ///< owned, never null

@@ -7,8 +7,7 @@
 TOLVANE_BEGIN_DECLARATIONS
 
 /// A stream that discards everything, to write to where a scope is not traced; trace::__nullobject
-/// is one. Any number of threads may write to one object, since an insertion into a failed stream
-/// does nothing.
+/// is one. Like any stream it is written to by one thread at a time.
 class TOLVANE_EXPORT nullobject : public std::basic_ostream<wchar_t>
 {
 public:

@@ -3,8 +3,6 @@
 #include <tolvane/export.h>
 #include <tolvane/filetracestream.h>
 
-#include <memory>
-
 TOLVANE_BEGIN_DECLARATIONS
 
 /// A file sink that starts a new file when the current one has grown too large or too old.
@@ -45,7 +43,7 @@ private:
 
     struct Impl;
 
-    std::unique_ptr<Impl> m_rotation; ///< limits and running state; never null
+    Impl* m_rotation; ///< limits and running state; owned, never null
 };
 
 TOLVANE_END_DECLARATIONS

@@ -32,9 +32,10 @@
 
 /// One line at a level: TOLVANE_LOG(log, tl_info) << "text" << 42;
 /// The line ends with the statement. When no sink takes the level (see traceobject::takes), no
-/// operand is evaluated.
+/// operand is evaluated. The level is looked at twice: give it a plain value.
 #define TOLVANE_LOG(name, level) \
-    !(name).takes(level) ? (void)0 : tolvane::lineend() & tolvane::tracedline((name), (level))
+    static_cast<void>(0),        \
+        !(name).takes(level) ? (void)0 : tolvane::lineend() & tolvane::tracedline((name), (level))
 
 /// One line at a level from a %-format and its arguments, each inserted as into a stream. The
 /// character after a "%" is not interpreted; "%%" is written as it stands; an argument beyond the
@@ -117,14 +118,7 @@ private:
         return text ? std::basic_string_view<char_t>(text) : std::basic_string_view<char_t>();
     }
 
-    void insert(std::string_view text)
-    {
-        if (m_scope.width() == 0 && m_scope.good()) {
-            m_scope.appendNarrow(text.data(), text.size());
-        } else {
-            m_scope << string(std::string(text).c_str());
-        }
-    }
+    void insert(std::string_view text) { m_scope.insertNarrow(text.data(), text.size()); }
 
     traceobject& m_scope;
 };

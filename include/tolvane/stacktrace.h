@@ -4,8 +4,6 @@
 
 #include <atomic>
 #include <list>
-#include <memory>
-#include <unordered_map>
 
 class hashedfunction;
 
@@ -37,7 +35,7 @@ public:
     /// The function at a depth, 0 being the outermost; null beyond size().
     const hashedfunction* operator[](unsigned long long depth) const noexcept;
 
-    /// Pushes a function onto the calling thread's stack. Null is ignored.
+    /// Pushes a function onto the calling thread's stack. Null stands for one without a name.
     static void down(const hashedfunction* function);
 
     /// Pops the calling thread's innermost function, if there is one.
@@ -70,6 +68,7 @@ private:
 
     struct Block;
     struct Entry;
+    struct Registry; ///< a std::unordered_map<unsigned int, stacktrace>, by thread id
 
     /// Installs the handlers when the library is loaded.
     struct startup_struct
@@ -84,7 +83,7 @@ private:
     static stacktrace& myTrace();
     static stacktrace& findTrace();
     static stacktrace& newTrace(unsigned int threadId);
-    static std::unordered_map<unsigned int, stacktrace>& m_alltraces();
+    static Registry& m_alltraces();
     static tolvane::Mutex& m_staticmutex();
 
     static startup_struct m_startup;

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
-#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -13,6 +12,38 @@
 TOLVANE_BEGIN_DECLARATIONS
 
 namespace tolvane {
+
+/// Owns an array made by new[]. The standard's unique_ptr does the same, at the price of <memory>,
+/// which would take longer to compile than the rest of what a traced source file includes.
+template <class element_t>
+class ownedarray
+{
+public:
+    explicit ownedarray(element_t* array = nullptr) noexcept : m_array(array) {}
+    ownedarray(ownedarray&& other) noexcept : m_array(other.m_array) { other.m_array = nullptr; }
+    ~ownedarray() { delete[] m_array; }
+
+    ownedarray& operator=(ownedarray&& other) noexcept
+    {
+        swap(other);
+        return *this;
+    }
+
+    element_t* get() const noexcept { return m_array; }
+    element_t& operator[](std::size_t index) const noexcept { return m_array[index]; }
+    explicit operator bool() const noexcept { return m_array != nullptr; }
+
+    void reset(element_t* array) noexcept
+    {
+        delete[] m_array;
+        m_array = array;
+    }
+
+    void swap(ownedarray& other) noexcept { std::swap(m_array, other.m_array); }
+
+private:
+    element_t* m_array;
+};
 
 /// The text type at the library's boundary: wide characters with a small inline buffer, a heap
 /// buffer beyond it, and a narrow copy made on demand.
@@ -143,17 +174,16 @@ private:
     void activate(const wchar_t* buffer) noexcept;
     void place(const wchar_t* text, size_type length);
 
-    static std::unique_ptr<char[]> duplicate(const char* text);
-    static std::unique_ptr<char[]> convert(const wchar_t* text, size_type length);
-    static std::unique_ptr<char[]> convertSingly(const wchar_t* text, size_type length);
+    static ownedarray<char> duplicate(const char* text);
+    static ownedarray<char> convert(const wchar_t* text, size_type length);
+    static ownedarray<char> convertSingly(const wchar_t* text, size_type length);
 
     // The order is fixed: the library and the application read each other's objects.
     wchar_t m_inline[inlineSize] = {}; ///< the text, when it is short
-    std::unique_ptr<wchar_t[]>
-        m_heap;               ///< the text, when it is long; may stay while the text is short
-    size_type m_length = 0;   ///< characters of the text
-    size_type m_capacity = 0; ///< characters that m_heap can hold
-    mutable std::unique_ptr<char[]> m_narrow; ///< last conversion; null until the first
+    ownedarray<wchar_t> m_heap; ///< the text, when it is long; may stay while the text is short
+    size_type m_length = 0;     ///< characters of the text
+    size_type m_capacity = 0;   ///< characters that m_heap can hold
+    mutable ownedarray<char> m_narrow; ///< last conversion; null until the first
 };
 
 inline string& string::assign(const char* text)
@@ -163,7 +193,7 @@ inline string& string::assign(const char* text)
         place(nullptr, 0);
         return *this;
     }
-    const std::unique_ptr<wchar_t[]> wide(new wchar_t[bytes + 1]());
+    const ownedarray<wchar_t> wide(new wchar_t[bytes + 1]());
     std::size_t converted = std::mbstowcs(wide.get(), text, bytes + 1);
     if (converted == 0 || converted == static_cast<std::size_t>(-1)) {
         std::wmemset(wide.get(), L'?', bytes);
@@ -177,7 +207,7 @@ inline string& string::append(const wchar_t* text, size_type count)
 {
     const size_type added = boundedLength(text, count);
     const size_type total = m_length + added;
-    std::unique_ptr<wchar_t[]> grown;
+    ownedarray<wchar_t> grown;
     wchar_t* target = total < inlineSize ? m_inline : m_heap.get();
     if (total >= inlineSize && total > m_capacity) {
         grown.reset(new wchar_t[static_cast<std::size_t>(total) + 1]);
@@ -275,7 +305,7 @@ inline void string::activate(const wchar_t* buffer) noexcept
 /// The text may lie in this object, so a buffer is given up only after it was copied.
 inline void string::place(const wchar_t* text, size_type length)
 {
-    std::unique_ptr<wchar_t[]> grown;
+    ownedarray<wchar_t> grown;
     wchar_t* target = length < inlineSize ? m_inline : m_heap.get();
     if (length >= inlineSize && length > m_capacity) {
         grown.reset(new wchar_t[static_cast<std::size_t>(length) + 1]);
@@ -291,21 +321,21 @@ inline void string::place(const wchar_t* text, size_type length)
     m_length = length;
 }
 
-inline std::unique_ptr<char[]> string::duplicate(const char* text)
+inline ownedarray<char> string::duplicate(const char* text)
 {
     const std::size_t size = text ? std::strlen(text) + 1 : 1;
-    std::unique_ptr<char[]> copied(new char[size]);
+    ownedarray<char> copied(new char[size]);
     std::memcpy(copied.get(), text ? text : "", size);
     return copied;
 }
 
 /// Both passes may fail: some runtimes measure a text that they then cannot convert.
-inline std::unique_ptr<char[]> string::convert(const wchar_t* text, size_type length)
+inline ownedarray<char> string::convert(const wchar_t* text, size_type length)
 {
     const auto failed = static_cast<std::size_t>(-1);
     const std::size_t bytes = std::wcstombs(nullptr, text, 0);
     if (bytes != failed) {
-        std::unique_ptr<char[]> converted(new char[bytes + 1]());
+        ownedarray<char> converted(new char[bytes + 1]());
         if (std::wcstombs(converted.get(), text, bytes) != failed) {
             return converted;
         }
@@ -315,10 +345,10 @@ inline std::unique_ptr<char[]> string::convert(const wchar_t* text, size_type le
 
 /// Character by character, a surrogate pair as one, so that the convertible ones survive beside the
 /// others.
-inline std::unique_ptr<char[]> string::convertSingly(const wchar_t* text, size_type length)
+inline ownedarray<char> string::convertSingly(const wchar_t* text, size_type length)
 {
     const auto widest = static_cast<std::size_t>(MB_CUR_MAX);
-    std::unique_ptr<char[]> converted(new char[static_cast<std::size_t>(length) * widest + 1]());
+    ownedarray<char> converted(new char[static_cast<std::size_t>(length) * widest + 1]());
     char* out = converted.get();
     while (*text) {
         const bool pair = (*text & ~0x3FF) == 0xD800 && (text[1] & ~0x3FF) == 0xDC00;

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <tolvane/export.h>
+#include <tolvane/hashedfunction.h>
 #include <tolvane/nullobject.h>
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
 #include <string>
 
-class hashedfunction;
 class tracestream;
 
 TOLVANE_BEGIN_DECLARATIONS
@@ -40,7 +40,11 @@ public:
     static void setLevel(tracelevel_t level, const tolvane::string& name);
 
     /// The greatest level that an attached sink gives the function; 0 without a sink.
-    static tracelevel_t level(const hashedfunction& function);
+    static tracelevel_t level(const hashedfunction& function)
+    {
+        tracelevel_t remembered = tl_always;
+        return function.remembersLevel(remembered) ? remembered : askSinks(function);
+    }
 
     /// The same for a name or a signature, which is not registered thereby.
     static tracelevel_t level(const tolvane::string& name);
@@ -73,6 +77,9 @@ public:
 
     /// A stream that discards everything.
     static nullobject __nullobject;
+
+private:
+    static tracelevel_t askSinks(const hashedfunction& function);
 };
 
 TOLVANE_END_DECLARATIONS

@@ -32,6 +32,10 @@ public:
     using char_type = std::basic_ostream<wchar_t>::char_type;
     using int_type = std::basic_ostream<wchar_t>::int_type;
 
+    // Both bases have these; a scope is used as a stream.
+    using std::basic_ostream<wchar_t>::getloc;
+    using std::basic_ostream<wchar_t>::imbue;
+
     /// \param function   the call site's pointer, usually a static one. Null: the function is
     /// registered and the
     ///                   pointer set, once however many threads come here at the same time.
@@ -87,7 +91,8 @@ private:
 
     void writeText(const tolvane::string& text);
     void append(const wchar_t* text, unsigned long long count);
-    void appendNarrow(const char* text, std::size_t count);
+    void insertNarrow(const char* text, std::size_t count);
+    void appendPlain(const char* text, std::size_t count);
     void endLine();
 
     const hashedfunction* m_function;     ///< never null

@@ -17,7 +17,7 @@ void writeAll(int file, const char* bytes, std::size_t count) noexcept
 {
     while (count > 0) {
         const ssize_t written = ::write(file, bytes, count);
-        if (written < 0 && errno != EINTR) {
+        if (written == 0 || (written < 0 && errno != EINTR)) {
             return;
         }
         if (written > 0) {

@@ -1,5 +1,6 @@
 #include "support/nativethread.h"
 
+#include "support/nocancellation.h"
 #include "support/threadid.h"
 
 #include <pthread.h>
@@ -57,6 +58,8 @@ sigset_t signalsOfOthers() noexcept
 
 void* start(Entry entry, void* argument, unsigned int& id, int& error) noexcept
 {
+    const NoCancellation
+        noCancellation; // callers hold locks, and the wait below could be cancelled
     std::unique_ptr<Handle> handle(new (std::nothrow) Handle{});
     if (!handle) {
         error = ENOMEM;

@@ -24,6 +24,7 @@ struct traceimpltest
     static std::atomic<bool>& running(traceimpl& dispatcher) { return dispatcher.m_running; }
     static std::atomic<bool>& stopped(traceimpl& dispatcher) { return dispatcher.m_stopped; }
 
+    static std::size_t spareLines(traceimpl& dispatcher) { return dispatcher.m_spareLines.size(); }
     static std::size_t sinks(traceimpl& dispatcher) { return dispatcher.m_streams.size(); }
     static std::size_t functions(traceimpl& dispatcher)
     {

@@ -6,16 +6,19 @@
 #include <tolvane/rotatingfilestracestream.h>
 
 #include "tests/helpers/formattedlinetest.h"
+#include "tests/helpers/localeguard.h"
 #include "tests/helpers/remembersink.h"
 #include "tests/helpers/temporaryfolder.h"
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <random>
 #include <sstream>
+#include <stdexcept>
 
 namespace {
 
@@ -62,6 +65,20 @@ formattedline line(tracelevel_t level, const wchar_t* body)
 {
     return formattedlinetest::text(level, function, body);
 }
+
+/// Converts ASCII characters and throws at any other.
+class throwingfacet : public std::codecvt<wchar_t, char, std::mbstate_t>
+{
+    result do_out(state_type& state, const wchar_t* from, const wchar_t* fromEnd,
+                  const wchar_t*& fromNext, char* to, char* toEnd, char*& toNext) const override
+    {
+        if (from != fromEnd && *from > 0x7F) {
+            throw std::runtime_error("not for me");
+        }
+        const wchar_t* const stop = std::find_if(from, fromEnd, [](wchar_t c) { return c > 0x7F; });
+        return codecvt::do_out(state, from, stop, fromNext, to, toEnd, toNext);
+    }
+};
 
 /// Every file of a folder with its bytes.
 std::map<std::string, std::string> contents(const temporaryfolder& folder)
@@ -241,4 +258,57 @@ TEST_CASE("many bytes of a pass are written before it ends", "[sinks]")
     writer.write(line(tl_info, std::wstring(2000000, L'x').c_str()));
 
     CHECK(folder.read("trace.log").size() > 2000000);
+}
+
+TEST_CASE("a line whose conversion throws leaves nothing behind for the next one to run into",
+          "[sinks]")
+{
+    const localeguard guard(std::locale(std::locale::classic(), new throwingfacet));
+    const temporaryfolder folder;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, folder.file("trace.log").c_str());
+    {
+        passwriter writer(sinks.byId());
+        writer.write(line(tl_info, L"first"));
+        writer.write(line(tl_info, (std::wstring(600, L'x') + L'\x4e2d').c_str()));
+        writer.write(line(tl_info, L"last"));
+    }
+
+    const std::string bytes = folder.read("trace.log");
+    CHECK(bytes.find("first\r\n[") != std::string::npos);
+    CHECK(bytes.find("last\r\n") != std::string::npos);
+    CHECK(bytes.find("xxx") == std::string::npos);
+}
+
+TEST_CASE("a rotation writes first what was gathered for every file", "[sinks]")
+{
+    const temporaryfolder gatheredFolder;
+    const temporaryfolder plainFolder;
+    sinkset gathered;
+    sinkset plain;
+    for (const auto& each :
+         {std::make_pair(&gathered, &gatheredFolder), std::make_pair(&plain, &plainFolder)}) {
+        for (const char* const name :
+             {"a.log", "a.log.0", "a.log.1"}) { // files that rotate into each other
+            std::ofstream(each.second->file(name)) << name;
+        }
+        each.first->add<rotatingfilestracestream>(tl_debug, each.second->file("a.log").c_str(),
+                                                  5ULL, 1ULL, 0ULL);
+        each.first->add<filetracestream>(tl_info, each.second->file("a.log.0").c_str());
+        each.first->add<rotatingfilestracestream>(tl_error, each.second->file("a.log.1").c_str(),
+                                                  2ULL, 0ULL, 0ULL);
+    }
+    std::mt19937 random(5);
+
+    for (int pass = 0; pass < 20; ++pass) {
+        passwriter writer(gathered.byId());
+        for (int i = 0; i < 20; ++i) {
+            const auto level = static_cast<tracelevel_t>(random() % 7);
+            const formattedline written = line(level, std::wstring(random() % 100, L'y').c_str());
+            writer.write(written);
+            writePlainly(plain, written, level);
+        }
+    }
+
+    CHECK(contents(gatheredFolder) == contents(plainFolder));
 }

@@ -4,6 +4,7 @@
 #include <tolvane/stacktrace.h>
 #include <tolvane/trace.h>
 
+#include "tests/helpers/allocations.h"
 #include "tests/helpers/remembersink.h"
 
 #include <catch2/catch.hpp>
@@ -38,6 +39,8 @@ public:
         trace::flush(0);
         return m_sink.bodies();
     }
+
+    std::string standardError() const { return m_written.str(); }
 
 private:
     std::ostringstream m_written;
@@ -79,6 +82,18 @@ TEST_CASE("even the shortest place is all that an invalid parameter's report tel
     CHECK(watch.bodies().front() == L":  in  in file:  at 0. Trace follows:");
 }
 
+TEST_CASE("an invalid parameter without memory for its report lets the thread go on",
+          "[stacktrace]")
+{
+    reportwatch watch;
+    {
+        const allocations::failure failure;
+        faults::onInvalidParameter(L"expression", L"function", L"file", 5);
+    }
+
+    CHECK(watch.bodies().empty());
+}
+
 TEST_CASE("a report by a thread that an invalid parameter interrupted lets it go on",
           "[stacktrace]")
 {
@@ -114,6 +129,7 @@ TEST_CASE("a report below the error level writes nothing, and attaches standard 
 
     stacktrace::FaultHandler("unheard");
     CHECK(watch.bodies().empty());
+    CHECK(watch.standardError().empty());
 
     CHECK(trace::level(std::string("any")) == tl_error);
 }

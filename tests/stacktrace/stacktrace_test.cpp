@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "stacktrace/registry.h"
 #include "support/mutex.h"
 #include "support/threadid.h"
 #include "tests/helpers/allocations.h"
@@ -143,11 +144,18 @@ TEST_CASE("one function may be on a stack several times", "[stacktrace]")
     CHECK(stacktrace::up());
 }
 
-TEST_CASE("going down without a function changes nothing", "[stacktrace]")
+TEST_CASE("going down without a function has its place, which going up leaves", "[stacktrace]")
 {
-    stacktrace::down(nullptr);
+    const hashedfunction* const a = function(0);
+    stacktrace::down(a);
 
-    CHECK(stacktrace::getTrace().size() == 0);
+    stacktrace::down(nullptr);
+    const stacktrace inside = stacktrace::getTrace();
+    CHECK_FALSE(stacktrace::up());
+
+    REQUIRE(inside.size() == 2);
+    CHECK(inside[1]->name().empty());
+    CHECK(contentOf(stacktrace::getTrace()) == functions{a});
     CHECK(stacktrace::up());
 }
 

@@ -503,3 +503,84 @@ TEST_CASE("what is queued while lines are written is written by the next pass", 
     quiet.dispatcher.flushQueue(0);
     CHECK(sink.events() == events_t{"clone 1", "1: first", "1: second"});
 }
+
+TEST_CASE("what was found taken by a sink is found out anew for the lines after a flush", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_error);
+    quiet.queue(1001, tl_error, L"taken");
+    quiet.dispatcher.flushQueue(0);
+
+    quiet.queue(1001, tl_info, L"refused");
+
+    CHECK(quiet.texts().empty());
+}
+
+TEST_CASE("lines that were taken are dropped by pruning when the level was lowered since",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    tracestream& attached = quiet.dispatcher.output(probesink(1));
+    attached.setLevel(tl_info);
+    quiet.queue(1001, tl_info, L"taken");
+    REQUIRE(quiet.texts().size() == 1001);
+
+    attached.setLevel(tl_error);
+    quiet.queue(tl_error, L"error");
+
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"error"});
+}
+
+TEST_CASE("a record that is used again holds nothing of its line before", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink).setLevel(tl_trace);
+    quiet.queue(tl_error, L"a long text, which needs memory of its own");
+    traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_starting);
+    quiet.dispatcher.flushQueue(0);
+
+    quiet.queue(tl_info, L"short");
+    traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_exiting);
+    const auto entries = traceimpltest::entries(quiet.dispatcher);
+    quiet.dispatcher.flushQueue(0);
+
+    REQUIRE(entries.size() == 2);
+    CHECK(entries[0].text == L"short");
+    CHECK(entries[0].type == formattedline::tt_text);
+    CHECK(entries[1].text.empty());
+    CHECK(entries[1].type == formattedline::tt_exiting);
+}
+
+TEST_CASE("in a steady flow lines allocate nothing but what goes through a custom sink", "[trace]")
+{
+    quietdispatcher quiet;
+    tolvane::string text;
+    const auto queueHundred = [&] {
+        const lockobject lock(quiet.dispatcher.m_instanceMutex);
+        for (int line = 0; line < 100; ++line) {
+            text.append(L"as long as every line of this flow");
+            quiet.dispatcher.queueLine(tl_info, quiet.function, text);
+        }
+    };
+    for (int round = 0; round < 4; ++round) {
+        queueHundred();
+        quiet.dispatcher.flushQueue(0);
+    }
+
+    const unsigned long long before = allocations::count();
+    queueHundred();
+
+    CHECK(allocations::count() == before);
+}
+
+TEST_CASE("records of long texts are not kept", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.queue(10, tl_info, std::wstring(2000, L'x').c_str());
+    quiet.queue(5, tl_info, L"short");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 5);
+}

@@ -8,6 +8,7 @@
 
 #include <catch2/catch.hpp>
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -440,6 +441,7 @@ TEST_CASE("stopping waits nine times for a writer that hangs in a sink, then for
         ++(isLong ? longPauses : shortPauses);
         if (longPauses > 9 || shortPauses >= patience) {
             release.open();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // the writer's time is real
         }
     });
 
@@ -447,6 +449,36 @@ TEST_CASE("stopping waits nine times for a writer that hangs in a sink, then for
 
     CHECK(longPauses == 9);
     CHECK(sink.events() == events_t{"clone 1", "1: first", "1: second", "delete 1"});
+}
+
+TEST_CASE("stopping gives up on a sink that hangs for good, and leaves the sinks alone", "[trace]")
+{
+    traceimpl dispatcher;
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    gate entered;
+    gate release;
+    const probesink sink(1);
+    sink.told().onLog = [&](const std::wstring&) {
+        entered.open();
+        release.wait();
+    };
+    dispatcher.output(sink);
+    traceimpltest::queue(dispatcher, function, tl_always, L"first");
+    entered.wait();
+    {
+        scriptedclock clock;
+        clock.setTicksPerSleep(ticksPerMillisecond);
+
+        dispatcher.stop();
+
+        CHECK(clock.sleptMilliseconds() > 10000);
+        CHECK(clock.sleptMilliseconds() < 11000);
+        CHECK(sink.events() == events_t{"clone 1", "1: first"});
+    }
+    release.open();
+    while (!traceimpltest::stopped(dispatcher)) {
+        std::this_thread::yield();
+    }
 }
 
 TEST_CASE("stopping does not wait for a writer thread that is gone", "[trace]")
@@ -473,8 +505,9 @@ TEST_CASE("stopping does not hang on the sink lock of a killed writer, and write
     CHECK(sink.events() == events_t{"clone 1", "1: left", "delete 1"});
 }
 
-TEST_CASE("stopping does not hang on the instance lock of a killed thread, and leaves the queue",
-          "[trace]")
+TEST_CASE(
+    "stopping does not hang on the instance lock of a killed thread, and leaves queue and sinks",
+    "[trace]")
 {
     traceimpl dispatcher;
     const hashedfunction& function = dispatcher.registerfunction("void f()");
@@ -484,9 +517,9 @@ TEST_CASE("stopping does not hang on the instance lock of a killed thread, and l
     traceimpltest::queue(dispatcher, function, tl_always, L"left");
     const heldelsewhere orphaned(dispatcher.m_instanceMutex);
 
-    CHECK(stopAfterKill(dispatcher) < 10);
+    CHECK(stopAfterKill(dispatcher) < 1100);
 
-    CHECK(sink.events() == events_t{"clone 1", "delete 1"});
+    CHECK(sink.events() == events_t{"clone 1"}); // a living thread may be walking over the sinks
 }
 
 TEST_CASE("lines that come after the stop are dropped, and leave the caller's text empty",

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <istream>
 #include <locale>
-#include <mutex>
+#include <memory>
 
 // Most of what it costs to construct a stream is to find the facets of its locale. This library's
 // constructor of a scope stream starts the stream as basic_ios::init does, with facets that were
@@ -36,32 +36,19 @@ const facet_t* find(const std::locale& locale)
     return std::has_facet<facet_t>(locale) ? &std::use_facet<facet_t>(locale) : nullptr;
 }
 
-/// Never destroyed: scopes open until the very end of the process.
-const facets* remember(const std::locale& locale)
-{
-    static std::mutex adding;
-    const std::lock_guard<std::mutex> lock(adding);
-    for (auto& place : remembered) {
-        const facets* known = place.load(std::memory_order_acquire);
-        if (!known) {
-            known = new facets{locale, find<std::ctype<wchar_t>>(locale),
-                               find<numberwriter_t>(locale), find<numberreader_t>(locale)};
-            place.store(known, std::memory_order_release);
-        }
-        if (known->locale == locale) {
-            return known;
-        }
-    }
-    return nullptr;
-}
-
-/// \return null for a locale too many.
+/// \return null for a locale too many. Never destroyed: scopes open until the very end of the
+/// process.
 const facets* facetsOf(const std::locale& locale)
 {
-    for (const auto& place : remembered) {
-        const facets* const known = place.load(std::memory_order_acquire);
+    for (std::atomic<const facets*>& place : remembered) {
+        const facets* known = place.load(std::memory_order_acquire);
         if (!known) {
-            return remember(locale);
+            auto made = std::make_unique<const facets>(
+                facets{locale, find<std::ctype<wchar_t>>(locale), find<numberwriter_t>(locale),
+                       find<numberreader_t>(locale)});
+            if (place.compare_exchange_strong(known, made.get())) {
+                known = made.release();
+            }
         }
         if (known->locale == locale) {
             return known;
@@ -77,8 +64,11 @@ traceobject::traceobject(const hashedfunction*& function, const char* signature)
           reinterpret_cast<std::basic_iostream<wchar_t>&>(*this)), // does not look at it
       m_function(registered(function, signature))
 {
-    _M_init();
-    if (const facets* const known = facetsOf(_M_ios_locale)) {
+    if (const facets* const known = facetsOf(_M_ios_locale)) { // the global locale already
+        constexpr std::streamsize usualPrecision = 6;
+        _M_precision = usualPrecision;
+        _M_width = 0;
+        _M_flags = skipws | dec;
         _M_ctype = known->characters;
         _M_num_put = known->writer;
         _M_num_get = known->reader;
