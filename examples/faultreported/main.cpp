@@ -62,8 +62,9 @@ namespace {
 [[noreturn]] void reportAndEnd()
 {
     stacktrace::FaultHandler("The control program failed");
-    trace::flush(0); // now, in this thread
-    std::_Exit(3);   // no destructors: the other threads still run
+    trace::flush(100);
+    trace::flush(100); // the pass that the first one saw may have begun before the report
+    std::_Exit(3);     // no destructors: the other threads still run
 }
 
 } // namespace

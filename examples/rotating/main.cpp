@@ -23,11 +23,12 @@ int main()
     const unsigned long long files = 3;
     const unsigned long long kibibytes = 1; // a new file when the current one is that large
     const unsigned long long days = 7;      // or that old
-    const rotatingfilestracestream sink("rotating.log", files, kibibytes, days);
-    trace::output(sink).setLevel(tl_info);
+    trace::output(rotatingfilestracestream("rotating.log", files, kibibytes, days))
+        .setLevel(tl_info);
 
     weather::station(100);
-    trace::remove(sink); // writes what is queued
+    trace::flush(1000);
+    trace::flush(1000); // the pass that the first one saw may have begun before the last line
 
     for (const char* const name :
          {"rotating.log", "rotating.log.0", "rotating.log.1", "rotating.log.2"}) {

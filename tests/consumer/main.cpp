@@ -1,5 +1,6 @@
 #include <tolvane/tolvane.h>
 
+#include <exception>
 #include <iostream>
 
 namespace consumer {
@@ -10,6 +11,18 @@ void work(int number)
     TOLVANE_LOG(log, tl_info) << number << " from an installed package";
 }
 
+/// A fault within the try block itself, which the compiler must have been told to expect.
+void measure(const volatile int* gauge)
+{
+    TOLVANE_SCOPE(log);
+    try {
+        const int height = *gauge;
+        TOLVANE_LOG(log, tl_info) << height;
+    } catch (const std::exception& fault) {
+        TOLVANE_LOG(log, tl_warning) << fault.what();
+    }
+}
+
 } // namespace consumer
 
 int main()
@@ -17,5 +30,6 @@ int main()
     trace::output(ostreamtracestream<char>(std::cout));
     trace::setLevel(tl_info);
     consumer::work(42);
+    consumer::measure(nullptr);
     trace::flush(0);
 }
