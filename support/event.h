@@ -19,9 +19,12 @@ public:
     {
     public:
         /// Releases the event's lock, waits for a signal, takes the lock again and uses the signal
-        /// up. Caller holds the event's lock. \param timed     false: waits without limit. \param
-        /// timedOut  receives whether the time was up. One pending signal is used up in that case
-        /// too. \param timeout   in milliseconds.
+        /// up. Caller holds the event's lock.
+        ///
+        /// \param timed     false: waits without limit.
+        /// \param timedOut  receives whether the time was up. One pending signal is used up in that
+        ///                  case too.
+        /// \param timeout   in milliseconds.
         virtual void wait(bool timed, bool* timedOut, unsigned int timeout) = 0;
 
         /// Waits until woken waiters have used their signals up, then takes the event's lock.

@@ -5,9 +5,11 @@
 namespace tolvane {
 
 /// Appends bytes to the end of a file with one write, and closes it again. A missing file is made.
-/// Others may read, write, rename and delete the file while it is open. \param path  as the
-/// platform takes it; an empty one names no file. \return false when the file cannot be opened.
-/// Bytes that cannot be written are lost.
+/// Others may read, write, rename and delete the file while it is open. Bytes that cannot be
+/// written are lost.
+///
+/// \param path  as the platform takes it; an empty one names no file.
+/// \return false when the file cannot be opened.
 bool appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept;
 
 /// Tells files apart, whatever their names.

@@ -22,8 +22,7 @@ class ThreadControl
 public:
     /// \param thread      owned from now on.
     /// \param autoDelete  the controller, made by new, deletes itself and the runnable when the
-    /// thread ends; it is not
-    ///                    to be touched after start() then.
+    ///                    thread ends; it is not to be touched after start() then.
     explicit ThreadControl(Thread* thread, bool autoDelete = false)
         : m_autoDelete(autoDelete), m_thread(thread)
     {}

@@ -50,8 +50,7 @@ public:
     /// Waits for the writer thread to finish a pass, or writes the queue itself.
     ///
     /// \param milliseconds  0: write every queued line now, in this thread; otherwise the waiting
-    /// budget, which
-    ///                      shrinks by 10 per retry and not by the time that passed.
+    ///                      budget, which shrinks by 10 per retry and not by the time that passed.
     /// \return false when the budget ran out; lines may then still be queued.
     ///
     /// Holds m_instanceMutex only for the swap, then tries m_streamMutex for about 2 ms; a batch

@@ -18,9 +18,8 @@ class TOLVANE_EXPORT filetracestream : public tracestream
 {
 public:
     /// \param filename  absolute, or relative to the current directory at the time of each line.
-    /// Nothing is opened or
-    ///                  checked; lines for a name that cannot be opened, or not be converted to the
-    ///                  process's locale, are lost until it can.
+    ///                  Nothing is opened or checked; lines for a name that cannot be opened, or
+    ///                  not be converted to the process's locale, are lost until it can.
     explicit filetracestream(const tolvane::string& filename);
 
     /// Copies the levels and the name.

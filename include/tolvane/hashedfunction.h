@@ -19,9 +19,8 @@ class TOLVANE_EXPORT hashedfunction
 {
 public:
     /// \param signature  the compiler's text for the function; text that cannot be taken apart is
-    /// the name as it
-    ///                   stands, and null counts as empty. Only the first 1024 characters are
-    ///                   looked at.
+    ///                   the name as it stands, and null counts as empty. Only the first 1024
+    ///                   characters are looked at.
     explicit hashedfunction(const char* signature);
     ~hashedfunction();
 

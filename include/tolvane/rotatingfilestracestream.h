@@ -15,17 +15,15 @@ TOLVANE_BEGIN_DECLARATIONS
 class TOLVANE_EXPORT rotatingfilestracestream : public filetracestream
 {
 public:
+    /// The limits are multiplied as unsigned 64-bit numbers: those that do not fit wrap.
+    ///
     /// \param filename  as for filetracestream.
     /// \param files     how many files are kept, the current one included; less than 2 counts as 2.
-    /// Files with numbers
-    ///                  beyond are never touched.
+    ///                  Files with numbers beyond are never touched.
     /// \param maxsize   in KiB; 0 starts a new file after every line. Counted are the characters of
-    /// the lines, without
-    ///                  their ends, so that a file grows somewhat larger.
+    ///                  the lines, without their ends, so that a file grows somewhat larger.
     /// \param maxdays   age in days since the file was created; 0 for no limit. The file's creation
-    /// is taken in UTC
-    ///                  and compared with local time.
-    /// The limits are multiplied as unsigned 64-bit numbers: those that do not fit wrap.
+    ///                  is taken in UTC and compared with local time.
     rotatingfilestracestream(const tolvane::string& filename, unsigned long long files,
                              unsigned long long maxsize, unsigned long long maxdays);
 

@@ -23,9 +23,11 @@ class TOLVANE_EXPORT trace
 public:
     trace() = delete;
 
-    /// Attaches a clone of the sink; it replaces an attached sink of the same id().
+    /// Attaches a clone of the sink; it replaces an attached sink of the same id(). Holds the
+    /// instance lock and the sink lock: waits for a line that is being written.
+    ///
     /// \return the attached clone, valid until the sink is removed or replaced. It has no levels
-    /// yet. Holds the instance lock and the sink lock: waits for a line that is being written.
+    ///         yet.
     static tracestream& output(const tracestream& sink);
 
     /// Writes the queued lines, then detaches and deletes the sink with the argument's id(). An id
@@ -68,11 +70,10 @@ public:
     /// Waits until the queued lines have reached the sinks.
     ///
     /// \param milliseconds  0: the calling thread writes every queued line itself, now. Otherwise
-    /// waits for the writer
-    ///                      thread to finish a pass, normally within 10 ms. The number is a budget
-    ///                      that shrinks by 10 per retry, not by the time that passed: without a
-    ///                      running writer, flush(n) takes n + (n - 10) + (n - 20) + ...
-    ///                      milliseconds.
+    ///                      waits for the writer thread to finish a pass, normally within 10 ms.
+    ///                      The number is a budget that shrinks by 10 per retry, not by the time
+    ///                      that passed: without a running writer, flush(n) takes
+    ///                      n + (n - 10) + (n - 20) + ... milliseconds.
     static void flush(unsigned long long milliseconds);
 
     /// A stream that discards everything.

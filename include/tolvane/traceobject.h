@@ -37,11 +37,10 @@ public:
     using std::basic_ostream<wchar_t>::imbue;
 
     /// \param function   the call site's pointer, usually a static one. Null: the function is
-    /// registered and the
-    ///                   pointer set, once however many threads come here at the same time.
+    ///                   registered and the pointer set, once however many threads come here at the
+    ///                   same time.
     /// \param signature  the compiler's text for the function; not looked at when the pointer is
-    /// set, and null counts
-    ///                   as empty.
+    ///                   set, and null counts as empty.
     traceobject(const hashedfunction*& function, const char* signature);
     ~traceobject() override;
 
@@ -64,7 +63,9 @@ public:
 
 protected:
     /// Appends the character, or queues the line when it is a line feed, a carriage return or the
-    /// end of file. \return the character, always.
+    /// end of file.
+    ///
+    /// \return the character, always.
     int_type overflow(int_type c) override;
 
     /// Appends a text; a NUL ends it, in each stretch of 10,485,760 characters.

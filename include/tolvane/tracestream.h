@@ -48,8 +48,9 @@ public:
     void setLevel(tracelevel_t level);
 
     /// Sets the level of a namespace, class or function and of what it contains. A level on the way
-    /// that has not been set before takes its parent's level as it is now, and keeps it. \param
-    /// name  "::"-separated, case-sensitive; empty: as setLevel(level). Any text is a name.
+    /// that has not been set before takes its parent's level as it is now, and keeps it.
+    ///
+    /// \param name  "::"-separated, case-sensitive; empty: as setLevel(level). Any text is a name.
     void setLevel(tracelevel_t level, const tolvane::string& name);
 
     /// Forgets every setting and gives every function this level.

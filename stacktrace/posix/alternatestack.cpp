@@ -10,7 +10,7 @@ namespace faults {
 namespace {
 
 /// Room for the unwinder and a whole report: an overflow that nobody catches is reported from here.
-const std::size_t usableSize = 64 * 1024;
+const std::size_t usableSize = 64UL * 1024;
 
 std::size_t pageSize()
 {

@@ -15,11 +15,11 @@ namespace {
 
 /// The least room below the stack pointer with which a throw and a report are left to the thread's
 /// own stack.
-const uint64_t roomForReport = 32 * 1024;
+const uint64_t roomForReport = 32UL * 1024;
 /// How far from the stack pointer the access that overflows a stack can be: below it probes and
 /// pushes, above it the locals of a frame that was just set up.
-const uint64_t farthestProbe = 64 * 1024;
-const uint64_t largestFrame = 1024 * 1024;
+const uint64_t farthestProbe = 64UL * 1024;
+const uint64_t largestFrame = 1024UL * 1024;
 /// The smallest page of the system; no guard area is smaller.
 const uint64_t smallestPage = 4096;
 

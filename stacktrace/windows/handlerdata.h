@@ -12,7 +12,7 @@ enum class Landing
     passes,     ///< nothing: the exception goes on to the caller
     cleansUp,   ///< destructors run, then it goes on
     catches,    ///< a catch clause takes it
-    terminates  ///< no exception may leave here: noexcept, or an exception specification
+    terminates  ///< no exception may leave here: noexcept, or a list of what may
 };
 
 /// Tells whether a catch clause for the given std::type_info would take the exception.
@@ -23,7 +23,8 @@ using CatchTest = bool (*)(const void* typeInfo);
 ///
 /// \param data          the table; anything else is recognised as such within its first bytes
 /// \param functionSize  in bytes, from the unwind information; a table that claims more is
-/// unreadable \param offset        of the instruction that throws, from the start of the function
+///                      unreadable
+/// \param offset        of the instruction that throws, from the start of the function
 /// \param catchTest     is asked about the type of each catch clause; catch (...) takes everything
 ///
 /// Thread-safe, takes no lock, allocates nothing. Reads nothing beyond a table that is one.

@@ -36,8 +36,9 @@ const facet_t* find(const std::locale& locale)
     return std::has_facet<facet_t>(locale) ? &std::use_facet<facet_t>(locale) : nullptr;
 }
 
-/// \return null for a locale too many. Never destroyed: scopes open until the very end of the
-/// process.
+/// The facets are never destroyed: scopes open until the very end of the process.
+///
+/// \return null for a locale too many.
 const facets* facetsOf(const std::locale& locale)
 {
     for (std::atomic<const facets*>& place : remembered) {

@@ -91,7 +91,7 @@ TEST_CASE("the clauses of one try block are asked in turn", "[stacktrace]")
     CHECK(landingOf(tableWith({1, 1, 2, 0}, {&otherType, &wantedType}), 0x3f) == Landing::catches);
 }
 
-TEST_CASE("an exception specification terminates", "[stacktrace]")
+TEST_CASE("a list of exceptions that may leave terminates at others", "[stacktrace]")
 {
     const unsigned char minusOne = 0x7f;
 
