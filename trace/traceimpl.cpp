@@ -37,11 +37,11 @@ tracestream& traceimpl::output(const tracestream& sink)
     const lockobject lock(m_instanceMutex);
     const tolvane::Auto_Mutex streamLock(m_streamMutex);
     const unsigned long long id = sink.id();
-    std::unique_ptr<tracestream> attached(
-        sink.clone()); // before the deletion: the sink may be the attached one
+    // cloned before anything is deleted: the sink may be the attached one
+    std::unique_ptr<tracestream> attached(sink.clone());
     tracestream*& place = m_streams[id];
-    const std::unique_ptr<tracestream> replaced(
-        place); // deleted last: its destructor may come here again
+    // deleted last: its destructor may come here again
+    const std::unique_ptr<tracestream> replaced(place);
     place = attached.release();
     levelgeneration::raise();
     return *place;

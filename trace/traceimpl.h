@@ -83,8 +83,8 @@ private:
     bool writerWasKilled() const noexcept;
     void finish() noexcept;
 
-    std::map<unsigned long long, tracestream*>
-        m_streams; ///< owned, by id, which is also the order of every walk
+    /// Owned, by id, which is also the order of every walk.
+    std::map<unsigned long long, tracestream*> m_streams;
     std::vector<countedptr<hashedfunction>> m_functions; ///< append only
     batch_t m_queue;                                     ///< in order of arrival
     std::atomic<bool> m_running{true};    ///< set false by stop(); ends the writer's loop
@@ -95,7 +95,9 @@ private:
     std::atomic<bool> m_finished{false};  ///< set by stop(): lines are dropped from now on
     batch_t m_spareLines;                 ///< written records, for lines to come
     batch_t m_spareQueue;                 ///< empty, but with the memory of an earlier queue
-    std::size_t m_takenLines =
-        0; ///< so many at the queue's front are known to be taken by a sink ...
-    unsigned int m_takenGeneration = 0; ///< ... under this generation of levels and sinks
+
+    /// So many lines at the queue's front are known to be taken by a sink, under this generation of
+    /// levels and sinks.
+    std::size_t m_takenLines = 0;
+    unsigned int m_takenGeneration = 0;
 };

@@ -15,8 +15,8 @@
 
 namespace {
 
-constexpr std::streamsize longestChunk =
-    0xA00000; ///< characters looked through for a NUL at a time
+/// Characters that are looked through for a NUL at a time.
+constexpr std::streamsize longestChunk = 0xA00000;
 
 traceimpl& dispatcher()
 {

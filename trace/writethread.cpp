@@ -4,8 +4,8 @@
 
 namespace {
 
-constexpr unsigned int passInterval =
-    10; ///< milliseconds: short for a reader, long for a processor
+/// Milliseconds: short for a reader, long for a processor.
+constexpr unsigned int passInterval = 10;
 
 } // namespace
 
