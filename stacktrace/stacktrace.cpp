@@ -105,19 +105,25 @@ const hashedfunction* stacktrace::operator[](unsigned long long depth) const noe
 void stacktrace::push(const hashedfunction* function)
 {
     const unsigned long long count = m_count.load(std::memory_order_relaxed);
-    Block* block = m_functions.load(std::memory_order_relaxed);
+    const Block* const block = m_functions.load(std::memory_order_relaxed);
     if (!block || count == block->size) {
-        auto* const grown = new Block(block ? block->size * 2 : firstBlockSize, block);
-        for (unsigned long long depth = 0; depth < count; ++depth) {
-            grown->slots[depth].store(block->slots[depth].load(std::memory_order_relaxed),
-                                      std::memory_order_relaxed);
-        }
-        m_functions.store(grown, std::memory_order_release);
-        block = grown;
+        return pushGrown(function);
     }
     // not by the count alone: a reader that holds an older count may see this function already
     block->slots[count].store(function, std::memory_order_release);
     m_count.store(count + 1, std::memory_order_release);
+}
+
+void stacktrace::pushGrown(const hashedfunction* function)
+{
+    Block* const block = m_functions.load(std::memory_order_relaxed);
+    auto* const grown = new Block(block ? block->size * 2 : firstBlockSize, block);
+    for (unsigned long long depth = 0; block && depth < block->size; ++depth) {
+        grown->slots[depth].store(block->slots[depth].load(std::memory_order_relaxed),
+                                  std::memory_order_relaxed);
+    }
+    m_functions.store(grown, std::memory_order_release);
+    push(function);
 }
 
 void stacktrace::pop() noexcept
@@ -136,9 +142,14 @@ void stacktrace::clear() noexcept
 /// Null has its place too, so that the up() that belongs to it takes nothing else away.
 void stacktrace::down(const hashedfunction* function)
 {
-    static const hashedfunction* const nameless =
-        new hashedfunction(""); // never destroyed, like the stacks
-    myTrace().push(function ? function : nameless);
+    myTrace().push(function ? function : nameless());
+}
+
+/// Never destroyed, like the stacks.
+const hashedfunction* stacktrace::nameless()
+{
+    static const hashedfunction* const function = new hashedfunction("");
+    return function;
 }
 
 bool stacktrace::up()

@@ -14,12 +14,7 @@ class safesingleton
 public:
     virtual ~safesingleton() = default;
 
-    static object_t& instance()
-    {
-        static auto* const object = new object_t;
-        static const stopper stopAtExit{*object};
-        return *object;
-    }
+    static object_t& instance();
 
     mutex m_instanceMutex; ///< outermost lock; recursive, since sinks may call the facade while it
                            ///< is held
@@ -31,3 +26,11 @@ private:
         ~stopper() { object.stop(); }
     };
 };
+
+template <class object_t>
+object_t& safesingleton<object_t>::instance()
+{
+    static auto* const object = new object_t;
+    static const stopper stopAtExit{*object};
+    return *object;
+}

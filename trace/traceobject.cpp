@@ -18,33 +18,34 @@ namespace {
 /// Characters that are looked through for a NUL at a time.
 constexpr std::streamsize longestChunk = 0xA00000;
 
-traceimpl& dispatcher()
-{
-    return safesingleton<traceimpl>::instance();
-}
-
 void queueMarker(const hashedfunction& function, formattedline::type_t type)
 {
-    const lockobject lock(dispatcher().m_instanceMutex);
-    dispatcher().queueMarker(function, type);
+    traceimpl& dispatcher = safesingleton<traceimpl>::instance();
+    const lockobject lock(dispatcher.m_instanceMutex);
+    dispatcher.queueMarker(function, type);
 }
 
 } // namespace
 
-/// Two threads may enter a function for the first time at once: the lock decides which of them
-/// registers it.
 const hashedfunction* traceobject::registered(const hashedfunction*& function,
                                               const char* signature)
 {
+    const hashedfunction* const known =
+        tolvane::atomicRef(function).load(std::memory_order_acquire);
+    return known ? known : registerOnce(function, signature);
+}
+
+/// Two threads may enter a function for the first time at once: the lock decides which of them
+/// registers it.
+const hashedfunction* traceobject::registerOnce(const hashedfunction*& function,
+                                                const char* signature)
+{
     std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
+    const lockobject lock(safesingleton<traceimpl>::instance().m_instanceMutex);
     const hashedfunction* known = shared.load(std::memory_order_acquire);
     if (!known) {
-        const lockobject lock(dispatcher().m_instanceMutex);
-        known = shared.load(std::memory_order_acquire);
-        if (!known) {
-            known = &trace::registerfunction(signature);
-            shared.store(known, std::memory_order_release);
-        }
+        known = &trace::registerfunction(signature);
+        shared.store(known, std::memory_order_release);
     }
     return known;
 }
@@ -54,22 +55,32 @@ void traceobject::enter()
     reset();
     stacktrace::down(m_function);
     if (takes(tl_trace)) {
-        try {
-            queueMarker(*m_function, formattedline::tt_starting);
-        } catch (...) {
-            stacktrace::up(); // the destructor of what was not constructed will not
-            throw;
-        }
+        queueEntry();
     }
 }
 
 traceobject::~traceobject()
 {
+    stacktrace::up();
+    if (takes(tl_trace)) {
+        queueExit();
+    }
+}
+
+void traceobject::queueEntry()
+{
     try {
-        stacktrace::up();
-        if (takes(tl_trace)) {
-            queueMarker(*m_function, formattedline::tt_exiting);
-        }
+        queueMarker(*m_function, formattedline::tt_starting);
+    } catch (...) {
+        stacktrace::up(); // the destructor of what was not constructed will not
+        throw;
+    }
+}
+
+void traceobject::queueExit() noexcept
+{
+    try {
+        queueMarker(*m_function, formattedline::tt_exiting);
     } catch (...) {
         // no memory for the exit line: it is dropped
     }
@@ -134,8 +145,9 @@ void traceobject::appendPlain(const char* text, std::size_t count)
 void traceobject::endLine()
 {
     try {
-        const lockobject lock(dispatcher().m_instanceMutex);
-        dispatcher().queueLine(m_lineLevel, *m_function, m_line);
+        traceimpl& dispatcher = safesingleton<traceimpl>::instance();
+        const lockobject lock(dispatcher.m_instanceMutex);
+        dispatcher.queueLine(m_lineLevel, *m_function, m_line);
     } catch (...) {
         m_line.erase(tolvane::string::npos);
         throw;

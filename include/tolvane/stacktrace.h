@@ -77,9 +77,11 @@ private:
     };
 
     void push(const hashedfunction* function);
+    void pushGrown(const hashedfunction* function);
     void pop() noexcept;
     void clear() noexcept;
 
+    static const hashedfunction* nameless();
     static stacktrace& myTrace();
     static stacktrace& findTrace();
     static stacktrace& newTrace(unsigned int threadId);

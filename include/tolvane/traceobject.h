@@ -78,7 +78,11 @@ private:
     friend struct traceobjecttest;
 
     static const hashedfunction* registered(const hashedfunction*& function, const char* signature);
+    static const hashedfunction* registerOnce(const hashedfunction*& function,
+                                              const char* signature);
     void enter();
+    void queueEntry();
+    void queueExit() noexcept;
 
     void setLevel(tracelevel_t level) noexcept { m_lineLevel = level; }
 

@@ -1,6 +1,7 @@
 #include <tolvane/traceobject.h>
 
 #include <atomic>
+#include <cstring>
 #include <istream>
 #include <locale>
 #include <memory>
@@ -16,10 +17,15 @@ namespace {
 using numberwriter_t = std::num_put<wchar_t, std::ostreambuf_iterator<wchar_t>>;
 using numberreader_t = std::num_get<wchar_t, std::istreambuf_iterator<wchar_t>>;
 
+/// Copying a buffer costs less than making one, which asks for the global locale.
+class emptybuffer : public std::basic_streambuf<wchar_t>
+{};
+
 /// What a stream remembers of its locale. The copy of the locale keeps the facets alive.
 struct facets
 {
     std::locale locale;
+    emptybuffer buffer; ///< for copies, which are given their locale
     const std::ctype<wchar_t>* characters;
     const numberwriter_t* writer;
     const numberreader_t* reader;
@@ -39,14 +45,15 @@ const facet_t* find(const std::locale& locale)
 /// The facets are never destroyed: scopes open until the very end of the process.
 ///
 /// \return null for a locale too many.
-const facets* facetsOf(const std::locale& locale)
+[[gnu::cold]] const facets* search(const std::locale& locale)
 {
     for (std::atomic<const facets*>& place : remembered) {
         const facets* known = place.load(std::memory_order_acquire);
         if (!known) {
-            auto made = std::make_unique<const facets>(
-                facets{locale, find<std::ctype<wchar_t>>(locale), find<numberwriter_t>(locale),
-                       find<numberreader_t>(locale)});
+            auto made = std::make_unique<facets>(
+                facets{locale, emptybuffer(), find<std::ctype<wchar_t>>(locale),
+                       find<numberwriter_t>(locale), find<numberreader_t>(locale)});
+            made->buffer.pubimbue(locale);
             if (place.compare_exchange_strong(known, made.get())) {
                 known = made.release();
             }
@@ -58,27 +65,50 @@ const facets* facetsOf(const std::locale& locale)
     return nullptr;
 }
 
+[[gnu::cold]] [[gnu::noinline]] void searchGlobal()
+{
+    search(std::locale());
+}
+
+/// Of the locale that was global when the first scope was opened, and is so for good in most
+/// programs.
+inline const facets& usualFacets()
+{
+    if (!remembered[0].load(std::memory_order_acquire)) {
+        searchGlobal();
+    }
+    return *remembered[0].load(std::memory_order_acquire);
+}
+
+/// Whether a locale is a copy of the other. A locale is a pointer, and to compare the pointers
+/// saves a call.
+bool isCopy(const std::locale& locale, const std::locale& other)
+{
+    static_assert(sizeof(std::locale) == sizeof(void*));
+    return std::memcmp(&locale, &other, sizeof locale) == 0;
+}
+
 } // namespace
 
 traceobject::traceobject(const hashedfunction*& function, const char* signature)
     : std::basic_ostream<wchar_t>(
           reinterpret_cast<std::basic_iostream<wchar_t>&>(*this)), // does not look at it
+      std::basic_streambuf<wchar_t>(usualFacets().buffer),
       m_function(registered(function, signature))
 {
-    if (const facets* const known = facetsOf(_M_ios_locale)) { // the global locale already
+    const facets* known = &usualFacets();
+    if (!isCopy(known->locale, _M_ios_locale)) { // the global locale already
+        known = search(_M_ios_locale);
+        pubimbue(_M_ios_locale);
+    }
+    if (known) {
         constexpr std::streamsize usualPrecision = 6;
-        _M_precision = usualPrecision;
-        _M_width = 0;
+        _M_precision = usualPrecision; // what is not set here, the bases have set to 0
         _M_flags = skipws | dec;
         _M_ctype = known->characters;
         _M_num_put = known->writer;
         _M_num_get = known->reader;
-        _M_fill = wchar_t();
-        _M_fill_init = false;
-        _M_tie = nullptr;
-        _M_exception = goodbit;
         _M_streambuf = this;
-        _M_streambuf_state = goodbit;
     } else {
         init(this);
     }
