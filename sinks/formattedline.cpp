@@ -4,11 +4,13 @@
 
 #include "sinks/timestamp.h"
 #include "support/clock.h"
+#include "support/prefetch.h"
 #include "support/threadid.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <string_view>
+
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -42,11 +44,7 @@ class linewriter
 public:
     explicit linewriter(wchar_t* to) : m_to(to) {}
 
-    void write(std::wstring_view text)
-    {
-        std::wmemcpy(m_to, text.data(), text.size());
-        m_to += text.size();
-    }
+    void write(std::wstring_view text) { m_to = std::copy(text.begin(), text.end(), m_to); }
 
     void write(wchar_t character) { *m_to++ = character; }
 
@@ -79,6 +77,19 @@ void formattedline::retire()
 {
     m_formatted.erase(tolvane::string::npos);
     m_text.erase(tolvane::string::npos);
+}
+
+void formattedline::fetch() const noexcept
+{
+    const auto* const first = reinterpret_cast<const char*>(&m_function);
+    const auto* const end = reinterpret_cast<const char*>(this + 1);
+    tolvane::prefetch(first, static_cast<std::size_t>(end - first));
+}
+
+void formattedline::fetchText() const noexcept
+{
+    constexpr std::size_t usualLength = 32; ///< characters
+    tolvane::prefetch(m_text.c_str(), usualLength * sizeof(wchar_t));
 }
 
 /// The caller's string gets the memory of this record's last text, for the next line.
@@ -151,12 +162,12 @@ void formattedline::render(std::wstring_view stamp) const
     linewriter line(m_formatted.overwrite(length));
     line.write(L'[');
     line.write(stamp);
-    line.write(L"]:");
+    line.write(L"]:"sv);
     line.writeHexadecimal(m_threadid, threadDigits);
-    line.write(L":[");
+    line.write(L":["sv);
     line.write(levelChar());
-    line.write(L"]: ");
+    line.write(L"]: "sv);
     line.write(name);
-    line.write(L" : ");
+    line.write(L" : "sv);
     line.write(body);
 }

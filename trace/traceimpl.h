@@ -70,6 +70,7 @@ private:
     template <class content_t>
     countedptr<formattedline> makeLine(tracelevel_t level, const hashedfunction& function,
                                        content_t& content);
+    void fetchSpare() const noexcept;
     void enqueue(countedptr<formattedline> line);
     void prune();
     bool accepted(const formattedline& line) const;

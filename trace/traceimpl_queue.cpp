@@ -53,8 +53,28 @@ countedptr<formattedline> traceimpl::makeLine(tracelevel_t level, const hashedfu
     }
     countedptr<formattedline> line = std::move(m_spareLines.back());
     m_spareLines.pop_back();
+    fetchSpare();
     line->renew(level, function, content);
     return line;
+}
+
+/// The writer's processor had the records last: they are sent for before they are needed, the texts
+/// when the records have come.
+void traceimpl::fetchSpare() const noexcept
+{
+    constexpr std::size_t linesToText = 2;
+    constexpr std::size_t linesToRecord = 4;
+    const std::size_t count = m_spareLines.size();
+    if (count < linesToRecord) {
+        return;
+    }
+    if (m_queue.empty()) {
+        for (std::size_t next = 1; next < linesToRecord; ++next) {
+            m_spareLines[count - next]->fetch();
+        }
+    }
+    m_spareLines[count - linesToRecord]->fetch();
+    m_spareLines[count - linesToText]->fetchText();
 }
 
 void traceimpl::enqueue(countedptr<formattedline> line)

@@ -58,6 +58,10 @@ private:
     /// Empties the texts, which keep their memory, for renew().
     void retire();
 
+    /// Have the processor fetch the record, and then the memory of its text, for renew().
+    void fetch() const noexcept;
+    void fetchText() const noexcept;
+
     /// Makes a record that is new, or was retired, one of now and of this thread.
     void renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text);
     void renew(tracelevel_t level, const hashedfunction& function, type_t type);
