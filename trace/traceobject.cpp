@@ -117,28 +117,53 @@ void traceobject::append(const wchar_t* text, unsigned long long count)
 }
 
 /// A NUL ends the text. Text of ASCII characters converts to itself in every locale; other text is
-/// the C library's business. A width, and a stream that has failed, are the stream's.
+/// the C library's business.
 void traceobject::insertNarrow(const char* text, std::size_t count)
 {
     constexpr unsigned char lastAscii = 0x7F;
-    const auto isForeign = [](char c) { return static_cast<unsigned char>(c) > lastAscii; };
-    count = static_cast<std::size_t>(std::find(text, text + count, '\0') - text);
-    if (width() != 0 || !good() || std::any_of(text, text + count, isForeign)) {
-        *this << tolvane::string(std::string(text, count).c_str());
+    const auto isPlain = [](char c) {
+        return c != 0 && static_cast<unsigned char>(c) <= lastAscii;
+    };
+    const auto plain =
+        static_cast<std::size_t>(std::find_if_not(text, text + count, isPlain) - text);
+    if (insertsUnchanged() && (plain == count || text[plain] == 0)) {
+        appendPlain(text, plain);
     } else {
-        appendPlain(text, count);
+        *this << tolvane::string(std::string(text, count).c_str());
     }
+}
+
+/// Writes a number as the stream would by default.
+/// \return false, with nothing written, when the stream would write it in another way.
+bool traceobject::insertPlainNumber(bool negative, unsigned long long magnitude)
+{
+    if (!insertsUnchanged() || (flags() & (basefield | showpos)) != dec || !hasPlainNumbers()) {
+        return false;
+    }
+    constexpr unsigned int base = 10;
+    std::size_t length = negative ? 2 : 1;
+    for (unsigned long long rest = magnitude; rest >= base; rest /= base) {
+        ++length;
+    }
+    wchar_t* const first = m_line.extend(length);
+    first[0] = L'-';
+    wchar_t* to = first + length;
+    do {
+        *--to = static_cast<wchar_t>(L'0' + magnitude % base);
+        magnitude /= base;
+    } while (magnitude != 0);
+    return true;
+}
+
+/// Whether a text that is inserted arrives as it stands, and with nothing beside it.
+bool traceobject::insertsUnchanged() const
+{
+    return width() == 0 && good() && !tie();
 }
 
 void traceobject::appendPlain(const char* text, std::size_t count)
 {
-    constexpr std::size_t chunkSize = 64;
-    wchar_t chunk[chunkSize];
-    for (std::size_t done = 0; done < count; done += chunkSize) {
-        const std::size_t length = std::min(count - done, chunkSize);
-        std::copy_n(text + done, length, chunk);
-        append(chunk, length);
-    }
+    std::copy_n(text, count, m_line.extend(count));
 }
 
 /// Without memory for its record, the line's text is dropped: the next line is whole.

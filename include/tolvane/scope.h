@@ -84,6 +84,8 @@ public:
         } else if constexpr (std::is_same_v<plain_t, wchar_t*> ||
                              std::is_same_v<plain_t, const wchar_t*>) {
             m_scope << view<wchar_t>(value);
+        } else if constexpr (isNumber<plain_t>) {
+            insertNumber(value);
         } else {
             m_scope << value;
         }
@@ -118,7 +120,24 @@ private:
         return text ? std::basic_string_view<char_t>(text) : std::basic_string_view<char_t>();
     }
 
+    /// What the stream writes as an integer; it has other ways for truth values and characters.
+    template <class value_t>
+    static constexpr bool isNumber = std::is_integral_v<value_t> && sizeof(value_t) > 1 &&
+                                     !std::is_same_v<value_t, wchar_t> &&
+                                     !std::is_same_v<value_t, char16_t> &&
+                                     !std::is_same_v<value_t, char32_t>;
+
     void insert(std::string_view text) { m_scope.insertNarrow(text.data(), text.size()); }
+
+    template <class number_t>
+    void insertNumber(number_t number)
+    {
+        const bool negative = number < 0;
+        const auto bits = static_cast<unsigned long long>(number);
+        if (!m_scope.insertPlainNumber(negative, negative ? 0 - bits : bits)) {
+            m_scope << number;
+        }
+    }
 
     traceobject& m_scope;
 };

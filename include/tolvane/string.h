@@ -158,6 +158,9 @@ public:
     /// and no 0 among them.
     wchar_t* overwrite(size_type length);
 
+    /// Makes the text longer and leaves the added characters to the caller in the same way.
+    wchar_t* extend(size_type added);
+
 private:
     /// Texts of up to 7 characters need no allocation.
     static constexpr size_type inlineSize = 8;
@@ -171,7 +174,8 @@ private:
     {
         std::wmemmove(to, std::launder(from), static_cast<std::size_t>(count));
     }
-    void activate(const wchar_t* buffer) noexcept;
+    wchar_t* room(size_type length, ownedarray<wchar_t>& grown);
+    void adopt(wchar_t* buffer, size_type length, ownedarray<wchar_t>& grown) noexcept;
     void place(const wchar_t* text, size_type length);
 
     static ownedarray<char> duplicate(const char* text);
@@ -203,28 +207,30 @@ inline string& string::assign(const char* text)
     return *this;
 }
 
+/// The text may lie in this object, so a buffer is given up only after it was copied.
 inline string& string::append(const wchar_t* text, size_type count)
 {
     const size_type added = boundedLength(text, count);
-    const size_type total = m_length + added;
     ownedarray<wchar_t> grown;
-    wchar_t* target = total < inlineSize ? m_inline : m_heap.get();
-    if (total >= inlineSize && total > m_capacity) {
-        grown.reset(new wchar_t[static_cast<std::size_t>(total) + 1]);
-        target = grown.get();
-    }
+    wchar_t* const target = room(m_length + added, grown);
     if (target != c_str()) {
         copy(target, c_str(), m_length);
     }
     copy(target + m_length, text ? text : L"", added);
-    target[total] = 0;
-    if (grown) {
-        m_heap.swap(grown);
-        m_capacity = total;
-    }
-    activate(target);
-    m_length = total;
+    adopt(target, m_length + added, grown);
     return *this;
+}
+
+inline wchar_t* string::extend(size_type added)
+{
+    const size_type before = m_length;
+    ownedarray<wchar_t> grown;
+    wchar_t* const target = room(before + added, grown);
+    if (target != c_str()) {
+        copy(target, c_str(), before);
+    }
+    adopt(target, before + added, grown);
+    return target + before;
 }
 
 inline string& string::erase(size_type count)
@@ -255,10 +261,7 @@ inline int string::compare(const char* text) const
 
 inline void string::swapText(string& other) noexcept
 {
-    wchar_t kept[inlineSize];
-    copy(kept, m_inline, inlineSize);
-    copy(m_inline, other.m_inline, inlineSize);
-    copy(other.m_inline, kept, inlineSize);
+    std::swap(m_inline, other.m_inline);
     m_heap.swap(other.m_heap);
     std::swap(m_length, other.m_length);
     std::swap(m_capacity, other.m_capacity);
@@ -266,17 +269,9 @@ inline void string::swapText(string& other) noexcept
 
 inline wchar_t* string::overwrite(size_type length)
 {
-    wchar_t* target = m_inline;
-    if (length >= inlineSize) {
-        if (length > m_capacity) {
-            m_heap.reset(new wchar_t[static_cast<std::size_t>(length) + 1]);
-            m_capacity = length;
-        }
-        target = m_heap.get();
-    }
-    target[length] = 0;
-    activate(target);
-    m_length = length;
+    ownedarray<wchar_t> grown;
+    wchar_t* const target = room(length, grown);
+    adopt(target, length, grown);
     return target;
 }
 
@@ -292,33 +287,43 @@ inline string::size_type string::boundedLength(const wchar_t* text, size_type li
     return end ? static_cast<size_type>(end - text) : limit;
 }
 
-/// Empties the buffer that the text is not in, which is how inlineIsActive() tells them apart.
-inline void string::activate(const wchar_t* buffer) noexcept
+/// The buffer for a text of this length, which is made when there is none yet.
+inline wchar_t* string::room(size_type length, ownedarray<wchar_t>& grown)
 {
+    if (length < inlineSize) {
+        return m_inline;
+    }
+    if (length <= m_capacity) {
+        return m_heap.get();
+    }
+    grown.reset(new wchar_t[static_cast<std::size_t>(length) + 1]);
+    return grown.get();
+}
+
+/// Makes the buffer the text's, and empties the other one, which is how inlineIsActive() tells them
+/// apart.
+inline void string::adopt(wchar_t* buffer, size_type length, ownedarray<wchar_t>& grown) noexcept
+{
+    if (grown) {
+        m_heap.swap(grown);
+        m_capacity = length;
+    }
     if (buffer != m_inline) {
         m_inline[0] = 0;
     } else if (m_heap) {
         m_heap[0] = 0;
     }
+    buffer[length] = 0;
+    m_length = length;
 }
 
 /// The text may lie in this object, so a buffer is given up only after it was copied.
 inline void string::place(const wchar_t* text, size_type length)
 {
     ownedarray<wchar_t> grown;
-    wchar_t* target = length < inlineSize ? m_inline : m_heap.get();
-    if (length >= inlineSize && length > m_capacity) {
-        grown.reset(new wchar_t[static_cast<std::size_t>(length) + 1]);
-        target = grown.get();
-    }
+    wchar_t* const target = room(length, grown);
     copy(target, text ? text : L"", length);
-    target[length] = 0;
-    if (grown) {
-        m_heap.swap(grown);
-        m_capacity = length;
-    }
-    activate(target);
-    m_length = length;
+    adopt(target, length, grown);
 }
 
 inline ownedarray<char> string::duplicate(const char* text)

@@ -97,7 +97,10 @@ private:
     void writeText(const tolvane::string& text);
     void append(const wchar_t* text, unsigned long long count);
     void insertNarrow(const char* text, std::size_t count);
+    bool insertPlainNumber(bool negative, unsigned long long magnitude);
     void appendPlain(const char* text, std::size_t count);
+    bool insertsUnchanged() const;
+    bool hasPlainNumbers() const;
     void endLine();
 
     const hashedfunction* m_function;     ///< never null

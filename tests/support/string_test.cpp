@@ -587,6 +587,25 @@ TEST_CASE("a text may be given a length and written by the caller", "[support]")
     }
 }
 
+TEST_CASE("a string that is made longer keeps its text, and has what is written behind it",
+          "[support]")
+{
+    for (const wchar_t* before : {L"", L"abc", L"a long text before"}) {
+        for (const unsigned long long added : {0ULL, 1ULL, 4ULL, 5ULL, 50ULL}) {
+            string text(before);
+            string plain(before);
+
+            wchar_t* const characters = text.extend(added);
+            std::wmemset(characters, L'x', added);
+            plain.append(std::wstring(added, L'x').c_str());
+
+            CHECK(wide(text) == wide(plain));
+            CHECK(text.capacity() == plain.capacity());
+            CHECK(isInline(text) == isInline(plain));
+        }
+    }
+}
+
 TEST_CASE("a string that runs out of memory throws and keeps its text", "[support]")
 {
     const wchar_t* const longer = L"a text that is longer than the buffer";

@@ -52,6 +52,7 @@ void checkSame()
     CHECK(scope.tie() == plain.tie());
     CHECK(scope.getloc() == plain.getloc());
     CHECK(scope.rdbuf() != nullptr);
+    CHECK(scope.rdbuf()->getloc() == plain.rdbuf()->getloc());
 
     write(scope);
     write(plain);

@@ -5,6 +5,9 @@
 #include <istream>
 #include <locale>
 #include <memory>
+#include <sstream>
+#include <string>
+#include <typeinfo>
 
 // Most of what it costs to construct a stream is to find the facets of its locale. This library's
 // constructor of a scope stream starts the stream as basic_ios::init does, with facets that were
@@ -29,6 +32,7 @@ struct facets
     const std::ctype<wchar_t>* characters;
     const numberwriter_t* writer;
     const numberreader_t* reader;
+    bool plainNumbers; ///< integers are written in decimal digits without anything between them
 };
 
 /// A program has few locales. One that makes more of them gets the standard's start for the rest.
@@ -42,6 +46,20 @@ const facet_t* find(const std::locale& locale)
     return std::has_facet<facet_t>(locale) ? &std::use_facet<facet_t>(locale) : nullptr;
 }
 
+/// Whether the standard's own facet writes a number that has all digits and a sign.
+bool writesPlainNumbers(const std::locale& locale)
+{
+    constexpr long sample = -1234567890;
+    const numberwriter_t* const writer = find<numberwriter_t>(locale);
+    if (!writer || typeid(*writer) != typeid(numberwriter_t)) {
+        return false;
+    }
+    std::wostringstream stream;
+    stream.imbue(locale);
+    stream << sample;
+    return stream.str() == std::to_wstring(sample);
+}
+
 /// The facets are never destroyed: scopes open until the very end of the process.
 ///
 /// \return null for a locale too many.
@@ -52,7 +70,8 @@ const facet_t* find(const std::locale& locale)
         if (!known) {
             auto made = std::make_unique<facets>(
                 facets{locale, emptybuffer(), find<std::ctype<wchar_t>>(locale),
-                       find<numberwriter_t>(locale), find<numberreader_t>(locale)});
+                       find<numberwriter_t>(locale), find<numberreader_t>(locale),
+                       writesPlainNumbers(locale)});
             made->buffer.pubimbue(locale);
             if (place.compare_exchange_strong(known, made.get())) {
                 known = made.release();
@@ -113,6 +132,13 @@ traceobject::traceobject(const hashedfunction*& function, const char* signature)
         init(this);
     }
     enter();
+}
+
+/// False also for locales that are imbued later, or are not the usual one: they take the long way.
+bool traceobject::hasPlainNumbers() const
+{
+    const facets& usual = usualFacets();
+    return usual.plainNumbers && isCopy(usual.locale, _M_ios_locale);
 }
 
 #endif
