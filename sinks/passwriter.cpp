@@ -53,26 +53,38 @@ passwriter::~passwriter()
     settleAll();
 }
 
-/// Two names may be those of one file; files that exist tell whether they are.
-bool passwriter::gatheringIsUnnoticed() const
+/// Two names may be those of one file; files that exist tell whether they are. A file that does not
+/// is nobody's until it takes its first line.
+bool passwriter::gatheringIsUnnoticed()
 {
     std::vector<tolvane::FileIdentity> files;
     const auto fileCount = std::count_if(m_destinations.begin(), m_destinations.end(),
                                          [](const destination& to) { return to.file != nullptr; });
-    for (const destination& to : m_destinations) {
+    for (destination& to : m_destinations) {
         if (!to.known()) {
             return false;
         }
-        if (to.file && fileCount > 1) {
-            tolvane::FileIdentity identity;
-            if (!tolvane::identify(to.path, identity) ||
-                std::find(files.begin(), files.end(), identity) != files.end()) {
-                return false;
-            }
-            files.push_back(identity);
+        if (!to.file || fileCount == 1) {
+            continue;
         }
+        tolvane::FileIdentity identity;
+        to.isMissing = !tolvane::identify(to.path, identity);
+        if (to.isMissing) {
+            continue;
+        }
+        if (std::find(files.begin(), files.end(), identity) != files.end()) {
+            return false;
+        }
+        files.push_back(identity);
     }
     return true;
+}
+
+/// The rest of the pass goes line by line.
+void passwriter::stopGathering() noexcept
+{
+    settleAll();
+    m_gathers = false;
 }
 
 void passwriter::write(const formattedline& line) noexcept
@@ -81,6 +93,9 @@ void passwriter::write(const formattedline& line) noexcept
         try {
             if (line.m_level > to.sink.level(*line.m_function)) {
                 continue;
+            }
+            if (m_gathers && to.isMissing) {
+                stopGathering();
             }
             if (m_gathers && to.file) {
                 gather(to, line);

@@ -52,9 +52,13 @@ private:
         std::string path;                   ///< of a file sink
         std::string bytes;                  ///< gathered
         std::vector<std::size_t> lineEnds;  ///< in bytes
+
+        /// The file is not there. Once it is, it may turn out to be another sink's, too.
+        bool isMissing = false;
     };
 
-    bool gatheringIsUnnoticed() const;
+    bool gatheringIsUnnoticed();
+    void stopGathering() noexcept;
     void gather(destination& to, const formattedline& line);
     void settleAll() noexcept;
     static void settle(destination& to) noexcept;

@@ -192,6 +192,29 @@ TEST_CASE("two names of one file get its lines in turn", "[sinks]")
     CHECK(bytes.find("two", firstTwo + 1) != std::string::npos);
 }
 
+TEST_CASE("lines are held back beside a file that is not there until it takes its first line",
+          "[sinks]")
+{
+    const temporaryfolder folder;
+    std::ofstream(folder.file("trace.log"));
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, folder.file("trace.log").c_str());
+    sinks.add<filetracestream>(tl_error, folder.file("errors.log").c_str());
+    {
+        passwriter writer(sinks.byId());
+        writer.write(line(tl_info, L"one"));
+        CHECK(folder.read("trace.log").empty());
+
+        writer.write(line(tl_error, L"two"));
+        CHECK(folder.read("trace.log").find("two\r\n") != std::string::npos);
+        CHECK(folder.read("errors.log").find("two\r\n") != std::string::npos);
+    }
+    passwriter writer(sinks.byId());
+    writer.write(line(tl_error, L"three"));
+
+    CHECK(folder.read("errors.log").find("three") == std::string::npos);
+}
+
 TEST_CASE("with a sink that the library does not know, lines are not held back", "[sinks]")
 {
     const temporaryfolder folder;
