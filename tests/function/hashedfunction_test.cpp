@@ -3,6 +3,7 @@
 #include "function/componenthash.h"
 #include "function/hashedname.h"
 #include "tests/helpers/allocations.h"
+#include "tests/helpers/hashedfunctiontest.h"
 
 #include <catch2/catch.hpp>
 
@@ -10,15 +11,6 @@
 #include <new>
 #include <string>
 #include <type_traits>
-
-/// Calls what only registration calls.
-struct hashedfunctiontest
-{
-    static tolvane::string functionname(const char* signature)
-    {
-        return hashedfunction::functionname(signature);
-    }
-};
 
 namespace {
 

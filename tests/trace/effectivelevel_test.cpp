@@ -1,6 +1,8 @@
 #include <tolvane/hashedfunction.h>
 #include <tolvane/trace.h>
 
+#include "sinks/levelgeneration.h"
+#include "tests/helpers/hashedfunctiontest.h"
 #include "tests/helpers/remembersink.h"
 
 #include <catch2/catch.hpp>
@@ -103,4 +105,16 @@ TEST_CASE("with several sinks the effective level is the greatest, whichever cha
     CHECK(level() == tl_debug);
     two.sink.setLevel(static_cast<tracelevel_t>(-1));
     CHECK(level() == tl_info);
+}
+
+TEST_CASE("the generation of levels is never the one that stands for nothing found out", "[trace]")
+{
+    const unsigned int before = levelgeneration::current();
+
+    hashedfunctiontest::setLevelGeneration(~0U);
+    levelgeneration::raise();
+    CHECK(levelgeneration::current() == 1);
+
+    hashedfunctiontest::setLevelGeneration(before);
+    levelgeneration::raise();
 }

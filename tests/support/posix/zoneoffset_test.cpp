@@ -1,0 +1,82 @@
+#include "support/posix/zoneoffset.h"
+
+#include <catch2/catch.hpp>
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+namespace {
+
+constexpr time_t second = 1700000000;
+
+/// Puts the process into a time zone meanwhile.
+class zoneguard
+{
+public:
+    zoneguard() : m_isSet(std::getenv("TZ") != nullptr), m_before(m_isSet ? std::getenv("TZ") : "")
+    {}
+
+    ~zoneguard()
+    {
+        if (m_isSet) {
+            enter(m_before.c_str());
+        } else {
+            unsetenv("TZ");
+            tzset();
+        }
+        tolvane::zoneOffset(second); // so that no offset of the zone before is remembered for now
+    }
+
+    zoneguard(const zoneguard&) = delete;
+    zoneguard& operator=(const zoneguard&) = delete;
+
+    static void enter(const char* zone)
+    {
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+
+private:
+    bool m_isSet;
+    std::string m_before;
+};
+
+} // namespace
+
+TEST_CASE("the zone's offset is asked for again in every second", "[support][clock]")
+{
+    const zoneguard guard;
+    zoneguard::enter("ABC-5:30");
+    CHECK(tolvane::zoneOffset(second) == 19800);
+
+    zoneguard::enter("ABC+3");
+    CHECK(tolvane::zoneOffset(second + 1) == -10800);
+    CHECK(tolvane::zoneOffset(second) == -10800);
+}
+
+TEST_CASE("the zone's offset follows daylight saving time to the second", "[support][clock]")
+{
+    constexpr time_t springForward = 1710054000; // 2024-03-10 02:00 in New York
+    constexpr time_t fallBack = 1730613600;      // 2024-11-03 02:00 there
+    const zoneguard guard;
+    zoneguard::enter("EST5EDT,M3.2.0,M11.1.0");
+
+    CHECK(tolvane::zoneOffset(springForward - 1) == -18000);
+    CHECK(tolvane::zoneOffset(springForward) == -14400);
+    CHECK(tolvane::zoneOffset(fallBack - 1) == -14400);
+    CHECK(tolvane::zoneOffset(fallBack) == -18000);
+}
+
+TEST_CASE("zones beyond the dateline and half hours off have their offset", "[support][clock]")
+{
+    const zoneguard guard;
+    time_t now = second;
+    for (const auto& [zone, offset] :
+         {std::pair("ABC-24:59:59", 89999L), std::pair("ABC+24", -86400L), std::pair("UTC0", 0L),
+          std::pair("ABC0:00:01", -1L)}) {
+        zoneguard::enter(zone);
+        CHECK(tolvane::zoneOffset(++now) == offset);
+        CHECK(tolvane::zoneOffset(now) == offset);
+    }
+}
