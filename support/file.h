@@ -12,10 +12,11 @@ namespace tolvane {
 /// \return false when the file cannot be opened.
 bool appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept;
 
-/// Tells files apart, whatever their names.
+/// Tells files apart, whatever their names. Where the volume is not known, two files of different
+/// volumes may look like one.
 struct FileIdentity
 {
-    unsigned long long volume = 0;
+    unsigned long long volume = 0; ///< 0: not known
     unsigned long long number = 0;
 
     bool operator==(const FileIdentity& other) const noexcept

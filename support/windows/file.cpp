@@ -3,6 +3,8 @@
 #include "support/windows/filetimes.h"
 #include "support/windows/platform.h"
 
+#include <winternl.h>
+
 namespace tolvane {
 
 bool appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept
@@ -24,6 +26,8 @@ bool appendToFile(const std::string& path, const char* bytes, std::size_t count)
     return true;
 }
 
+/// By the file's number alone. The platform's documented way tells the volume, too, and asks so
+/// much else under Wine that it takes ten times as long as to open the file.
 bool identify(const std::string& path, FileIdentity& identity) noexcept
 {
     const HANDLE file = CreateFileA(path.c_str(), FILE_READ_ATTRIBUTES, sharedWithAll, nullptr,
@@ -31,14 +35,13 @@ bool identify(const std::string& path, FileIdentity& identity) noexcept
     if (file == INVALID_HANDLE_VALUE) {
         return false;
     }
-    BY_HANDLE_FILE_INFORMATION found;
-    const bool ok = GetFileInformationByHandle(file, &found) != 0;
+    constexpr auto fileInternalInformation = static_cast<FILE_INFORMATION_CLASS>(6);
+    LARGE_INTEGER number = {};
+    IO_STATUS_BLOCK status = {};
+    const bool ok =
+        NtQueryInformationFile(file, &status, &number, sizeof number, fileInternalInformation) >= 0;
     CloseHandle(file);
-    if (ok) {
-        identity.volume = found.dwVolumeSerialNumber;
-        identity.number =
-            static_cast<unsigned long long>(found.nFileIndexHigh) << 32 | found.nFileIndexLow;
-    }
+    identity.number = static_cast<unsigned long long>(number.QuadPart);
     return ok;
 }
 
