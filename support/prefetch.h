@@ -1,29 +1,24 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-
-#if defined(_MSC_VER)
-#include <intrin.h>
-#endif
 
 namespace tolvane {
 
 /// Has the processor fetch memory that will be written soon, perhaps from another processor that
 /// wrote it last. Changes nothing but the time that writing takes; any address is allowed.
-inline void prefetch(const void* memory, std::size_t bytes) noexcept
+void prefetch(const void* memory, std::size_t bytes) noexcept;
+
+/// Calls action(address) for an address in each of the cache lines in which the memory lies.
+template <class action_t>
+void forEachCacheLine(const void* memory, std::size_t bytes, action_t action) noexcept
 {
-    constexpr std::size_t cacheLine = 64; ///< bytes
-    const auto start = reinterpret_cast<std::uintptr_t>(memory) / cacheLine * cacheLine;
-    const auto end = reinterpret_cast<std::uintptr_t>(memory) + bytes;
-    for (std::uintptr_t line = start; line < end; line += cacheLine) {
-        const auto* const first = reinterpret_cast<const char*>(line);
-#if defined(_MSC_VER)
-        _m_prefetchw(first);
-#else
-        // not the compiler's own function, which it takes for one without effect and leaves out
-        __asm__ volatile("prefetchw %0" : : "m"(*first));
-#endif
+    constexpr std::size_t lineSize = 64; ///< bytes, on all processors of this architecture
+    const auto* const first = static_cast<const char*>(memory);
+    for (std::size_t done = 0; done < bytes; done += lineSize) {
+        action(first + done);
+    }
+    if (bytes != 0) {
+        action(first + bytes - 1);
     }
 }
 

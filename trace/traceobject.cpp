@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cwchar>
 #include <string>
+#include <typeinfo>
 
 namespace {
 
@@ -61,7 +62,11 @@ void traceobject::enter()
 
 traceobject::~traceobject()
 {
-    stacktrace::up();
+    try {
+        stacktrace::up();
+    } catch (...) {
+        // no memory to find this thread's stack: a scope that another thread opened is not on it
+    }
     if (takes(tl_trace)) {
         queueExit();
     }
@@ -145,7 +150,12 @@ bool traceobject::insertPlainNumber(bool negative, unsigned long long magnitude)
     for (unsigned long long rest = magnitude; rest >= base; rest /= base) {
         ++length;
     }
-    wchar_t* const first = m_line.extend(length);
+    wchar_t* first = nullptr;
+    try {
+        first = m_line.extend(length);
+    } catch (...) {
+        return false; // what follows from that is the stream's business, too
+    }
     first[0] = L'-';
     wchar_t* to = first + length;
     do {
@@ -155,10 +165,11 @@ bool traceobject::insertPlainNumber(bool negative, unsigned long long magnitude)
     return true;
 }
 
-/// Whether a text that is inserted arrives as it stands, and with nothing beside it.
+/// Whether a text that is inserted arrives in the line as it stands, and nothing else happens.
 bool traceobject::insertsUnchanged() const
 {
-    return width() == 0 && good() && !tie();
+    return width() == 0 && good() && !tie() && rdbuf() == this &&
+           typeid(*this) == typeid(traceobject);
 }
 
 void traceobject::appendPlain(const char* text, std::size_t count)

@@ -58,7 +58,7 @@ private:
     /// Empties the texts, which keep their memory, for renew().
     void retire();
 
-    /// Have the processor fetch the record, and then the memory of its text, for renew().
+    /// Have the processor fetch what renew() writes of the record, and then the memory of its text.
     void fetch() const noexcept;
     void fetchText() const noexcept;
 

@@ -123,9 +123,8 @@ private:
     /// What the stream writes as an integer; it has other ways for truth values and characters.
     template <class value_t>
     static constexpr bool isNumber = std::is_integral_v<value_t> && sizeof(value_t) > 1 &&
-                                     !std::is_same_v<value_t, wchar_t> &&
-                                     !std::is_same_v<value_t, char16_t> &&
-                                     !std::is_same_v<value_t, char32_t>;
+                                     sizeof(value_t) <= sizeof(unsigned long long) &&
+                                     !std::is_same_v<value_t, wchar_t>;
 
     void insert(std::string_view text) { m_scope.insertNarrow(text.data(), text.size()); }
 

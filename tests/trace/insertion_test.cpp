@@ -2,11 +2,13 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "tests/helpers/allocations.h"
 #include "tests/helpers/localeguard.h"
 #include "tests/helpers/traceobjecttest.h"
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <iomanip>
 #include <limits>
@@ -80,11 +82,35 @@ void checkNumbersOfAllTypes(const preparation_t& prepare)
     checkNumbers<unsigned long long>(prepare);
 }
 
-/// Writes numbers with a separator between groups of three digits.
+/// Writes numbers with a separator between groups of digits.
 class grouping : public std::numpunct<wchar_t>
 {
+public:
+    explicit grouping(char digits = 3) : m_digits(1, digits) {}
+
+private:
     wchar_t do_thousands_sep() const override { return L'\''; }
-    std::string do_grouping() const override { return "\3"; }
+    std::string do_grouping() const override { return m_digits; }
+
+    std::string m_digits;
+};
+
+/// Has digits that are no ASCII characters.
+class widedigits : public std::ctype<wchar_t>
+{
+    wchar_t do_widen(char character) const override
+    {
+        constexpr wchar_t wideZero = 0xFF10;
+        return character >= '0' && character <= '9'
+                   ? static_cast<wchar_t>(wideZero + (character - '0'))
+                   : ctype::do_widen(character);
+    }
+
+    const char* do_widen(const char* from, const char* end, wchar_t* to) const override
+    {
+        std::transform(from, end, to, [this](char character) { return do_widen(character); });
+        return end;
+    }
 };
 
 /// Writes every number as the same word.
@@ -96,6 +122,32 @@ class wordwriter : public std::num_put<wchar_t>
             *to++ = character;
         }
         return to;
+    }
+};
+
+/// Of a process in which no scope was opened before: what is found out about the locale then is
+/// kept.
+template <class facet_t>
+void checkNumbersOfFirstScope(facet_t* facet)
+{
+    const localeguard guard(std::locale(std::locale::classic(), facet));
+    checkNumbersOfAllTypes(asItIs);
+}
+
+/// Takes text in a way of its own.
+class shouting : public traceobject
+{
+public:
+    shouting() : traceobject(function(), "void f()") {}
+
+private:
+    std::streamsize xsputn(const wchar_t* text, std::streamsize count) override
+    {
+        for (std::streamsize i = 0; i < count; ++i) {
+            traceobject::xsputn(L"!", 1);
+            traceobject::xsputn(text + i, 1);
+        }
+        return count;
     }
 };
 
@@ -172,6 +224,81 @@ TEST_CASE("a traced number follows the locale that the scope is given", "[trace]
 
     checkSame(imbue, 1234567);
     CHECK(written(imbue, 1234567) == L"<1'234'567|1'234'567>");
+}
+
+TEST_CASE("a traced number is written by what the stream found when it was given its locale",
+          "[trace]")
+{
+    const std::locale words(std::locale::classic(), new wordwriter);
+    checkSame(
+        [&words](std::wostream& stream) {
+            stream.imbue(words);
+            static_cast<std::ios_base&>(stream).imbue(std::locale::classic()); // not told
+        },
+        42L);
+}
+
+TEST_CASE("numbers and narrow text go to the buffer that the scope was given", "[trace]")
+{
+    std::wstringbuf other;
+    traceobject scope(function(), "void f()");
+    tolvane::tracedline line(scope, tl_info);
+    scope.rdbuf(&other);
+
+    line << 42 << L"|" << 7U << "|text";
+
+    CHECK(other.str() == L"42|7|text");
+    CHECK(traceobjecttest::line(scope).empty());
+}
+
+TEST_CASE("numbers and narrow text take the way that a derived scope has for text", "[trace]")
+{
+    shouting scope;
+    tolvane::tracedline line(scope, tl_info);
+
+    line << 42 << "ab";
+
+    CHECK(traceobjecttest::line(scope) == L"!4!2!a!b");
+}
+
+TEST_CASE("without memory a number spoils its own line only", "[trace]")
+{
+    traceobject scope(function(), "void f()");
+    {
+        tolvane::tracedline line(scope, tl_info);
+        line << 1234567;
+        {
+            const allocations::failure failure;
+            line << 8;
+        }
+        CHECK(scope.bad());
+        line << "after";
+        CHECK(traceobjecttest::line(scope) == L"1234567");
+    }
+    tolvane::tracedline line(scope, tl_info);
+    line << 9;
+
+    CHECK(traceobjecttest::line(scope) == L"9");
+}
+
+TEST_CASE("numbers of the first scope follow a locale that groups digits", "[.][groups]")
+{
+    checkNumbersOfFirstScope(new grouping);
+}
+
+TEST_CASE("numbers of the first scope follow a locale that groups many digits", "[.][longgroups]")
+{
+    checkNumbersOfFirstScope(new grouping(10));
+}
+
+TEST_CASE("numbers of the first scope follow a locale that writes words", "[.][words]")
+{
+    checkNumbersOfFirstScope(new wordwriter);
+}
+
+TEST_CASE("numbers of the first scope follow a locale with digits of its own", "[.][digits]")
+{
+    checkNumbersOfFirstScope(new widedigits);
 }
 
 TEST_CASE("a number and a narrow text flush the stream that is tied to the scope", "[trace]")

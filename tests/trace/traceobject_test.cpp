@@ -477,3 +477,17 @@ TEST_CASE("writing to the null object has no effect", "[trace]")
     CHECK_FALSE(trace::__nullobject.good());
     CHECK(queue.entries().empty());
 }
+
+TEST_CASE("a scope may end on another thread, which has no memory for a stack", "[trace]")
+{
+    const hashedfunction* function = nullptr;
+    auto scope = std::make_unique<traceobject>(function, "void f()");
+
+    std::thread([&scope] {
+        const allocations::failure failure;
+        scope.reset();
+    }).join();
+
+    CHECK(scope == nullptr);
+    stacktrace::up(); // it is still on this thread's stack
+}

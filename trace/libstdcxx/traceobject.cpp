@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstring>
 #include <istream>
+#include <limits>
 #include <locale>
 #include <memory>
 #include <sstream>
@@ -46,18 +47,19 @@ const facet_t* find(const std::locale& locale)
     return std::has_facet<facet_t>(locale) ? &std::use_facet<facet_t>(locale) : nullptr;
 }
 
-/// Whether the standard's own facet writes a number that has all digits and a sign.
+/// Whether the standard's own facet writes the longest numbers in plain digits.
 bool writesPlainNumbers(const std::locale& locale)
 {
-    constexpr long sample = -1234567890;
+    constexpr unsigned long long longest = std::numeric_limits<unsigned long long>::max();
+    constexpr long long negative = std::numeric_limits<long long>::min();
     const numberwriter_t* const writer = find<numberwriter_t>(locale);
     if (!writer || typeid(*writer) != typeid(numberwriter_t)) {
         return false;
     }
     std::wostringstream stream;
     stream.imbue(locale);
-    stream << sample;
-    return stream.str() == std::to_wstring(sample);
+    stream << longest << negative; // have all digits between them
+    return stream.str() == std::to_wstring(longest) + std::to_wstring(negative);
 }
 
 /// The facets are never destroyed: scopes open until the very end of the process.
@@ -138,7 +140,7 @@ traceobject::traceobject(const hashedfunction*& function, const char* signature)
 bool traceobject::hasPlainNumbers() const
 {
     const facets& usual = usualFacets();
-    return usual.plainNumbers && isCopy(usual.locale, _M_ios_locale);
+    return usual.plainNumbers && _M_num_put == usual.writer && isCopy(usual.locale, _M_ios_locale);
 }
 
 #endif
