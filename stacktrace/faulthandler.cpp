@@ -5,6 +5,7 @@
 #include <tolvane/scope.h>
 #include <tolvane/trace.h>
 
+#include "stacktrace/callstack.h"
 #include "stacktrace/faulthooks.h"
 #include "trace/traceimpl.h"
 

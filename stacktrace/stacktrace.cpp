@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "stacktrace/callstack.h"
 #include "stacktrace/registry.h"
 #include "support/mutex.h"
 #include "support/threadid.h"
@@ -21,19 +22,6 @@ namespace {
 constexpr unsigned long long firstBlockSize = 16; ///< deeper than most stacks of traced functions
 
 } // namespace
-
-struct stacktrace::Block
-{
-    explicit Block(unsigned long long slotCount, Block* replaced)
-        : size(slotCount),
-          slots(new std::atomic<const hashedfunction*>[slotCount]()),
-          outgrown(replaced)
-    {}
-
-    const unsigned long long size;
-    const std::unique_ptr<std::atomic<const hashedfunction*>[]> slots;
-    const std::unique_ptr<Block> outgrown;
-};
 
 /// One thread's stack in the list that is walked without a lock. Entries are appended and never
 /// removed.
@@ -102,18 +90,6 @@ const hashedfunction* stacktrace::operator[](unsigned long long depth) const noe
                : nullptr;
 }
 
-void stacktrace::push(const hashedfunction* function)
-{
-    const unsigned long long count = m_count.load(std::memory_order_relaxed);
-    const Block* const block = m_functions.load(std::memory_order_relaxed);
-    if (!block || count == block->size) {
-        return pushGrown(function);
-    }
-    // not by the count alone: a reader that holds an older count may see this function already
-    block->slots[count].store(function, std::memory_order_release);
-    m_count.store(count + 1, std::memory_order_release);
-}
-
 void stacktrace::pushGrown(const hashedfunction* function)
 {
     Block* const block = m_functions.load(std::memory_order_relaxed);
@@ -124,14 +100,6 @@ void stacktrace::pushGrown(const hashedfunction* function)
     }
     m_functions.store(grown, std::memory_order_release);
     push(function);
-}
-
-void stacktrace::pop() noexcept
-{
-    const unsigned long long count = m_count.load(std::memory_order_relaxed);
-    if (count != 0) {
-        m_count.store(count - 1, std::memory_order_release);
-    }
 }
 
 void stacktrace::clear() noexcept
@@ -172,12 +140,6 @@ std::list<stacktrace> stacktrace::getTraces()
         traces.push_back(*entry->stack);
     }
     return traces;
-}
-
-stacktrace& stacktrace::myTrace()
-{
-    void* const remembered = tolvane::threadslot::get();
-    return remembered ? *static_cast<stacktrace*>(remembered) : findTrace();
 }
 
 /// Finds the calling thread's entry, or makes it, and remembers it for the thread. Entries never

@@ -6,6 +6,7 @@
 #include <tolvane/stacktrace.h>
 #include <tolvane/trace.h>
 
+#include "stacktrace/callstack.h"
 #include "support/atomicref.h"
 #include "trace/traceimpl.h"
 
@@ -28,14 +29,6 @@ void queueMarker(const hashedfunction& function, formattedline::type_t type)
 
 } // namespace
 
-const hashedfunction* traceobject::registered(const hashedfunction*& function,
-                                              const char* signature)
-{
-    const hashedfunction* const known =
-        tolvane::atomicRef(function).load(std::memory_order_acquire);
-    return known ? known : registerOnce(function, signature);
-}
-
 /// Two threads may enter a function for the first time at once: the lock decides which of them
 /// registers it.
 const hashedfunction* traceobject::registerOnce(const hashedfunction*& function,
@@ -51,19 +44,10 @@ const hashedfunction* traceobject::registerOnce(const hashedfunction*& function,
     return known;
 }
 
-void traceobject::enter()
-{
-    reset();
-    stacktrace::down(m_function);
-    if (takes(tl_trace)) {
-        queueEntry();
-    }
-}
-
 traceobject::~traceobject()
 {
     try {
-        stacktrace::up();
+        stacktrace::myTrace().pop();
     } catch (...) {
         // no memory to find this thread's stack: a scope that another thread opened is not on it
     }

@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "stacktrace/callstack.h"
 #include "stacktrace/registry.h"
 #include "support/mutex.h"
 #include "support/threadid.h"

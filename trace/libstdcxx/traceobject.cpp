@@ -1,5 +1,7 @@
 #include <tolvane/traceobject.h>
 
+#include "trace/scopeentry.h"
+
 #include <atomic>
 #include <cstring>
 #include <istream>
@@ -86,19 +88,18 @@ bool writesPlainNumbers(const std::locale& locale)
     return nullptr;
 }
 
-[[gnu::cold]] [[gnu::noinline]] void searchGlobal()
+[[gnu::cold]] [[gnu::noinline]] const facets* searchGlobal()
 {
     search(std::locale());
+    return remembered[0].load(std::memory_order_acquire);
 }
 
 /// Of the locale that was global when the first scope was opened, and is so for good in most
 /// programs.
 inline const facets& usualFacets()
 {
-    if (!remembered[0].load(std::memory_order_acquire)) {
-        searchGlobal();
-    }
-    return *remembered[0].load(std::memory_order_acquire);
+    const facets* const known = remembered[0].load(std::memory_order_acquire);
+    return known ? *known : *searchGlobal();
 }
 
 /// Whether a locale is a copy of the other. A locale is a pointer, and to compare the pointers

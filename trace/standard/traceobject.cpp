@@ -1,5 +1,7 @@
 #include <tolvane/traceobject.h>
 
+#include "trace/scopeentry.h"
+
 #include <locale>
 
 traceobject::traceobject(const hashedfunction*& function, const char* signature)
