@@ -54,7 +54,7 @@ bool writesPlainNumbers(const std::locale& locale)
 {
     constexpr unsigned long long longest = std::numeric_limits<unsigned long long>::max();
     constexpr long long negative = std::numeric_limits<long long>::min();
-    const numberwriter_t* const writer = find<numberwriter_t>(locale);
+    const auto* const writer = find<numberwriter_t>(locale);
     if (!writer || typeid(*writer) != typeid(numberwriter_t)) {
         return false;
     }
@@ -107,7 +107,8 @@ inline const facets& usualFacets()
 bool isCopy(const std::locale& locale, const std::locale& other)
 {
     static_assert(sizeof(std::locale) == sizeof(void*));
-    return std::memcmp(&locale, &other, sizeof locale) == 0;
+    return std::memcmp(static_cast<const void*>(&locale), static_cast<const void*>(&other),
+                       sizeof locale) == 0;
 }
 
 } // namespace
