@@ -26,8 +26,8 @@ bool appendToFile(const std::string& path, const char* bytes, std::size_t count)
     return true;
 }
 
-/// By the file's number alone. The platform's documented way tells the volume, too, and asks so
-/// much else under Wine that it takes ten times as long as to open the file.
+/// By the file's number alone. The platform's usual way tells the volume, too, and under Wine takes
+/// four times as long for that as opening and closing the file.
 bool identify(const std::string& path, FileIdentity& identity) noexcept
 {
     const HANDLE file = CreateFileA(path.c_str(), FILE_READ_ATTRIBUTES, sharedWithAll, nullptr,

@@ -31,7 +31,7 @@ class emptybuffer : public std::basic_streambuf<wchar_t>
 struct facets
 {
     std::locale locale;
-    emptybuffer buffer; ///< for copies, which are given their locale
+    emptybuffer buffer; ///< with that locale, for copies
     const std::ctype<wchar_t>* characters;
     const numberwriter_t* writer;
     const numberreader_t* reader;
