@@ -68,7 +68,7 @@ void traceimpl::fetchSpare() const noexcept
     if (count < linesToRecord) {
         return;
     }
-    if (m_queue.empty()) {
+    if (m_queue.empty()) { // a burst begins: nothing was sent for yet
         for (std::size_t next = 1; next < linesToRecord; ++next) {
             m_spareLines[count - next]->fetch();
         }
