@@ -81,15 +81,17 @@ void formattedline::retire()
 
 void formattedline::fetch() const noexcept
 {
-    const auto* const first = reinterpret_cast<const char*>(&m_function);
-    const auto* const end = reinterpret_cast<const char*>(this + 1);
-    tolvane::prefetch(first, static_cast<std::size_t>(end - first));
+    tolvane::prefetch(&m_function); // no cache line lies between these
+    tolvane::prefetch(&m_level);
+    tolvane::prefetch(&m_threadid);
 }
 
 void formattedline::fetchText() const noexcept
 {
-    constexpr std::size_t usualLength = 32; ///< characters
-    tolvane::prefetch(m_text.c_str(), usualLength * sizeof(wchar_t));
+    const wchar_t* const text = m_text.c_str();
+    tolvane::prefetch(text); // as far as most texts go
+    tolvane::prefetch(text + 15);
+    tolvane::prefetch(text + 31);
 }
 
 /// The caller's string gets the memory of this record's last text, for the next line.

@@ -24,17 +24,3 @@ bool Mutex::Impl::timedLock(unsigned long long timeout)
 }
 
 } // namespace tolvane
-
-lockobject::lockobject(tolvane::Mutex& mutex) : m_mutex(&mutex)
-{
-    if (m_mutex->impl()) {
-        m_mutex->impl()->lock();
-    }
-}
-
-lockobject::~lockobject()
-{
-    if (m_mutex->impl()) {
-        m_mutex->impl()->unlock();
-    }
-}

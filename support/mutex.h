@@ -29,7 +29,7 @@ public:
     };
 
     /// The lock over the platform's critical section.
-    class Impl : public MutexImpl
+    class Impl final : public MutexImpl
     {
     public:
         bool timedLock(unsigned long long timeout) override;
@@ -44,11 +44,11 @@ public:
     ~Mutex() override { m_inUse = nullptr; }
 
     /// Null after destruction.
-    MutexImpl* impl() const noexcept { return m_inUse; }
+    Impl* impl() const noexcept { return m_inUse; }
 
 private:
     Impl m_embedded;
-    MutexImpl* m_inUse;
+    Impl* m_inUse;
 };
 
 /// Holds a lockable object for a block: anything with lock() and unlock().
@@ -137,8 +137,19 @@ class mutex : public tolvane::Mutex
 class lockobject : private tolvane::nonassignable_::nonassignable
 {
 public:
-    explicit lockobject(tolvane::Mutex& mutex);
-    ~lockobject() override;
+    explicit lockobject(tolvane::Mutex& mutex) : m_mutex(&mutex)
+    {
+        if (m_mutex->impl()) {
+            m_mutex->impl()->lock();
+        }
+    }
+
+    ~lockobject() override
+    {
+        if (m_mutex->impl()) {
+            m_mutex->impl()->unlock();
+        }
+    }
 
     lockobject(const lockobject&) = delete;
     lockobject& operator=(const lockobject&) = delete;

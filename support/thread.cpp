@@ -1,6 +1,7 @@
 #include "support/thread.h"
 
 #include "support/autoresetevent.h"
+#include "support/coldpath.h"
 #include "support/nativethread.h"
 
 #include <memory>
@@ -23,11 +24,8 @@ ThreadControl::~ThreadControl()
     delete m_thread;
 }
 
-void ThreadControl::start()
+TOLVANE_COLD void ThreadControl::startNow()
 {
-    if (m_id != 0) {
-        return;
-    }
     m_startError = 0;
     auto record = std::make_unique<Start>();
     record->thread = m_thread;

@@ -35,7 +35,12 @@ public:
 
     /// Starts the thread unless it was started before. When that fails, the next call tries again.
     /// Throws std::bad_alloc. Calls are serialised by the owner.
-    void start();
+    void start()
+    {
+        if (!started()) {
+            startNow();
+        }
+    }
 
     /// Whether start() succeeded once.
     bool started() const noexcept { return m_id != 0; }
@@ -53,6 +58,7 @@ public:
 private:
     struct Start;
 
+    void startNow();
     static unsigned int enter(void* argument);
 
     bool m_autoDelete;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "support/coldpath.h"
 #include "support/mutex.h"
+
+#include <atomic>
 
 /// Holds the single object of a class, and the lock of it.
 ///
@@ -14,7 +17,11 @@ class safesingleton
 public:
     virtual ~safesingleton() = default;
 
-    static object_t& instance();
+    static object_t& instance()
+    {
+        object_t* const known = s_instance.load(std::memory_order_acquire);
+        return known ? *known : make();
+    }
 
     mutex m_instanceMutex; ///< outermost lock; recursive, since sinks may call the facade while it
                            ///< is held
@@ -25,12 +32,17 @@ private:
         object_t& object;
         ~stopper() { object.stop(); }
     };
+
+    static object_t& make();
+
+    static inline std::atomic<object_t*> s_instance{nullptr};
 };
 
 template <class object_t>
-object_t& safesingleton<object_t>::instance()
+TOLVANE_COLD object_t& safesingleton<object_t>::make()
 {
     static auto* const object = new object_t;
     static const stopper stopAtExit{*object};
+    s_instance.store(object, std::memory_order_release);
     return *object;
 }

@@ -68,10 +68,11 @@ private:
     using batch_t = std::vector<countedptr<formattedline>>;
 
     template <class content_t>
-    countedptr<formattedline> makeLine(tracelevel_t level, const hashedfunction& function,
-                                       content_t& content);
+    void enqueue(tracelevel_t level, const hashedfunction& function, content_t& content);
     void fetchSpare() const noexcept;
-    void enqueue(countedptr<formattedline> line);
+    void fetchFirstSpare() const noexcept;
+    void shortenQueue();
+    void startWriter();
     void prune();
     bool accepted(const formattedline& line) const;
     batch_t takeQueue();

@@ -3,6 +3,7 @@
 #include "sinks/levelgeneration.h"
 #include "sinks/passwriter.h"
 #include "support/clock.h"
+#include "support/coldpath.h"
 #include "support/nocancellation.h"
 
 #include <algorithm>
@@ -16,6 +17,10 @@ constexpr std::size_t pruneAbove = 1000;
 /// When pruning does not help, the producer writes the lines itself, so that the queue stays
 /// bounded.
 constexpr std::size_t writeAbove = 2000;
+
+/// Spare records are sent for so many lines ahead.
+constexpr std::ptrdiff_t linesToRecord = 4;
+constexpr std::ptrdiff_t linesToText = 2;
 
 /// Ticks of 100 nanoseconds: the first try and up to two more, a millisecond apart. A sink that is
 /// busy for longer must not hold up the thread that traces.
@@ -35,62 +40,74 @@ using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
 
 void traceimpl::queueLine(tracelevel_t level, const hashedfunction& function, tolvane::string& text)
 {
-    enqueue(makeLine(level, function, text));
+    if (m_finished) { // nobody will write it
+        text.erase(tolvane::string::npos);
+        return;
+    }
+    enqueue(level, function, text);
 }
 
 void traceimpl::queueMarker(const hashedfunction& function, formattedline::type_t type)
 {
-    enqueue(makeLine(tl_trace, function, type));
+    if (!m_finished) {
+        enqueue(tl_trace, function, type);
+    }
 }
 
 /// A record that was written before has its memory already.
 template <class content_t>
-countedptr<formattedline> traceimpl::makeLine(tracelevel_t level, const hashedfunction& function,
-                                              content_t& content)
+void traceimpl::enqueue(tracelevel_t level, const hashedfunction& function, content_t& content)
 {
     if (m_spareLines.empty()) {
-        return countedptr<formattedline>(new formattedline(level, function, content));
+        m_queue.emplace_back(new formattedline(level, function, content));
+    } else {
+        fetchSpare();
+        m_queue.push_back(std::move(m_spareLines.back()));
+        m_spareLines.pop_back();
+        m_queue.back()->renew(level, function, content);
     }
-    countedptr<formattedline> line = std::move(m_spareLines.back());
-    m_spareLines.pop_back();
-    fetchSpare();
-    line->renew(level, function, content);
-    return line;
+    if (m_queue.size() > pruneAbove) {
+        shortenQueue();
+    }
+    if (!m_writeThread.started()) {
+        startWriter();
+    }
 }
 
 /// The writer's processor had the records last: they are sent for before they are needed, the texts
 /// when the records have come.
 void traceimpl::fetchSpare() const noexcept
 {
-    constexpr std::size_t linesToText = 2;
-    constexpr std::size_t linesToRecord = 4;
     const std::size_t count = m_spareLines.size();
-    if (count < linesToRecord) {
+    if (count <= linesToRecord) {
         return;
     }
-    if (m_queue.empty()) { // a burst begins: nothing was sent for yet
-        for (std::size_t next = 1; next < linesToRecord; ++next) {
-            m_spareLines[count - next]->fetch();
-        }
+    if (m_queue.empty()) {
+        return fetchFirstSpare();
     }
-    m_spareLines[count - linesToRecord]->fetch();
-    m_spareLines[count - linesToText]->fetchText();
+    m_spareLines[count - 1 - linesToRecord]->fetch();
+    m_spareLines[count - 1 - linesToText]->fetchText();
 }
 
-void traceimpl::enqueue(countedptr<formattedline> line)
+/// A burst begins: nothing was sent for yet. The texts would have to wait for the records.
+void traceimpl::fetchFirstSpare() const noexcept
 {
-    if (m_finished) {
-        return; // nobody will write it
-    }
-    m_queue.push_back(std::move(line));
-    if (m_queue.size() > pruneAbove) {
-        prune();
-    }
-    if (m_queue.size() > writeAbove) {
-        flushQueue(0);
-    }
+    const auto first = m_spareLines.rbegin();
+    std::for_each(first, first + 1 + linesToRecord, [](const auto& line) { line->fetch(); });
+}
+
+TOLVANE_COLD void traceimpl::startWriter()
+{
     if (m_running) {
         m_writeThread.start();
+    }
+}
+
+TOLVANE_COLD void traceimpl::shortenQueue()
+{
+    prune();
+    if (m_queue.size() > writeAbove) {
+        flushQueue(0);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "support/threadid.h"
 
+#include "support/coldpath.h"
+
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -10,7 +12,7 @@ namespace {
 
 __attribute__((tls_model("initial-exec"))) thread_local unsigned int remembered = 0;
 
-unsigned int ask() noexcept
+TOLVANE_COLD unsigned int ask() noexcept
 {
     // the one thread of a forked process has another number than the thread that forked
     static const int registered = pthread_atfork(nullptr, nullptr, [] { remembered = 0; });

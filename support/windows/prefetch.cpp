@@ -7,15 +7,13 @@
 namespace tolvane {
 
 /// Not by GCC's own function, which it takes for one without effect and leaves out.
-void prefetch(const void* memory, std::size_t bytes) noexcept
+void prefetch(const void* address) noexcept
 {
-    forEachCacheLine(memory, bytes, [](const char* line) {
 #if defined(_MSC_VER)
-        _m_prefetchw(line);
+    _m_prefetchw(address);
 #else
-        __asm__ volatile("prefetchw %0" : : "m"(*line));
+    __asm__ volatile("prefetchw %0" : : "m"(*static_cast<const char*>(address)));
 #endif
-    });
 }
 
 } // namespace tolvane

@@ -2,6 +2,8 @@
 
 #include <catch2/catch.hpp>
 
+#include <atomic>
+#include <cerrno>
 #include <future>
 #include <thread>
 #include <vector>
@@ -70,4 +72,49 @@ TEST_CASE("a critical section keeps threads from each other's data", "[support]"
     }
 
     CHECK(counter == 4000);
+}
+
+TEST_CASE("whoever waits for a critical section gets it when it is left, with errno as it was",
+          "[support]")
+{
+    constexpr int rounds = 100;
+    constexpr int callersErrno = 4711;
+    CriticalSection section;
+    std::atomic<int> waiting{0};
+    const auto waitAndLeave = [&] {
+        bool good = true;
+        for (int round = 0; round < rounds; ++round) {
+            errno = callersErrno;
+            ++waiting;
+            section.enter();
+            const bool again = section.tryEnter();
+            if (again) {
+                section.leave();
+            }
+            section.leave();
+            good = good && again && errno == callersErrno;
+        }
+        return good;
+    };
+
+    section.enter();
+    auto first = std::async(std::launch::async, waitAndLeave);
+    auto second = std::async(std::launch::async, waitAndLeave);
+    for (int round = 0; round < rounds; ++round) {
+        const int before = waiting;
+        for (int pause = 0; pause < 100; ++pause) { // most of them have gone to sleep by then
+            std::this_thread::yield();
+        }
+        section.leave();
+        while (waiting == before && waiting < 2 * rounds) {
+            std::this_thread::yield();
+        }
+        section.enter();
+    }
+    section.leave();
+
+    CHECK(first.get());
+    CHECK(second.get());
+    CHECK(section.tryEnter());
+    section.leave();
 }

@@ -11,10 +11,9 @@ TEST_CASE("memory that was sent for is what it was, and any address may be sent 
     memory.fill(7);
     const std::array<unsigned char, 1000> before = memory;
 
-    tolvane::prefetch(memory.data() + 3, memory.size() - 3);
-    tolvane::prefetch(nullptr, 1);
-    tolvane::prefetch(reinterpret_cast<const void*>(std::uintptr_t(1) << 60), 200);
-    tolvane::prefetch(memory.data(), 0);
+    tolvane::prefetch(memory.data() + 3);
+    tolvane::prefetch(nullptr);
+    tolvane::prefetch(reinterpret_cast<const void*>(std::uintptr_t(1) << 60));
 
     CHECK(memory == before);
 }
