@@ -1,5 +1,7 @@
 #include "support/clock.h"
 
+#include "support/coldpath.h"
+#include "support/posix/lastmillisecond.h"
 #include "support/posix/zoneoffset.h"
 
 #include <time.h>
@@ -12,11 +14,21 @@ constexpr unsigned long long ticksPerSecond = 10000000;
 constexpr unsigned long long nanosecondsPerTick = 100;
 constexpr long nanosecondsPerMillisecond = 1000000;
 
-timespec realTime() noexcept
+__attribute__((tls_model("initial-exec"))) thread_local lastmillisecond last;
+
+timespec timeOf(clockid_t clock) noexcept
 {
     timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
+    clock_gettime(clock, &now);
     return now;
+}
+
+TOLVANE_COLD void readMillisecond(unsigned long long cycle) noexcept
+{
+    const timespec now = timeOf(CLOCK_REALTIME);
+    last.remember(cycle, now,
+                  static_cast<unsigned long long>(now.tv_sec + zoneOffset(now.tv_sec)) * 1000 +
+                      static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond));
 }
 
 class PosixClock : public Clock
@@ -24,16 +36,18 @@ class PosixClock : public Clock
 public:
     unsigned long long ticks() const noexcept override
     {
-        const timespec now = realTime();
+        const timespec now = timeOf(CLOCK_REALTIME);
         return static_cast<unsigned long long>(now.tv_sec) * ticksPerSecond +
                static_cast<unsigned long long>(now.tv_nsec) / nanosecondsPerTick;
     }
 
     unsigned long long localMilliseconds() const noexcept override
     {
-        const timespec now = realTime();
-        return static_cast<unsigned long long>(now.tv_sec + zoneOffset(now.tv_sec)) * 1000 +
-               static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
+        const unsigned long long cycle = __builtin_ia32_rdtsc();
+        if (!last.lasts(cycle, timeOf(CLOCK_REALTIME_COARSE))) {
+            readMillisecond(cycle);
+        }
+        return last.shown();
     }
 
     void sleep(unsigned int milliseconds) const noexcept override
