@@ -89,11 +89,12 @@ void traceimpl::fetchSpare() const noexcept
     m_spareLines[count - 1 - linesToText]->fetchText();
 }
 
-/// A burst begins: nothing was sent for yet. The texts would have to wait for the records.
+/// A burst begins: nothing was sent for yet.
 void traceimpl::fetchFirstSpare() const noexcept
 {
     const auto first = m_spareLines.rbegin();
     std::for_each(first, first + 1 + linesToRecord, [](const auto& line) { line->fetch(); });
+    std::for_each(first, first + 1 + linesToText, [](const auto& line) { line->fetchText(); });
 }
 
 TOLVANE_COLD void traceimpl::startWriter()
@@ -177,7 +178,8 @@ void traceimpl::writeLines(const batch_t& batch) noexcept
 }
 
 /// Keeps the records, whose memory lines to come will use, unless they are large or fewer than
-/// those that are kept already; and the larger vector. The thread that wrote them empties them,
+/// those that are kept already; and the vector, for the queue that has none or for the next one.
+/// The thread that wrote them empties them,
 /// since it has them at hand. The lock is held for constant time.
 void traceimpl::keepSpare(batch_t& batch) noexcept
 {
@@ -197,6 +199,9 @@ void traceimpl::keepSpare(batch_t& batch) noexcept
     }
     batch.clear();
     const lockobject lock(m_instanceMutex);
+    if (m_queue.empty() && m_queue.capacity() < batch.capacity()) {
+        m_queue.swap(batch);
+    }
     if (m_spareQueue.capacity() < batch.capacity()) {
         m_spareQueue.swap(batch);
     }
