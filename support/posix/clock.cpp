@@ -2,7 +2,7 @@
 
 #include "support/coldpath.h"
 #include "support/posix/lastmillisecond.h"
-#include "support/posix/zoneoffset.h"
+#include "support/zoneoffset.h"
 
 #include <time.h>
 
@@ -13,6 +13,8 @@ namespace {
 constexpr unsigned long long ticksPerSecond = 10000000;
 constexpr unsigned long long nanosecondsPerTick = 100;
 constexpr long nanosecondsPerMillisecond = 1000000;
+
+zonememory zone(zoneOffset);
 
 __attribute__((tls_model("initial-exec"))) thread_local lastmillisecond last;
 
@@ -27,7 +29,7 @@ TOLVANE_COLD void readMillisecond(unsigned long long cycle) noexcept
 {
     const timespec now = timeOf(CLOCK_REALTIME);
     last.remember(cycle, now,
-                  static_cast<unsigned long long>(now.tv_sec + zoneOffset(now.tv_sec)) * 1000 +
+                  static_cast<unsigned long long>(now.tv_sec + zone.offset(now.tv_sec)) * 1000 +
                       static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond));
 }
 

@@ -1,35 +1,15 @@
-#include "support/posix/zoneoffset.h"
+#include "support/zoneoffset.h"
 
-#include "support/coldpath.h"
-
-#include <atomic>
+#include <time.h>
 
 namespace tolvane {
 
-namespace {
-
-constexpr int offsetBits = 20;
-constexpr long bias = 1L << (offsetBits - 1); ///< so that the packed offset is never negative
-
-std::atomic<long long> known{-1}; ///< the second, and below it the biased offset
-
-TOLVANE_COLD long askZone(time_t second) noexcept
+long zoneOffset(long long second) noexcept
 {
+    const time_t time = second;
     tm local = {};
-    localtime_r(&second, &local);
-    known.store((static_cast<long long>(second) << offsetBits) | (local.tm_gmtoff + bias),
-                std::memory_order_relaxed);
+    localtime_r(&time, &local);
     return local.tm_gmtoff;
-}
-
-} // namespace
-
-long zoneOffset(time_t second) noexcept
-{
-    const long long remembered = known.load(std::memory_order_relaxed);
-    return remembered >> offsetBits == second
-               ? static_cast<long>(remembered & (2 * bias - 1)) - bias
-               : askZone(second);
 }
 
 } // namespace tolvane

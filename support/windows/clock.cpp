@@ -1,6 +1,7 @@
 #include "support/clock.h"
 
-#include "support/windows/platform.h"
+#include "support/windows/filetimes.h"
+#include "support/zoneoffset.h"
 
 #include <time.h>
 
@@ -8,15 +9,9 @@ namespace tolvane {
 
 namespace {
 
-constexpr unsigned long long ticksPerMillisecond = 10000;
+constexpr unsigned long long ticksPerMillisecond = ticksPerSecond / 1000;
 
-/// Milliseconds from 1601, where the platform's file times begin, to 1970.
-constexpr unsigned long long millisecondsTo1970 = 11644473600000;
-
-unsigned long long toTicks(const FILETIME& time) noexcept
-{
-    return (static_cast<unsigned long long>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
-}
+zonememory zone(zoneOffset);
 
 class WindowsClock : public Clock
 {
@@ -30,13 +25,9 @@ public:
 
     unsigned long long localMilliseconds() const noexcept override
     {
-        FILETIME now;
-        FILETIME local;
-        GetSystemTimeAsFileTime(&now);
-        if (!FileTimeToLocalFileTime(&now, &local)) {
-            local = now; // a stamp in UTC is better than none
-        }
-        return toTicks(local) / ticksPerMillisecond - millisecondsTo1970;
+        const unsigned long long utc = ticks() / ticksPerMillisecond - secondsTo1970 * 1000;
+        const long long offset = zone.offset(static_cast<long long>(utc / 1000));
+        return utc + static_cast<unsigned long long>(offset * 1000);
     }
 
     void sleep(unsigned int milliseconds) const noexcept override { Sleep(milliseconds); }
