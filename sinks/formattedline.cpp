@@ -81,7 +81,7 @@ void formattedline::retire()
 
 void formattedline::fetch() const noexcept
 {
-    tolvane::prefetch(&m_function); // no cache line lies between these
+    tolvane::prefetch(&m_function); // no cache line lies between these, since memory is aligned
     tolvane::prefetch(&m_level);
     tolvane::prefetch(&m_threadid);
 }

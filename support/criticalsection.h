@@ -6,8 +6,7 @@
 
 namespace tolvane {
 
-/// Mutual exclusion as the platform has it: recursive, and releasable only by the thread that holds
-/// it.
+/// Mutual exclusion: recursive, and to be left by the thread that holds it.
 class CriticalSection : public noncopyable_::noncopyable
 {
 public:

@@ -7,7 +7,7 @@ namespace tolvane {
 TOLVANE_COLD long zonememory::askAgain(long long second) noexcept
 {
     const long asked = m_ask(second);
-    m_known.store((second << offsetBits) | (asked + bias), std::memory_order_relaxed);
+    m_known.store(second * (1LL << offsetBits) + asked + bias, std::memory_order_relaxed);
     return asked;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <limits>
 
 namespace tolvane {
 
@@ -32,7 +33,8 @@ private:
     long askAgain(long long second) noexcept;
 
     const ask_t m_ask;
-    std::atomic<long long> m_known{-1}; ///< the second, and below it the biased offset
+    /// The second, and below it the biased offset; at first a second that no clock shows.
+    std::atomic<long long> m_known{std::numeric_limits<long long>::min()};
 };
 
 } // namespace tolvane

@@ -118,7 +118,8 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
 const hashedfunction& traceimpl::registerfunction(const char* signature)
 {
     const lockobject lock(m_instanceMutex);
-    m_functions.emplace_back(new hashedfunction(signature));
+    countedptr<hashedfunction> function(new hashedfunction(signature));
+    m_functions.push_back(std::move(function));
     return *m_functions.back();
 }
 

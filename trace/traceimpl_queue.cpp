@@ -59,7 +59,8 @@ template <class content_t>
 void traceimpl::enqueue(tracelevel_t level, const hashedfunction& function, content_t& content)
 {
     if (m_spareLines.empty()) {
-        m_queue.emplace_back(new formattedline(level, function, content));
+        countedptr<formattedline> line(new formattedline(level, function, content));
+        m_queue.push_back(std::move(line));
     } else {
         fetchSpare();
         m_queue.push_back(std::move(m_spareLines.back()));
@@ -83,7 +84,8 @@ void traceimpl::fetchSpare() const noexcept
         return;
     }
     if (m_queue.empty()) {
-        return fetchFirstSpare();
+        fetchFirstSpare();
+        return;
     }
     m_spareLines[count - 1 - linesToRecord]->fetch();
     m_spareLines[count - 1 - linesToText]->fetchText();
@@ -178,9 +180,9 @@ void traceimpl::writeLines(const batch_t& batch) noexcept
 }
 
 /// Keeps the records, whose memory lines to come will use, unless they are large or fewer than
-/// those that are kept already; and the vector, for the queue that has none or for the next one.
-/// The thread that wrote them empties them,
-/// since it has them at hand. The lock is held for constant time.
+/// those that are kept already; and the vector, for a queue that has none or for the next one. The
+/// thread that wrote the records empties them, since it has them at hand. The lock is held for
+/// constant time.
 void traceimpl::keepSpare(batch_t& batch) noexcept
 {
     const auto large = [](const countedptr<formattedline>& line) {

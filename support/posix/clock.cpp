@@ -25,12 +25,14 @@ timespec timeOf(clockid_t clock) noexcept
     return now;
 }
 
-TOLVANE_COLD void readMillisecond(unsigned long long cycle) noexcept
+TOLVANE_COLD unsigned long long readMillisecond(unsigned long long cycle) noexcept
 {
     const timespec now = timeOf(CLOCK_REALTIME);
-    last.remember(cycle, now,
-                  static_cast<unsigned long long>(now.tv_sec + zone.offset(now.tv_sec)) * 1000 +
-                      static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond));
+    const unsigned long long shown =
+        static_cast<unsigned long long>(now.tv_sec + zone.offset(now.tv_sec)) * 1000 +
+        static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
+    last.remember(cycle, now, shown);
+    return shown;
 }
 
 class PosixClock : public Clock
@@ -46,10 +48,8 @@ public:
     unsigned long long localMilliseconds() const noexcept override
     {
         const unsigned long long cycle = __builtin_ia32_rdtsc();
-        if (!last.lasts(cycle, timeOf(CLOCK_REALTIME_COARSE))) {
-            readMillisecond(cycle);
-        }
-        return last.shown();
+        return last.lasts(cycle, timeOf(CLOCK_REALTIME_COARSE)) ? last.shown()
+                                                                : readMillisecond(cycle);
     }
 
     void sleep(unsigned int milliseconds) const noexcept override

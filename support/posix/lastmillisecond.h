@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include <atomic>
+
 namespace tolvane {
 
 /// The millisecond that a thread read from the clock last, to be shown again while it lasts.
@@ -12,6 +14,8 @@ namespace tolvane {
 /// the system's last tick, which follows whenever the clock is set. Where the counters of several
 /// processors differ, or stand still in sleep, the tick keeps the error below its own length, a few
 /// milliseconds.
+///
+/// Used by one thread, and by the signal handlers that interrupt it.
 class lastmillisecond
 {
 public:
@@ -19,7 +23,8 @@ public:
     /// \param tick   the time of the last tick.
     bool lasts(unsigned long long cycle, const timespec& tick) const noexcept
     {
-        return cycle - m_cycle < m_cycles && nanoseconds(tick) < m_end;
+        const long long left = m_end - nanoseconds(tick);
+        return cycle - m_cycle < m_cycles && left > 0 && left <= millisecond + longestTick;
     }
 
     unsigned long long shown() const noexcept { return m_shown; }
@@ -29,16 +34,23 @@ public:
     /// \param shown  what this millisecond is shown as.
     void remember(unsigned long long cycle, const timespec& time, unsigned long long shown) noexcept
     {
-        constexpr long long millisecond = 1000000;
         constexpr long long nanosecondsPerCycle = 2; // at most: processors count faster than that
         const long long left = millisecond - time.tv_nsec % millisecond;
-        m_cycle = cycle;
-        m_cycles = static_cast<unsigned long long>(left / nanosecondsPerCycle);
-        m_end = nanoseconds(time) + left;
+        m_cycles = 0; // nothing lasts for a handler that comes in between
+        std::atomic_signal_fence(std::memory_order_seq_cst);
         m_shown = shown;
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        m_end = nanoseconds(time) + left;
+        m_cycle = cycle;
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        m_cycles = static_cast<unsigned long long>(left / nanosecondsPerCycle);
     }
 
 private:
+    static constexpr long long millisecond = 1000000; ///< nanoseconds
+    static constexpr long long longestTick =
+        20000000; ///< nanoseconds; most systems' are 1 to 10 ms
+
     static long long nanoseconds(const timespec& time) noexcept
     {
         return time.tv_sec * 1000000000LL + time.tv_nsec;

@@ -65,31 +65,40 @@ TEST_CASE("local milliseconds differ from the system time by whole minutes", "[s
     CHECK(offset < 128 * 60 * minute);
 }
 
-TEST_CASE("however often it is asked for, the local millisecond is that of the system time",
+TEST_CASE("however often threads ask for it, the local millisecond is that of the system time",
           "[support][clock]")
 {
     constexpr unsigned long long ticksPerMillisecond = ticksPerSecond / 1000;
-    constexpr int readings = 300000; // some 20 milliseconds and more
+    constexpr int readings = 200000; // some 20 milliseconds and more
     const Clock& clock = Clock::platform();
     const auto systemMillisecond = [&clock] { return clock.ticks() / ticksPerMillisecond; };
-    unsigned long long difference = 0; // the zone, and where the ticks are counted from
-    unsigned long long before = 0;
-    unsigned long long after = 1;
-    while (before != after) {
-        before = systemMillisecond();
-        difference = clock.localMilliseconds() - before;
-        after = systemMillisecond();
-    }
+    const auto countWrong = [&] {
+        unsigned long long difference = 0; // the zone, and where the ticks are counted from
+        unsigned long long before = 0;
+        unsigned long long after = 1;
+        while (before != after) {
+            before = systemMillisecond();
+            difference = clock.localMilliseconds() - before;
+            after = systemMillisecond();
+        }
+        int wrong = 0;
+        for (int reading = 0; reading < readings; ++reading) {
+            before = systemMillisecond();
+            const unsigned long long shown = clock.localMilliseconds() - difference;
+            after = systemMillisecond();
+            wrong += shown < before || shown > after ? 1 : 0;
+        }
+        return wrong;
+    };
 
-    int wrong = 0;
-    for (int reading = 0; reading < readings; ++reading) {
-        before = systemMillisecond();
-        const unsigned long long shown = clock.localMilliseconds() - difference;
-        after = systemMillisecond();
-        wrong += shown < before || shown > after ? 1 : 0;
+    for (int attempt = 0;; ++attempt) {
+        auto beside = std::async(std::launch::async, countWrong);
+        const int wrong = countWrong() + beside.get();
+        if (wrong == 0 || attempt == 3) { // somebody may set the clock meanwhile: then once more
+            CHECK(wrong == 0);
+            break;
+        }
     }
-
-    CHECK(wrong == 0);
 }
 
 TEST_CASE("ticks are 100 nanoseconds, and time goes on", "[support][clock]")

@@ -43,3 +43,16 @@ TEST_CASE("every offset of a zone is remembered as it was told", "[support][cloc
         CHECK(zone.offset(now) == offset);
     }
 }
+
+TEST_CASE("no second is remembered at first, and times before 1970 are like all others",
+          "[support][clock]")
+{
+    for (const long long before1970 : {-1LL, 0LL, -3600LL}) {
+        tolvane::zonememory zone(ask);
+        asked = 0;
+        told = -19800;
+        CHECK(zone.offset(before1970) == -19800);
+        CHECK(zone.offset(before1970) == -19800);
+        CHECK(asked == 1);
+    }
+}

@@ -12,9 +12,11 @@
 #include <cerrno>
 #include <chrono>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -38,9 +40,26 @@ struct quietdispatcher
         }
     }
 
+    /// Queues a line while allocations fail, but for so many.
+    /// \return whether it was queued; if not, unqueued is what became of its text.
+    bool queueWithoutMemory(unsigned long long allocationsBefore)
+    {
+        tolvane::string text(L"without memory");
+        const lockobject lock(dispatcher.m_instanceMutex);
+        try {
+            const allocations::failure noMemory(allocationsBefore);
+            dispatcher.queueLine(tl_error, function, text);
+        } catch (const std::bad_alloc&) {
+            unqueued = text.c_str();
+            return false;
+        }
+        return true;
+    }
+
     std::vector<std::wstring> texts() { return traceimpltest::texts(dispatcher); }
 
     traceimpl dispatcher;
+    std::wstring unqueued;
     const hashedfunction& function = dispatcher.registerfunction("void a::f()");
 };
 
@@ -583,4 +602,67 @@ TEST_CASE("records of long texts are not kept", "[trace]")
     quiet.dispatcher.flushQueue(0);
 
     CHECK(traceimpltest::spareLines(quiet.dispatcher) == 5);
+}
+
+TEST_CASE("a queue that is no more served starts no writer", "[trace]")
+{
+    quietdispatcher quiet;
+
+    quiet.queue(tl_error, L"line");
+
+    CHECK_FALSE(traceimpltest::writer(quiet.dispatcher).started());
+}
+
+TEST_CASE("what is queued while lines are written stays when the memory of these is kept",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    quiet.queue(100, tl_always, L"line");
+    quiet.dispatcher.flushQueue(0);
+    bool first = true;
+    sink.told().onLog = [&](const std::wstring&) {
+        if (std::exchange(first, false)) {
+            quiet.queue(tl_always, L"meanwhile");
+        }
+    };
+    quiet.queue(100, tl_always, L"line");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"meanwhile"});
+}
+
+TEST_CASE("a line without memory is lost alone", "[trace]")
+{
+    for (unsigned long long allocationsBefore = 0; allocationsBefore < 3; ++allocationsBefore) {
+        quietdispatcher quiet;
+        quiet.queue(tl_error, L"before");
+
+        const bool queued = quiet.queueWithoutMemory(allocationsBefore);
+        quiet.queue(tl_error, L"after");
+
+        std::vector<std::wstring> expected{L"before", L"after"};
+        if (queued) {
+            expected.insert(expected.begin() + 1, L"without memory");
+        }
+        CHECK(quiet.texts() == expected);
+        CHECK((allocationsBefore > 0 || !queued));
+    }
+}
+
+TEST_CASE("a queue that cannot grow leaves the spare records and the text as they were", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.queue(4, tl_error, L"earlier");
+    quiet.dispatcher.flushQueue(0);
+    REQUIRE(traceimpltest::spareLines(quiet.dispatcher) == 4);
+
+    CHECK_FALSE(quiet.queueWithoutMemory(0));
+
+    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 4);
+    CHECK(quiet.unqueued == L"without memory");
+    traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_starting);
+    CHECK(quiet.texts() == std::vector<std::wstring>{L""});
 }

@@ -56,7 +56,9 @@ TEST_CASE("a millisecond has ended when a tick says so, whatever the cycles say"
     CHECK(last.lasts(start, {second, 46 * millisecond - 1}));
     CHECK_FALSE(last.lasts(start, {second, 46 * millisecond}));
     CHECK_FALSE(last.lasts(start, {second + 1, 0}));
-    CHECK(last.lasts(start, {second - 1, 999 * millisecond}));
+    CHECK(last.lasts(start, {second, 25 * millisecond}));
+    CHECK_FALSE(last.lasts(start, {second, 25 * millisecond - 1})); // the clock was set back
+    CHECK_FALSE(last.lasts(start, {second - 3600, 0}));
 }
 
 TEST_CASE("the last millisecond of a second ends with the second", "[support][clock]")
