@@ -4,6 +4,8 @@
 
 #include "support/criticalsection.h"
 
+#include <atomic>
+
 namespace tolvane {
 
 /// A recursive lock. Taken only through the scoped locks below, which do nothing once it is
@@ -41,14 +43,14 @@ public:
     };
 
     Mutex() : m_inUse(&m_embedded) {}
-    ~Mutex() override { m_inUse = nullptr; }
+    ~Mutex() override { m_inUse.store(nullptr, std::memory_order_relaxed); }
 
     /// Null after destruction.
-    Impl* impl() const noexcept { return m_inUse; }
+    Impl* impl() const noexcept { return m_inUse.load(std::memory_order_relaxed); }
 
 private:
     Impl m_embedded;
-    Impl* m_inUse;
+    std::atomic<Impl*> m_inUse; ///< atomic, or the compiler would not store into what ends
 };
 
 /// Holds a lockable object for a block: anything with lock() and unlock().
