@@ -1,5 +1,5 @@
-/// What scopes and lines cannot cost less than: the standard library's part of a stream that nobody
-/// writes to, and a record's time and lock.
+/// What scopes and lines are measured against: the standard library's part of a stream that nobody
+/// writes to, which no scope can cost less than, and its clock and lock, which a record could take.
 
 #include "bench/measure.h"
 
@@ -53,7 +53,7 @@ int main()
 
     std::recursive_mutex mutex;
     std::chrono::system_clock::time_point time;
-    measure("floor: clock and lock", [&mutex, &time] {
+    measure("standard clock and lock", [&mutex, &time] {
         const std::lock_guard<std::recursive_mutex> lock(mutex);
         time = std::chrono::system_clock::now();
     });

@@ -47,9 +47,9 @@ public:
     }
 
 private:
-    static constexpr long long millisecond = 1000000; ///< nanoseconds
-    static constexpr long long longestTick =
-        20000000; ///< nanoseconds; most systems' are 1 to 10 ms
+    // in nanoseconds; ticks are 1 to 10 ms apart on most systems
+    static constexpr long long millisecond = 1000000;
+    static constexpr long long longestTick = 20000000;
 
     static long long nanoseconds(const timespec& time) noexcept
     {

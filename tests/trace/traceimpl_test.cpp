@@ -1,5 +1,6 @@
 #include "trace/traceimpl.h"
 
+#include "tests/helpers/allocations.h"
 #include "tests/helpers/gate.h"
 #include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/probesink.h"
@@ -9,6 +10,7 @@
 #include <catch2/catch.hpp>
 
 #include <chrono>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -561,4 +563,23 @@ TEST_CASE("the dispatcher can be used harmlessly after its stop, and stopped aga
     dispatcher.output(sink);
     dispatcher.stop();
     CHECK(sink.events() == events_t{"clone 1", "delete 1"});
+}
+
+TEST_CASE("a function that finds no memory is not registered, and nothing is lost", "[trace]")
+{
+    traceimpl dispatcher;
+    bool registered = false;
+    for (unsigned long long allocationsBefore = 0; !registered; ++allocationsBefore) {
+        REQUIRE(traceimpltest::functions(dispatcher) == 0);
+        REQUIRE(allocationsBefore < 100);
+        const allocations::failure noMemory(allocationsBefore);
+        try {
+            dispatcher.registerfunction("void first::f()");
+            registered = true;
+        } catch (const std::bad_alloc&) {
+            // the sanitizer tells what was lost
+        }
+    }
+
+    CHECK(traceimpltest::functions(dispatcher) == 1);
 }

@@ -2,6 +2,10 @@
 
 #include <catch2/catch.hpp>
 
+#include <signal.h>
+
+#include <functional>
+
 using tolvane::lastmillisecond;
 
 namespace {
@@ -20,6 +24,34 @@ lastmillisecond readInTheMiddle()
     last.remember(start, {second, 45 * millisecond + 600000}, shown);
     return last;
 }
+
+/// Does an action in single steps of the processor, and another thing after each of them.
+class singlestep
+{
+public:
+    static void run(const std::function<void()>& action, const std::function<void()>& afterStep)
+    {
+        s_afterStep = &afterStep;
+        struct sigaction before = {};
+        struct sigaction stepping = {};
+        stepping.sa_handler = [](int) { (*s_afterStep)(); };
+        sigaction(SIGTRAP, &stepping, &before);
+        setTrapFlag(true);
+        action();
+        setTrapFlag(false);
+        sigaction(SIGTRAP, &before, nullptr);
+    }
+
+private:
+    static void setTrapFlag(bool on)
+    {
+        constexpr unsigned long long trapFlag = 0x100;
+        const unsigned long long flags = __builtin_ia32_readeflags_u64();
+        __builtin_ia32_writeeflags_u64(on ? flags | trapFlag : flags & ~trapFlag);
+    }
+
+    static inline const std::function<void()>* s_afterStep = nullptr;
+};
 
 } // namespace
 
@@ -69,4 +101,53 @@ TEST_CASE("the last millisecond of a second ends with the second", "[support][cl
     CHECK(last.lasts(start + 4, {second, 999 * millisecond}));
     CHECK_FALSE(last.lasts(start + 5, {second, 999 * millisecond}));
     CHECK_FALSE(last.lasts(start, {second + 1, 0}));
+}
+
+TEST_CASE("a signal handler never gets a millisecond that is being replaced", "[support][clock]")
+{
+    constexpr unsigned long long later = start + 10000000000;
+    constexpr timespec laterTick{second + 2, 0};
+    lastmillisecond last;
+    last.remember(start, tick, 1);
+    int steps = 0;
+    int wrong = 0;
+
+    singlestep::run(
+        [&] {
+            last.remember(later, {second + 2, 300000}, 2);
+        },
+        [&] {
+            ++steps;
+            wrong += last.lasts(later, laterTick) && last.shown() != 2 ? 1 : 0;
+        });
+
+    CHECK(steps > 10);
+    CHECK(wrong == 0);
+    CHECK(last.lasts(later, laterTick));
+    CHECK(last.shown() == 2);
+}
+
+TEST_CASE("what a signal handler remembers is not mixed with what it interrupts",
+          "[support][clock]")
+{
+    constexpr unsigned long long later = start + 10000000000;
+    constexpr timespec laterTick{second + 2, 0};
+    int steps = 1;
+    int wrong = 0;
+    for (int interrupted = 0; interrupted < steps; ++interrupted) {
+        lastmillisecond last;
+        steps = 0;
+
+        singlestep::run([&] { last.remember(start, tick, 1); },
+                        [&] {
+                            if (steps++ == interrupted) {
+                                last.remember(later, {second + 2, 300000}, 2);
+                            }
+                        });
+
+        wrong += last.lasts(later, laterTick) && last.shown() != 2 ? 1 : 0;
+    }
+
+    CHECK(steps > 10);
+    CHECK(wrong == 0);
 }
