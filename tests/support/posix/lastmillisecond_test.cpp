@@ -103,7 +103,8 @@ TEST_CASE("the last millisecond of a second ends with the second", "[support][cl
     CHECK_FALSE(last.lasts(start, {second + 1, 0}));
 }
 
-TEST_CASE("a signal handler never gets a millisecond that is being replaced", "[support][clock]")
+TEST_CASE("a signal handler never gets a millisecond that is being replaced",
+          "[support][clock][singlestep]")
 {
     constexpr unsigned long long later = start + 10000000000;
     constexpr timespec laterTick{second + 2, 0};
@@ -128,7 +129,7 @@ TEST_CASE("a signal handler never gets a millisecond that is being replaced", "[
 }
 
 TEST_CASE("what a signal handler remembers is not mixed with what it interrupts",
-          "[support][clock]")
+          "[support][clock][singlestep]")
 {
     constexpr unsigned long long later = start + 10000000000;
     constexpr timespec laterTick{second + 2, 0};
