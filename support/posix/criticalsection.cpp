@@ -15,8 +15,8 @@ namespace tolvane {
 
 namespace {
 
-/// A recursive lock whose usual case is compiled into its callers. The system's own would be a third
-/// of all instructions that it takes to queue a line.
+/// A recursive lock whose usual case is compiled into its callers. The system's own would be a
+/// third of all instructions that it takes to queue a line.
 class recursivelock
 {
 public:
