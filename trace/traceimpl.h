@@ -69,6 +69,7 @@ private:
 
     template <class content_t>
     void enqueue(tracelevel_t level, const hashedfunction& function, content_t& content);
+    void growQueue();
     void fetchSpare() const noexcept;
     void fetchFirstSpare() const noexcept;
     void shortenQueue();

@@ -593,6 +593,22 @@ TEST_CASE("in a steady flow lines allocate nothing but what goes through a custo
     CHECK(allocations::count() == before);
 }
 
+TEST_CASE("the first line gets the queue memory for the lines up to the first pruning", "[trace]")
+{
+    quietdispatcher quiet;
+    const auto queueMarkers = [&](int count) {
+        for (int marker = 0; marker < count; ++marker) {
+            traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_exiting);
+        }
+    };
+    queueMarkers(1);
+
+    const unsigned long long before = allocations::count();
+    queueMarkers(1000);
+
+    CHECK(allocations::count() == before + 2 * 1000); // a record and its count
+}
+
 TEST_CASE("records of long texts are not kept", "[trace]")
 {
     quietdispatcher quiet;
