@@ -8,6 +8,7 @@
 #include "support/prefetch.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -201,10 +202,10 @@ void traceimpl::writeLines(const batch_t& batch) noexcept
     }
 }
 
-/// Keeps the records, whose memory lines to come will use, unless they are large or fewer than
-/// those that are kept already; and the vector, for a queue that has none or for the next one. The
-/// thread that wrote the records empties them, since it has them at hand. The lock is held for
-/// constant time.
+/// Keeps the records, whose memory lines to come will use, unless they are large or more than there
+/// is room for; and the vector, for a queue that has none or for the next one. The thread that
+/// wrote the records empties them, since it has them at hand. With the lock held, only places are
+/// moved, and as few as can be.
 void traceimpl::keepSpare(batch_t& batch) noexcept
 {
     const auto large = [](const countedptr<formattedline>& line) {
@@ -220,6 +221,10 @@ void traceimpl::keepSpare(batch_t& batch) noexcept
         if (m_spareLines.size() < batch.size()) {
             m_spareLines.swap(batch);
         }
+        const std::size_t room = m_spareLines.capacity() - m_spareLines.size();
+        const auto fitting = static_cast<std::ptrdiff_t>(std::min(batch.size(), room));
+        m_spareLines.insert(m_spareLines.end(), std::make_move_iterator(batch.end() - fitting),
+                            std::make_move_iterator(batch.end()));
     }
     batch.clear();
     const lockobject lock(m_instanceMutex);

@@ -620,6 +620,39 @@ TEST_CASE("records of long texts are not kept", "[trace]")
     CHECK(traceimpltest::spareLines(quiet.dispatcher) == 5);
 }
 
+TEST_CASE("all records are kept of a burst that was written in two passes", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.queue(100, tl_info, L"line");
+    quiet.dispatcher.flushQueue(0);
+
+    for (const int part : {60, 40}) {
+        quiet.queue(part, tl_info, L"line");
+        quiet.dispatcher.flushQueue(0);
+    }
+
+    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 100);
+}
+
+TEST_CASE("no more records are kept than the queue of the largest batch has room for", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    bool first = true;
+    sink.told().onLog = [&](const std::wstring&) {
+        if (std::exchange(first, false)) {
+            quiet.queue(900, tl_always, L"meanwhile");
+        }
+    };
+    quiet.queue(1000, tl_always, L"line");
+
+    quiet.dispatcher.flushQueue(0);
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 1001);
+}
+
 TEST_CASE("a queue that is no more served starts no writer", "[trace]")
 {
     quietdispatcher quiet;
