@@ -20,8 +20,8 @@ constexpr std::size_t pruneAbove = 1000;
 /// bounded.
 constexpr std::size_t writeAbove = 2000;
 
-/// Of a burst's first lines, the places in queue and spare records are sent for, four to a cache
-/// line.
+/// When a burst begins, the places of its first lines, in the queue and among the spare records,
+/// are sent for; four of them fill a cache line.
 constexpr std::size_t linesPerFetch = 4;
 constexpr std::size_t linesOfFirstPlaces = 12;
 
@@ -65,8 +65,8 @@ void traceimpl::queueMarker(const hashedfunction& function, formattedline::type_
 template <class content_t>
 void traceimpl::enqueue(tracelevel_t level, const hashedfunction& function, content_t& content)
 {
-    if (m_queue.size() == m_queue.capacity()) {
-        growQueue();
+    if (m_queue.capacity() == 0) {
+        makeRoom();
     }
     if (m_spareLines.empty()) {
         countedptr<formattedline> line(new formattedline(level, function, content));
@@ -85,11 +85,11 @@ void traceimpl::enqueue(tracelevel_t level, const hashedfunction& function, cont
     }
 }
 
-/// Most bursts' lines find room at once. A queue that grew step by step, between the records, would
-/// scatter them, and what lies side by side comes from memory sooner.
-TOLVANE_COLD void traceimpl::growQueue()
+/// All that the queue will ever need. If it grew step by step, between the records, it would leave
+/// gaps among them, and at every gap a line waits for cold memory.
+TOLVANE_COLD void traceimpl::makeRoom()
 {
-    m_queue.reserve(std::max(pruneAbove + 1, 2 * m_queue.capacity()));
+    m_queue.reserve(writeAbove + 1);
 }
 
 /// The writer's processor had the records last: they are sent for before they are needed, the texts
@@ -108,8 +108,8 @@ void traceimpl::fetchSpare() const noexcept
     m_spareLines[count - 1 - linesToText]->fetchText();
 }
 
-/// A burst begins: nothing was sent for yet, and where the places of records lie, the processor
-/// finds out by itself some lines later.
+/// A burst begins: nothing was sent for yet. That goes for the places of records, too; after some
+/// lines the processor foresees them by itself.
 void traceimpl::fetchFirstSpare() const noexcept
 {
     const std::size_t last = m_spareLines.size() - 1;
@@ -202,10 +202,10 @@ void traceimpl::writeLines(const batch_t& batch) noexcept
     }
 }
 
-/// Keeps the records, whose memory lines to come will use, unless they are large or more than there
-/// is room for; and the vector, for a queue that has none or for the next one. The thread that
-/// wrote the records empties them, since it has them at hand. With the lock held, only places are
-/// moved, and as few as can be.
+/// Keeps the records, whose memory lines to come will use, unless they are large or more than a
+/// queue has room for; and the vector, for a queue that has none or for the next one. The thread
+/// that wrote the records empties them, since it has them at hand. With the lock held, as few as
+/// can be change their places.
 void traceimpl::keepSpare(batch_t& batch) noexcept
 {
     const auto large = [](const countedptr<formattedline>& line) {
@@ -228,10 +228,10 @@ void traceimpl::keepSpare(batch_t& batch) noexcept
     }
     batch.clear();
     const lockobject lock(m_instanceMutex);
-    if (m_queue.empty() && m_queue.capacity() < batch.capacity()) {
+    if (m_queue.capacity() == 0) {
         m_queue.swap(batch);
     }
-    if (m_spareQueue.capacity() < batch.capacity()) {
+    if (m_spareQueue.capacity() == 0) {
         m_spareQueue.swap(batch);
     }
 }

@@ -593,9 +593,10 @@ TEST_CASE("in a steady flow lines allocate nothing but what goes through a custo
     CHECK(allocations::count() == before);
 }
 
-TEST_CASE("the first line gets the queue memory for the lines up to the first pruning", "[trace]")
+TEST_CASE("the first line gets the queue memory for all lines that it will ever hold", "[trace]")
 {
     quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_trace);
     const auto queueMarkers = [&](int count) {
         for (int marker = 0; marker < count; ++marker) {
             traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_exiting);
@@ -604,9 +605,10 @@ TEST_CASE("the first line gets the queue memory for the lines up to the first pr
     queueMarkers(1);
 
     const unsigned long long before = allocations::count();
-    queueMarkers(1000);
+    queueMarkers(1999);
 
-    CHECK(allocations::count() == before + 2 * 1000); // a record and its count
+    CHECK(allocations::count() == before + 2 * 1999); // a record and its count
+    CHECK(quiet.texts().size() == 2000);
 }
 
 TEST_CASE("records of long texts are not kept", "[trace]")
@@ -622,19 +624,23 @@ TEST_CASE("records of long texts are not kept", "[trace]")
 
 TEST_CASE("all records are kept of a burst that was written in two passes", "[trace]")
 {
-    quietdispatcher quiet;
-    quiet.queue(100, tl_info, L"line");
-    quiet.dispatcher.flushQueue(0);
-
-    for (const int part : {60, 40}) {
-        quiet.queue(part, tl_info, L"line");
+    for (const int part : {60, 40, 900, 1100}) {
+        quietdispatcher quiet;
+        quiet.dispatcher.output(probesink(1));
+        const int burst = part < 100 ? 100 : 2000;
+        quiet.queue(burst, tl_always, L"line");
         quiet.dispatcher.flushQueue(0);
-    }
 
-    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 100);
+        quiet.queue(part, tl_always, L"line");
+        quiet.dispatcher.flushQueue(0);
+        quiet.queue(burst - part, tl_always, L"line");
+        quiet.dispatcher.flushQueue(0);
+
+        CHECK(traceimpltest::spareLines(quiet.dispatcher) == static_cast<std::size_t>(burst));
+    }
 }
 
-TEST_CASE("no more records are kept than the queue of the largest batch has room for", "[trace]")
+TEST_CASE("no more records are kept than a queue has room for", "[trace]")
 {
     quietdispatcher quiet;
     const probesink sink(1);
@@ -642,15 +648,15 @@ TEST_CASE("no more records are kept than the queue of the largest batch has room
     bool first = true;
     sink.told().onLog = [&](const std::wstring&) {
         if (std::exchange(first, false)) {
-            quiet.queue(900, tl_always, L"meanwhile");
+            quiet.queue(1900, tl_always, L"meanwhile");
         }
     };
-    quiet.queue(1000, tl_always, L"line");
+    quiet.queue(2000, tl_always, L"line");
 
     quiet.dispatcher.flushQueue(0);
     quiet.dispatcher.flushQueue(0);
 
-    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 1001);
+    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 2001); // the last one is written at once
 }
 
 TEST_CASE("a queue that is no more served starts no writer", "[trace]")
@@ -685,19 +691,28 @@ TEST_CASE("what is queued while lines are written stays when the memory of these
 
 TEST_CASE("a line without memory is lost alone", "[trace]")
 {
-    for (unsigned long long allocationsBefore = 0; allocationsBefore < 3; ++allocationsBefore) {
-        quietdispatcher quiet;
-        quiet.queue(tl_error, L"before");
+    for (const bool queueHasMemory : {false, true}) {
+        for (unsigned long long allocationsBefore = 0; allocationsBefore < 4; ++allocationsBefore) {
+            quietdispatcher quiet;
+            std::vector<std::wstring> expected;
+            const auto queue = [&](const wchar_t* text) {
+                quiet.queue(tl_error, text);
+                expected.emplace_back(text);
+            };
+            if (queueHasMemory) {
+                queue(L"before");
+            }
 
-        const bool queued = quiet.queueWithoutMemory(allocationsBefore);
-        quiet.queue(tl_error, L"after");
+            const bool queued = quiet.queueWithoutMemory(allocationsBefore);
+            if (queued) {
+                expected.emplace_back(L"without memory");
+            }
+            queue(L"after");
 
-        std::vector<std::wstring> expected{L"before", L"after"};
-        if (queued) {
-            expected.insert(expected.begin() + 1, L"without memory");
+            CHECK(quiet.texts() == expected);
+            CHECK((allocationsBefore > 0 || !queued));
+            CHECK((allocationsBefore < 3 || queued)); // the queue's memory, a record and its count
         }
-        CHECK(quiet.texts() == expected);
-        CHECK((allocationsBefore > 0 || !queued));
     }
 }
 
