@@ -138,7 +138,7 @@ const tolvane::string& formattedline::rendered() const
 const tolvane::string& formattedline::rendered(timestamp& stamp) const
 {
     if (m_formatted.empty()) {
-        render(stamp.show(m_time));
+        render(m_formatted, stamp);
     }
     return m_formatted;
 }
@@ -151,19 +151,20 @@ wchar_t formattedline::levelChar() const
 
 /// The length is known before the first character is written, so that the text needs one buffer at
 /// most.
-void formattedline::render(std::wstring_view stamp) const
+void formattedline::render(tolvane::string& text, timestamp& stamp) const
 {
+    const std::wstring_view time = stamp.show(m_time);
     const int threadDigits = std::max(hexadecimalDigits(m_threadid), narrowestThreadId);
     const std::wstring_view name = view(m_function->name());
     const std::wstring_view body = m_type == tt_starting  ? startingBody
                                    : m_type == tt_exiting ? exitingBody
                                    : m_type == tt_text    ? view(m_text)
                                                           : std::wstring_view();
-    const std::size_t length = fixedCharacters + stamp.size() +
+    const std::size_t length = fixedCharacters + time.size() +
                                static_cast<std::size_t>(threadDigits) + name.size() + body.size();
-    linewriter line(m_formatted.overwrite(length));
+    linewriter line(text.overwrite(length));
     line.write(L'[');
-    line.write(stamp);
+    line.write(time);
     line.write(L"]:"sv);
     line.writeHexadecimal(m_threadid, threadDigits);
     line.write(L":["sv);

@@ -44,6 +44,7 @@ passwriter::passwriter(const std::map<unsigned long long, tracestream*>& sinks)
     m_destinations.reserve(sinks.size());
     for (const auto& sink : sinks) {
         m_destinations.emplace_back(*sink.second);
+        m_hasStreams = m_hasStreams || m_destinations.back().isStream;
     }
     m_gathers = gatheringIsUnnoticed();
 }
@@ -89,6 +90,7 @@ void passwriter::stopGathering() noexcept
 
 void passwriter::write(const formattedline& line) noexcept
 {
+    m_isRendered = false;
     for (destination& to : m_destinations) {
         try {
             if (line.m_level > to.sink.level(*line.m_function)) {
@@ -109,9 +111,24 @@ void passwriter::write(const formattedline& line) noexcept
     }
 }
 
+/// Among files alone, nobody looks for the text in the record: one text's memory does for all lines
+/// of the pass. Memory that is touched for the first time takes longer than all that is written to
+/// it.
+const tolvane::string& passwriter::textOf(const formattedline& line)
+{
+    if (m_hasStreams || !line.m_formatted.empty()) {
+        return line.rendered(m_stamp);
+    }
+    if (!m_isRendered) {
+        line.render(m_text, m_stamp);
+        m_isRendered = true;
+    }
+    return m_text;
+}
+
 void passwriter::gather(destination& to, const formattedline& line)
 {
-    const tolvane::string& text = line.rendered(m_stamp);
+    const tolvane::string& text = textOf(line);
     const std::size_t whole = to.bytes.size();
     try {
         appendEncodedLine(to.bytes, text, m_locale);

@@ -58,6 +58,7 @@ private:
     };
 
     bool gatheringIsUnnoticed();
+    const tolvane::string& textOf(const formattedline& line);
     void stopGathering() noexcept;
     void gather(destination& to, const formattedline& line);
     void settleAll() noexcept;
@@ -66,5 +67,8 @@ private:
     std::vector<destination> m_destinations;
     std::locale m_locale; ///< the global one, which converts the text of files
     timestamp m_stamp;
+    tolvane::string m_text; ///< of the line that is being written, once it was rendered here
+    bool m_isRendered = false;
+    bool m_hasStreams = false;
     bool m_gathers;
 };

@@ -71,7 +71,7 @@ private:
     /// The record's text where it is kept. Many lines share the stamp of their second.
     const tolvane::string& rendered(timestamp& stamp) const;
     const tolvane::string& rendered() const;
-    void render(std::wstring_view stamp) const;
+    void render(tolvane::string& text, timestamp& stamp) const;
 
     mutable tolvane::string m_formatted; ///< the rendered line; empty until the first conversion
     const hashedfunction* m_function;    ///< never null; not owned

@@ -255,6 +255,50 @@ TEST_CASE("a stream gets each line at once, beside files", "[sinks]")
     CHECK_FALSE(folder.has("trace.log"));
 }
 
+TEST_CASE("among files a record's text takes no memory; beside a stream it is rendered once",
+          "[sinks]")
+{
+    for (const bool besideStream : {false, true}) {
+        const temporaryfolder folder;
+        std::ostringstream stream;
+        sinkset sinks;
+        sinks.add<filetracestream>(tl_info, folder.file("one.log").c_str());
+        sinks.add<filetracestream>(tl_info, folder.file("two.log").c_str());
+        if (besideStream) {
+            sinks.add<ostreamtracestream<char>>(tl_info, stream);
+        }
+        std::ofstream(folder.file("one.log")); // lines are gathered for files that exist
+        std::ofstream(folder.file("two.log"));
+        const formattedline written = line(tl_info, L"one line");
+
+        {
+            passwriter writer(sinks.byId());
+            writer.write(written);
+        }
+
+        CHECK(folder.read("one.log").find(" : one line\r\n") != std::string::npos);
+        CHECK(folder.read("two.log") == folder.read("one.log"));
+        CHECK(formattedlinetest::formatted(written).empty() == !besideStream);
+    }
+}
+
+TEST_CASE("files get a record that was rendered before as it was rendered", "[sinks]")
+{
+    const temporaryfolder folder;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, folder.file("trace.log").c_str());
+    formattedline written = line(tl_info, L"as rendered");
+    formattedlinetest::render(written);
+    formattedlinetest::body(written) = L"changed";
+
+    {
+        passwriter writer(sinks.byId());
+        writer.write(written);
+    }
+
+    CHECK(folder.read("trace.log").find("as rendered\r\n") != std::string::npos);
+}
+
 TEST_CASE("a sink gets only the lines that its level takes", "[sinks]")
 {
     std::ostringstream stream;
