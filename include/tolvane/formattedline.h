@@ -71,6 +71,8 @@ private:
     /// The record's text where it is kept. Many lines share the stamp of their second.
     const tolvane::string& rendered(timestamp& stamp) const;
     const tolvane::string& rendered() const;
+
+    /// Replaces a text by the record's.
     void render(tolvane::string& text, timestamp& stamp) const;
 
     mutable tolvane::string m_formatted; ///< the rendered line; empty until the first conversion
