@@ -69,6 +69,6 @@ private:
     timestamp m_stamp;
     tolvane::string m_text; ///< of the line that is being written, once it was rendered here
     bool m_isRendered = false;
-    bool m_hasStreams = false;
+    bool m_hasStreams = false; ///< one may convert a record, which keeps its text then
     bool m_gathers;
 };

@@ -223,6 +223,7 @@ void traceimpl::keepSpare(batch_t& batch) noexcept
         }
         const std::size_t room = m_spareLines.capacity() - m_spareLines.size();
         const auto fitting = static_cast<std::ptrdiff_t>(std::min(batch.size(), room));
+        // moved: copies would be released without the lock, and counts are not atomic
         m_spareLines.insert(m_spareLines.end(), std::make_move_iterator(batch.end() - fitting),
                             std::make_move_iterator(batch.end()));
     }

@@ -656,7 +656,8 @@ TEST_CASE("no more records are kept than a queue has room for", "[trace]")
     quiet.dispatcher.flushQueue(0);
     quiet.dispatcher.flushQueue(0);
 
-    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 2001); // the last one is written at once
+    CHECK(traceimpltest::spareLines(quiet.dispatcher) ==
+          2001); // the last one has the others written
 }
 
 TEST_CASE("a queue that is no more served starts no writer", "[trace]")
