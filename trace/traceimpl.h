@@ -53,8 +53,9 @@ public:
     ///                      budget, which shrinks by 10 per retry and not by the time that passed.
     /// \return false when the budget ran out; lines may then still be queued.
     ///
-    /// Holds m_instanceMutex only to take the queue and to give its records back. In between it
-    /// tries m_streamMutex for about 2 ms; a batch whose sink lock stays busy is dropped.
+    /// Holds m_instanceMutex only to take the queue and to give its records back, for constant
+    /// time. In between it tries m_streamMutex for about 2 ms; a batch whose sink lock stays busy
+    /// is dropped.
     bool flushQueue(unsigned long long milliseconds);
 
     /// Stops the writer, writes what is queued and deletes every sink. Lines that come later are

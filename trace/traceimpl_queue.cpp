@@ -8,7 +8,6 @@
 #include "support/prefetch.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace {
 
@@ -202,10 +201,10 @@ void traceimpl::writeLines(const batch_t& batch) noexcept
     }
 }
 
-/// Keeps the records, whose memory lines to come will use, unless they are large or more than a
-/// queue has room for; and the vector, for a queue that has none or for the next one. The thread
-/// that wrote the records empties them, since it has them at hand. With the lock held, as few as
-/// can be change their places.
+/// Keeps the records, whose memory lines to come will use, unless they are large or fewer than
+/// those that are kept already; and the vector, for a queue that has none or for the next one. The
+/// thread that wrote the records empties them, since it has them at hand. The lock is held for
+/// constant time.
 void traceimpl::keepSpare(batch_t& batch) noexcept
 {
     const auto large = [](const countedptr<formattedline>& line) {
@@ -221,11 +220,6 @@ void traceimpl::keepSpare(batch_t& batch) noexcept
         if (m_spareLines.size() < batch.size()) {
             m_spareLines.swap(batch);
         }
-        const std::size_t room = m_spareLines.capacity() - m_spareLines.size();
-        const auto fitting = static_cast<std::ptrdiff_t>(std::min(batch.size(), room));
-        // moved: copies would be released without the lock, and counts are not atomic
-        m_spareLines.insert(m_spareLines.end(), std::make_move_iterator(batch.end() - fitting),
-                            std::make_move_iterator(batch.end()));
     }
     batch.clear();
     const lockobject lock(m_instanceMutex);

@@ -622,44 +622,6 @@ TEST_CASE("records of long texts are not kept", "[trace]")
     CHECK(traceimpltest::spareLines(quiet.dispatcher) == 5);
 }
 
-TEST_CASE("all records are kept of a burst that was written in two passes", "[trace]")
-{
-    for (const int part : {60, 40, 900, 1100}) {
-        quietdispatcher quiet;
-        quiet.dispatcher.output(probesink(1));
-        const int burst = part < 100 ? 100 : 2000;
-        quiet.queue(burst, tl_always, L"line");
-        quiet.dispatcher.flushQueue(0);
-
-        quiet.queue(part, tl_always, L"line");
-        quiet.dispatcher.flushQueue(0);
-        quiet.queue(burst - part, tl_always, L"line");
-        quiet.dispatcher.flushQueue(0);
-
-        CHECK(traceimpltest::spareLines(quiet.dispatcher) == static_cast<std::size_t>(burst));
-    }
-}
-
-TEST_CASE("no more records are kept than a queue has room for", "[trace]")
-{
-    quietdispatcher quiet;
-    const probesink sink(1);
-    quiet.dispatcher.output(sink);
-    bool first = true;
-    sink.told().onLog = [&](const std::wstring&) {
-        if (std::exchange(first, false)) {
-            quiet.queue(1900, tl_always, L"meanwhile");
-        }
-    };
-    quiet.queue(2000, tl_always, L"line");
-
-    quiet.dispatcher.flushQueue(0);
-    quiet.dispatcher.flushQueue(0);
-
-    CHECK(traceimpltest::spareLines(quiet.dispatcher) ==
-          2001); // the last one has the others written
-}
-
 TEST_CASE("a queue that is no more served starts no writer", "[trace]")
 {
     quietdispatcher quiet;
