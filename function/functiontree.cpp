@@ -1,45 +1,9 @@
 #include "function/functiontree.h"
 
-uifunctiontree::~uifunctiontree()
-{
-    delete m_root;
-}
+namespace {
 
-tracelevel_t hashedfunctiontree<tracelevel_t>::lookup(const hashedname* key) const noexcept
-{
-    const functiontreenode* node = m_root;
-    for (; !key->isTerminator(); key = key->next) {
-        const auto child = node->children.find(key->hash);
-        if (child == node->children.end()) {
-            break;
-        }
-        node = &child->second;
-    }
-    return node->level;
-}
-
-void hashedfunctiontree<tracelevel_t>::set(tracelevel_t level, const tolvane::string& name)
-{
-    const namechain chain(name);
-    descend(*m_root, chain.first()).level = level;
-}
-
-void hashedfunctiontree<tracelevel_t>::clear(const tolvane::string& name)
-{
-    const namechain chain(name);
-    hashedname* const first = chain.first();
-    if (first->isTerminator()) {
-        m_root->children.clear();
-    } else if (first->next->isTerminator()) {
-        m_root->children.erase(first->hash);
-    } else {
-        const long long last = hashedname::removeLast(first->next);
-        descend(*m_root, first).children.erase(last);
-    }
-}
-
-functiontreenode& hashedfunctiontree<tracelevel_t>::descend(functiontreenode& from,
-                                                            const hashedname* key)
+/// The node of a name, made with all that lead to it where it is missing.
+functiontreenode& descend(functiontreenode& from, const hashedname* key)
 {
     functiontreenode* node = &from;
     for (; !key->isTerminator(); key = key->next) {
@@ -51,4 +15,135 @@ functiontreenode& hashedfunctiontree<tracelevel_t>::descend(functiontreenode& fr
         node = &child;
     }
     return *node;
+}
+
+void freeList(functiontreeroot* first) noexcept
+{
+    while (first) {
+        const std::unique_ptr<functiontreeroot> freed(first);
+        first = freed->nextReplaced;
+    }
+}
+
+} // namespace
+
+uifunctiontree::reading::reading(const uifunctiontree& tree) noexcept : m_tree(tree)
+{
+    m_tree.m_readers.fetch_add(1);
+    m_root = m_tree.m_root.load();
+}
+
+uifunctiontree::reading::~reading()
+{
+    m_tree.m_readers.fetch_sub(1);
+}
+
+uifunctiontree::uifunctiontree() : m_root(new functiontreeroot) {}
+
+uifunctiontree::~uifunctiontree()
+{
+    delete m_root.load();
+    freeList(m_replaced.load());
+}
+
+/// The root that was read is not freed before the reading ends, so no other root can have its
+/// address meanwhile.
+bool uifunctiontree::replace(const reading& read, std::unique_ptr<functiontreeroot>& by) noexcept
+{
+    functiontreeroot* replaced = read.m_root;
+    if (!m_root.compare_exchange_strong(replaced, by.get())) {
+        return false;
+    }
+    static_cast<void>(by.release());
+    keepReplaced(replaced);
+    return true;
+}
+
+/// Puts a list, which may be empty, in front of the one that is there.
+void uifunctiontree::keepReplaced(functiontreeroot* first) noexcept
+{
+    if (!first) {
+        return;
+    }
+    functiontreeroot* last = first;
+    while (last->nextReplaced) {
+        last = last->nextReplaced;
+    }
+    last->nextReplaced = m_replaced.load();
+    while (!m_replaced.compare_exchange_weak(last->nextReplaced, first)) {
+    }
+}
+
+/// The list is taken first: nobody has a root of it in hand that does not count as a reader yet.
+void uifunctiontree::freeReplaced() noexcept
+{
+    functiontreeroot* const taken = m_replaced.exchange(nullptr);
+    if (m_readers.load() == 0) {
+        freeList(taken);
+    } else {
+        keepReplaced(taken);
+    }
+}
+
+tracelevel_t hashedfunctiontree<tracelevel_t>::lookup(const hashedname* key) const noexcept
+{
+    const reading read(*this);
+    const functiontreenode* node = &read.root();
+    for (; !key->isTerminator(); key = key->next) {
+        const auto child = node->children.find(key->hash);
+        if (child == node->children.end()) {
+            break;
+        }
+        node = &child->second;
+    }
+    return node->level;
+}
+
+/// Changes a copy of the tree and puts it in the tree's place, again and again until nobody else
+/// has been quicker.
+template <class change_t>
+void hashedfunctiontree<tracelevel_t>::change(const change_t& apply)
+{
+    for (bool isDone = false; !isDone;) {
+        const reading read(*this);
+        auto changed = std::make_unique<functiontreeroot>(read.root());
+        apply(*changed);
+        isDone = replace(read, changed);
+    }
+    freeReplaced();
+}
+
+void hashedfunctiontree<tracelevel_t>::set(tracelevel_t level, const tolvane::string& name)
+{
+    const namechain chain(name);
+    change([level, &chain](functiontreenode& root) { descend(root, chain.first()).level = level; });
+}
+
+void hashedfunctiontree<tracelevel_t>::clear(const tolvane::string& name)
+{
+    const namechain chain(name);
+    if (chain.first()->isTerminator()) {
+        change([](functiontreenode& root) { root.children.clear(); });
+        return;
+    }
+    const long long last = hashedname::removeLast(chain.first());
+    change([last, &chain](functiontreenode& root) {
+        descend(root, chain.first()).children.erase(last);
+    });
+}
+
+void hashedfunctiontree<tracelevel_t>::reset(tracelevel_t level)
+{
+    change([level](functiontreenode& root) {
+        root.children.clear();
+        root.level = level;
+    });
+}
+
+void hashedfunctiontree<tracelevel_t>::assign(const hashedfunctiontree& other)
+{
+    change([&other](functiontreenode& root) {
+        const reading source(other);
+        root = source.root();
+    });
 }

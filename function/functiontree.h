@@ -4,6 +4,8 @@
 
 #include "function/hashedname.h"
 
+#include <atomic>
+#include <memory>
 #include <unordered_map>
 
 /// One namespace, class or function of which a level was set, or that lies on the way to one.
@@ -14,24 +16,86 @@ struct functiontreenode
         children; ///< by the hash of their name component
 };
 
-/// What the trees have in common: the root. Has no lock: its callers serialise access.
+/// A root with all that is below it. Nothing of it changes while it is a tree's; a tree that
+/// changes gets another root.
+struct functiontreeroot : functiontreenode
+{
+    functiontreeroot() = default;
+    explicit functiontreeroot(const functiontreenode& other) : functiontreenode(other) {}
+
+    functiontreeroot(const functiontreeroot&) = delete; // the list is not copied
+    functiontreeroot& operator=(const functiontreeroot&) = delete;
+
+    functiontreeroot* nextReplaced = nullptr; ///< in the tree's list of replaced ones; owned
+};
+
+/// What the trees have in common: the root, which any thread may read while others replace it.
+///
+/// Nobody waits for anybody, so that a thread that is stopped amid its work, or lost in a fork,
+/// holds up no other one. A replaced root is freed when nobody reads; m_readers and m_root are only
+/// accessed in the one order that all threads agree on (memory_order_seq_cst): a reader counts
+/// itself first and looks at the root then, so whoever replaces the root, and finds no reader
+/// after that, knows that nobody has the old one in hand. A reader that never comes back costs the
+/// memory of the roots that are replaced later, until the tree's end.
 class uifunctiontree
 {
 public:
-    uifunctiontree() : m_root(new functiontreenode) {}
+    uifunctiontree();
+
+    /// Nobody else may use the tree any more.
     virtual ~uifunctiontree();
 
     uifunctiontree(const uifunctiontree&) = delete;
     uifunctiontree& operator=(const uifunctiontree&) = delete;
 
 protected:
-    functiontreenode* m_root; ///< owned
+    /// Keeps the root that a tree has at this moment from being freed, for a block.
+    class reading
+    {
+    public:
+        explicit reading(const uifunctiontree& tree) noexcept;
+        ~reading();
+
+        reading(const reading&) = delete;
+        reading& operator=(const reading&) = delete;
+
+        const functiontreenode& root() const noexcept { return *m_root; }
+
+    private:
+        friend class uifunctiontree;
+
+        const uifunctiontree& m_tree;
+        functiontreeroot* m_root; ///< never null
+    };
+
+    /// Gives the tree another root.
+    /// \param by  taken over when it succeeds.
+    /// \return false when somebody else has replaced the root that was read.
+    bool replace(const reading& read, std::unique_ptr<functiontreeroot>& by) noexcept;
+
+    /// Frees the roots that were replaced, unless somebody reads; then a later call does. Within
+    /// a reading of the caller's own it frees nothing.
+    void freeReplaced() noexcept;
+
+private:
+    void keepReplaced(functiontreeroot* first) noexcept;
+
+    std::atomic<functiontreeroot*> m_root; ///< owned, never null
+    mutable std::atomic<unsigned int> m_readers{0};
+
+    /// List of the replaced roots that are not freed yet; owned. Whoever wants to free them takes
+    /// the whole list.
+    std::atomic<functiontreeroot*> m_replaced{nullptr};
 };
 
 template <class level_t>
 class hashedfunctiontree;
 
 /// A sink's levels, by function. The most specific setting wins.
+///
+/// Any thread may call any member at any time: a lookup sees the tree as it was before or behind
+/// each change, and no change is lost. A change that runs out of memory throws std::bad_alloc and
+/// leaves the tree as it was.
 template <>
 class hashedfunctiontree<tracelevel_t> : public uifunctiontree
 {
@@ -47,9 +111,13 @@ public:
     /// are none; for an empty name, everything below the root, whose own level stays.
     void clear(const tolvane::string& name);
 
+    /// Removes everything and gives every function this level.
+    void reset(tracelevel_t level);
+
     /// Replaces this tree by a copy of another one.
-    void assign(const hashedfunctiontree& other) { *m_root = functiontreenode(*other.m_root); }
+    void assign(const hashedfunctiontree& other);
 
 private:
-    static functiontreenode& descend(functiontreenode& from, const hashedname* key);
+    template <class change_t>
+    void change(const change_t& apply);
 };

@@ -3,7 +3,7 @@
 #include "function/functionname.h"
 #include "function/hashedname.h"
 
-std::atomic<unsigned int> hashedfunction::s_levelGeneration{1};
+unsigned int hashedfunction::s_levelGeneration = 1;
 
 hashedfunction::hashedfunction(const char* signature)
     : m_name(functionname(signature)), m_key(hashedname::build(m_name))

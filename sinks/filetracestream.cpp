@@ -4,7 +4,7 @@
 
 #include "function/componenthash.h"
 #include "sinks/fileencoding.h"
-#include "support/file.h"
+#include "support/filesystem.h"
 
 #include <locale>
 #include <string>
@@ -20,7 +20,7 @@ void filetracestream::log(const formattedline& line)
     std::string bytes;
     appendEncodedLine(bytes, line.rendered(), std::locale());
     // a line that cannot be written is lost, and the next one tries again
-    tolvane::appendToFile(encodeFilename(m_filename), bytes.data(), bytes.size());
+    tolvane::FileSystem::current().append(encodeFilename(m_filename), bytes.data(), bytes.size());
 }
 
 unsigned long long filetracestream::id() const
@@ -30,5 +30,7 @@ unsigned long long filetracestream::id() const
 
 filetracestream* filetracestream::clone() const
 {
-    return new filetracestream(m_filename);
+    auto* const cloned = new filetracestream(m_filename);
+    cloned->m_kind = sk_file;
+    return cloned;
 }

@@ -4,7 +4,6 @@
 
 #include "sinks/timestamp.h"
 #include "support/clock.h"
-#include "support/prefetch.h"
 #include "support/threadid.h"
 
 #include <algorithm>
@@ -62,6 +61,10 @@ private:
 
 } // namespace
 
+formattedline::formattedline()
+    : m_function(nullptr), m_level(tl_always), m_time(0), m_type(tt_text), m_threadid(0)
+{}
+
 formattedline::formattedline(tracelevel_t level, const hashedfunction& function,
                              tolvane::string& text)
 {
@@ -77,21 +80,6 @@ void formattedline::retire()
 {
     m_formatted.erase(tolvane::string::npos);
     m_text.erase(tolvane::string::npos);
-}
-
-void formattedline::fetch() const noexcept
-{
-    tolvane::prefetch(&m_function); // no cache line lies between these, since memory is aligned
-    tolvane::prefetch(&m_level);
-    tolvane::prefetch(&m_threadid);
-}
-
-void formattedline::fetchText() const noexcept
-{
-    const wchar_t* const text = m_text.c_str();
-    tolvane::prefetch(text); // as far as most texts go
-    tolvane::prefetch(text + 15);
-    tolvane::prefetch(text + 31);
 }
 
 /// The caller's string gets the memory of this record's last text, for the next line.

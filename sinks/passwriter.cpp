@@ -2,74 +2,95 @@
 
 #include <tolvane/filetracestream.h>
 #include <tolvane/hashedfunction.h>
-#include <tolvane/ostreamtracestream.h>
 #include <tolvane/rotatingfilestracestream.h>
 
 #include "sinks/fileencoding.h"
+#include "sinks/levelgeneration.h"
 #include "sinks/rotation.h"
-#include "support/file.h"
+#include "stacktrace/structuredexception.h"
+#include "support/filesystem.h"
+#include "support/nocancellation.h"
 
 #include <algorithm>
-#include <typeinfo>
+#include <new>
+#include <utility>
 
 namespace {
 
 /// Bytes; what is gathered for a file beyond that is written before the pass ends.
 constexpr std::size_t mostGathered = 1 << 20;
 
-/// Exactly this class: one that derives from it may have a log() of its own.
-template <class sink_t>
-sink_t* exactly(tracestream& sink)
+void publishCount(unsigned long long& counted, std::atomic<unsigned long long>& count) noexcept
 {
-    return typeid(sink) == typeid(sink_t) ? static_cast<sink_t*>(&sink) : nullptr;
+    if (counted != 0) {
+        count.fetch_add(std::exchange(counted, 0), std::memory_order_relaxed);
+    }
 }
 
 } // namespace
 
-passwriter::destination::destination(tracestream& target)
-    : sink(target),
-      isStream(exactly<ostreamtracestream<char>>(target) ||
-               exactly<ostreamtracestream<wchar_t>>(target)),
-      file(exactly<filetracestream>(target)),
-      rotating(exactly<rotatingfilestracestream>(target))
+void passwriter::tally::publish(sinkcounts& counts) noexcept
 {
-    file = rotating ? rotating : file;
+    publishCount(written, counts.written);
+    publishCount(refused, counts.refused);
+    for (int reason = 0; reason < sinkcounts::reasons; ++reason) {
+        publishCount(lost[reason], counts.lost[reason]);
+    }
+}
+
+passwriter::destination::destination(attachedsink& target)
+    : attached(target),
+      isStream(target.sink->m_kind == tracestream::sk_stream),
+      rotating(target.sink->m_kind == tracestream::sk_rotatingfile
+                   ? static_cast<rotatingfilestracestream*>(target.sink)
+                   : nullptr)
+{
+    file = target.sink->m_kind == tracestream::sk_file ? static_cast<filetracestream*>(target.sink)
+                                                       : rotating;
     if (file) {
         path = encodeFilename(file->filename());
     }
 }
 
-passwriter::passwriter(const std::map<unsigned long long, tracestream*>& sinks)
+passwriter::passwriter(sinkmap_t& sinks, passprogress& progress) : m_progress(progress)
 {
-    m_destinations.reserve(sinks.size());
-    for (const auto& sink : sinks) {
-        m_destinations.emplace_back(*sink.second);
-        m_hasStreams = m_hasStreams || m_destinations.back().isStream;
+    m_destinations.reserve(sinks.size()); // they are pointed to
+    for (auto& sink : sinks) {
+        m_destinations.emplace_back(sink.second);
+        m_onlyFiles = m_onlyFiles && m_destinations.back().file;
     }
-    m_gathers = gatheringIsUnnoticed();
+    group();
+    m_gathers = filesDiffer();
 }
 
-passwriter::~passwriter()
+/// A faulty sink is in some group for its counts only.
+void passwriter::group()
 {
-    settleAll();
+    const bool hasCustom =
+        std::any_of(m_destinations.begin(), m_destinations.end(),
+                    [](const destination& to) { return to.isCustom() && !to.attached.isFaulty; });
+    group_t first;
+    group_t streams;
+    for (destination& to : m_destinations) {
+        (to.isStream && !hasCustom ? streams : first).push_back(&to);
+    }
+    m_groups.push_back(std::move(first));
+    m_groups.push_back(std::move(streams));
 }
 
 /// Two names may be those of one file; files that exist tell whether they are. A file that does not
 /// is nobody's until it takes its first line.
-bool passwriter::gatheringIsUnnoticed()
+bool passwriter::filesDiffer()
 {
-    std::vector<tolvane::FileIdentity> files;
     const auto fileCount = std::count_if(m_destinations.begin(), m_destinations.end(),
                                          [](const destination& to) { return to.file != nullptr; });
+    std::vector<tolvane::FileIdentity> files;
     for (destination& to : m_destinations) {
-        if (!to.known()) {
-            return false;
-        }
         if (!to.file || fileCount == 1) {
             continue;
         }
         tolvane::FileIdentity identity;
-        to.isMissing = !tolvane::identify(to.path, identity);
+        to.isMissing = !tolvane::FileSystem::current().identify(to.path, identity);
         if (to.isMissing) {
             continue;
         }
@@ -81,6 +102,76 @@ bool passwriter::gatheringIsUnnoticed()
     return true;
 }
 
+/// A cancellation would unwind through here: see NoCancellation.
+void passwriter::write(const batch_t& batch) noexcept
+{
+    const tolvane::NoCancellation noCancellation;
+    for (const group_t& sinks : m_groups) {
+        writeTo(sinks, batch);
+    }
+    publish();
+}
+
+void passwriter::writeTo(const group_t& sinks, const batch_t& batch) noexcept
+{
+    if (sinks.empty()) {
+        return;
+    }
+    for (const auto& line : batch) {
+        m_isRendered = false;
+        for (destination* const to : sinks) {
+            offer(*to, *line);
+        }
+        m_progress.move();
+    }
+    settleAll();
+}
+
+void passwriter::offer(destination& to, const formattedline& line) noexcept
+{
+    if (line.m_level > levelOf(to, *line.m_function)) {
+        ++to.counted.refused;
+        return;
+    }
+    if (to.attached.isFaulty) {
+        ++to.counted.lost[trace::destination];
+        return;
+    }
+    try {
+        if (to.file) {
+            writeToFile(to, line);
+        } else {
+            callSink(to, line);
+        }
+    } catch (...) {
+        // the other sinks, and the lines that follow, are none of this sink's business
+        ++to.counted.lost[reasonOfException(to)];
+    }
+}
+
+/// The generation is read before the level is looked up: a change in between is noticed next time.
+tracelevel_t passwriter::levelOf(destination& of, const hashedfunction& function) noexcept
+{
+    const unsigned int generation = levelgeneration::current();
+    if (of.lastFunction != &function || of.generation != generation) {
+        of.level = of.attached.sink->level(function);
+        of.lastFunction = &function;
+        of.generation = generation;
+    }
+    return of.level;
+}
+
+void passwriter::writeToFile(destination& to, const formattedline& line)
+{
+    if (m_gathers && to.isMissing) {
+        stopGathering();
+    }
+    gather(to, line);
+    if (!m_gathers || to.bytes.size() > mostGathered) {
+        settle(to);
+    }
+}
+
 /// The rest of the pass goes line by line.
 void passwriter::stopGathering() noexcept
 {
@@ -88,42 +179,39 @@ void passwriter::stopGathering() noexcept
     m_gathers = false;
 }
 
-void passwriter::write(const formattedline& line) noexcept
+/// The sink may look at files, and it may never come back.
+void passwriter::callSink(destination& to, const formattedline& line)
 {
-    m_isRendered = false;
-    for (destination& to : m_destinations) {
-        try {
-            if (line.m_level > to.sink.level(*line.m_function)) {
-                continue;
-            }
-            if (m_gathers && to.isMissing) {
-                stopGathering();
-            }
-            if (m_gathers && to.file) {
-                gather(to, line);
-            } else {
-                to.sink.log(line);
-            }
-        } catch (...) {
-            // this sink loses this line; the others, and the lines that follow, are none of its
-            // business
-        }
+    settleAll();
+    publish();
+    if (to.isStream) {
+        line.rendered(m_stamp); // it would do so itself, but not know the last line's time
     }
+    const passprogress::foreigncall call(m_progress);
+    to.attached.sink->log(line);
+    ++to.counted.written;
 }
 
-/// Among files alone, nobody looks for the text in the record: one text's memory does for all lines
-/// of the pass. Memory that is touched for the first time takes longer than all that is written to
-/// it.
-const tolvane::string& passwriter::textOf(const formattedline& line)
+/// Why the exception that is being handled costs a line. What the application's own sink throws is
+/// for that sink to answer for, also when it is that there is no memory.
+trace::lossreason passwriter::reasonOfException(destination& to)
 {
-    if (m_hasStreams || !line.m_formatted.empty()) {
-        return line.rendered(m_stamp);
+    try {
+        throw;
+    } catch (const StructuredException&) {
+        to.attached.isFaulty = true;
+        if (!m_fault) {
+            m_fault = std::current_exception();
+        }
+        return trace::destination;
+    } catch (const std::bad_alloc&) {
+        return to.isCustom() ? trace::destination : trace::noMemory;
+    } catch (...) {
+        if (!std::current_exception()) {
+            throw; // the end of this thread, not an exception: it must not be held up
+        }
+        return trace::destination;
     }
-    if (!m_isRendered) {
-        line.render(m_text, m_stamp);
-        m_isRendered = true;
-    }
-    return m_text;
 }
 
 void passwriter::gather(destination& to, const formattedline& line)
@@ -138,10 +226,33 @@ void passwriter::gather(destination& to, const formattedline& line)
         throw;
     }
     if (to.rotating) {
-        to.rotating->m_rotation->rotate(to.path, text.length(), [this] { settleAll(); });
+        rotate(to, text.length());
     }
-    if (to.bytes.size() > mostGathered) {
-        settle(to);
+}
+
+/// Among files alone, nobody looks for the text in the record: one text's memory does for all lines
+/// of the pass. Memory that is touched for the first time takes longer than all that is written to
+/// it.
+const tolvane::string& passwriter::textOf(const formattedline& line)
+{
+    if (!m_onlyFiles || !line.m_formatted.empty()) {
+        return line.rendered(m_stamp);
+    }
+    if (!m_isRendered) {
+        line.render(m_text, m_stamp);
+        m_isRendered = true;
+    }
+    return m_text;
+}
+
+/// The line itself is gathered, or even written: what fails here does not cost it.
+void passwriter::rotate(destination& to, unsigned long long length) noexcept
+{
+    try {
+        to.rotating->m_rotation->rotate(to.path, length, [this] { settleAll(); });
+    } catch (...) {
+        // no memory for the names of the older files: a later line starts a new file
+        static_cast<void>(reasonOfException(to));
     }
 }
 
@@ -153,16 +264,33 @@ void passwriter::settleAll() noexcept
 }
 
 /// Every line has its try at opening the file: the ones that find it closed to them are lost, and
-/// the first one that does not takes all that follow along.
+/// the first one that does not takes all that follow along. When they do not all fit, those behind
+/// the one that was cut have their tries again.
 void passwriter::settle(destination& to) noexcept
 {
     std::size_t start = 0;
-    for (const std::size_t lineEnd : to.lineEnds) {
-        if (tolvane::appendToFile(to.path, to.bytes.data() + start, to.bytes.size() - start)) {
-            break;
+    for (auto lineEnd = to.lineEnds.begin(); lineEnd != to.lineEnds.end();) {
+        m_progress.move();
+        const std::size_t reached =
+            start + tolvane::FileSystem::current()
+                        .append(to.path, to.bytes.data() + start, to.bytes.size() - start)
+                        .count;
+        m_progress.move();
+        for (; lineEnd != to.lineEnds.end() && *lineEnd <= reached; ++lineEnd) {
+            ++to.counted.written;
         }
-        start = lineEnd;
+        if (lineEnd != to.lineEnds.end()) {
+            start = *lineEnd++;
+            ++to.counted.lost[trace::destination];
+        }
     }
     to.bytes.clear();
     to.lineEnds.clear();
+}
+
+void passwriter::publish() noexcept
+{
+    for (destination& to : m_destinations) {
+        to.counted.publish(to.attached.counts);
+    }
 }

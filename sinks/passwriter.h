@@ -3,49 +3,75 @@
 #include <tolvane/formattedline.h>
 #include <tolvane/tracestream.h>
 
+#include "sinks/attachedsink.h"
+#include "sinks/passprogress.h"
 #include "sinks/timestamp.h"
+#include "trace/countedptr.h"
 
+#include <exception>
 #include <locale>
-#include <map>
 #include <string>
 #include <vector>
 
 class filetracestream;
 class rotatingfilestracestream;
 
-/// Hands the lines of one pass to the sinks, line by line across all sinks, in the order of their
-/// ids.
+/// Hands the lines of one pass to the sinks.
 ///
-/// What goes to files is gathered and written at the end of the pass, with one opening per file.
-/// The files then hold what they would hold if every line had been written at once: their bytes,
-/// their order, where they rotate, and which line is lost when a file cannot be opened. Lines are
-/// not gathered with a sink that the library does not know, or with two names that may be those of
-/// one file. A stream gets its lines at once; one that ends in a file that a file sink writes, too,
-/// gets them before the file sink's.
+/// Among the library's own sinks the files get all lines first, and the streams, which may block,
+/// then; each group line by line across its sinks, in the order of their ids. Beside a sink of the
+/// application's all sinks get each line in the order of their ids before the next one.
+///
+/// What goes to files is gathered and written at the end of the pass, with one opening per file,
+/// and before every call of a sink that may block or look at files. The files then hold what they
+/// would hold if every line had been written at once: their bytes, their order, where they rotate,
+/// and which line is lost when a file cannot be opened or is full. Lines are not gathered with two
+/// names that may be those of one file.
+///
+/// Every line adds one to one of the counts of every sink. The counts are those of all lines so far
+/// before each call of a stream or of an application's sink, since a thread may end within, and
+/// when write() returns.
 ///
 /// Caller holds the sink lock from construction to destruction.
 class passwriter
 {
 public:
-    explicit passwriter(const std::map<unsigned long long, tracestream*>& sinks);
+    using batch_t = std::vector<countedptr<formattedline>>;
 
-    /// Writes what was gathered.
-    ~passwriter();
+    /// Throws std::bad_alloc; nothing is written or counted then.
+    passwriter(sinkmap_t& sinks, passprogress& progress);
 
     passwriter(const passwriter&) = delete;
     passwriter& operator=(const passwriter&) = delete;
 
-    /// What a sink throws costs this sink this line.
-    void write(const formattedline& line) noexcept;
+    /// Writes a whole batch. What a sink throws costs this sink this line. A hardware fault costs
+    /// it all lines from then on: it is marked as faulty, and not called any more. The thread is
+    /// not cancelled within a sink. (A sink that ends it all the same, by pthread_exit, brings the
+    /// terminate handler on, which ends this thread alone.)
+    void write(const batch_t& batch) noexcept;
+
+    /// The first hardware fault that came from a sink; null without one. To be thrown on when all
+    /// locks are given back.
+    std::exception_ptr fault() const noexcept { return m_fault; }
 
 private:
+    /// What this pass counted for a sink and has not published yet.
+    struct tally
+    {
+        unsigned long long written = 0;
+        unsigned long long refused = 0;
+        unsigned long long lost[sinkcounts::reasons] = {};
+
+        void publish(sinkcounts& counts) noexcept;
+    };
+
     struct destination
     {
-        explicit destination(tracestream& target);
+        explicit destination(attachedsink& target);
 
-        bool known() const noexcept { return isStream || file; }
+        bool isCustom() const noexcept { return !isStream && !file; }
 
-        tracestream& sink;
+        attachedsink& attached;
         bool isStream;         ///< one of the library's stream sinks
         filetracestream* file; ///< the sink, when it is one of the library's file sinks
         rotatingfilestracestream* rotating; ///< the sink, when it is the library's rotating one
@@ -55,20 +81,42 @@ private:
 
         /// The file is not there. Once it is, it may turn out to be another sink's, too.
         bool isMissing = false;
+
+        tally counted;
+
+        // The sink's level for the function of the last line, as of this generation of levels.
+        const hashedfunction* lastFunction = nullptr;
+        unsigned int generation = 0;
+        tracelevel_t level = tl_always;
     };
 
-    bool gatheringIsUnnoticed();
-    const tolvane::string& textOf(const formattedline& line);
-    void stopGathering() noexcept;
-    void gather(destination& to, const formattedline& line);
-    void settleAll() noexcept;
-    static void settle(destination& to) noexcept;
+    /// Sinks that get each line before the next one.
+    using group_t = std::vector<destination*>;
 
+    void group();
+    bool filesDiffer();
+    void writeTo(const group_t& sinks, const batch_t& batch) noexcept;
+    void offer(destination& to, const formattedline& line) noexcept;
+    static tracelevel_t levelOf(destination& of, const hashedfunction& function) noexcept;
+    void writeToFile(destination& to, const formattedline& line);
+    void callSink(destination& to, const formattedline& line);
+    trace::lossreason reasonOfException(destination& to);
+    void gather(destination& to, const formattedline& line);
+    const tolvane::string& textOf(const formattedline& line);
+    void rotate(destination& to, unsigned long long length) noexcept;
+    void stopGathering() noexcept;
+    void settleAll() noexcept;
+    void settle(destination& to) noexcept;
+    void publish() noexcept;
+
+    passprogress& m_progress;
     std::vector<destination> m_destinations;
+    std::vector<group_t> m_groups;
     std::locale m_locale; ///< the global one, which converts the text of files
     timestamp m_stamp;
     tolvane::string m_text; ///< of the line that is being written, once it was rendered here
     bool m_isRendered = false;
-    bool m_hasStreams = false; ///< one may convert a record, which keeps its text then
-    bool m_gathers;
+    bool m_onlyFiles = true; ///< nobody else may convert a record, which keeps its text then
+    bool m_gathers = true;
+    std::exception_ptr m_fault;
 };

@@ -118,5 +118,7 @@ void rotatingfilestracestream::log(const formattedline& line)
 
 rotatingfilestracestream* rotatingfilestracestream::clone() const
 {
-    return new rotatingfilestracestream(*this);
+    auto* const cloned = new rotatingfilestracestream(*this);
+    cloned->m_kind = sk_rotatingfile;
+    return cloned;
 }

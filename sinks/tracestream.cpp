@@ -45,8 +45,8 @@ void tracestream::setLevel(tracelevel_t level, const tolvane::string& name)
 
 void tracestream::clearLevels(tracelevel_t level)
 {
-    clearLevels(tolvane::string());
-    setLevel(level);
+    m_levels->reset(level);
+    levelgeneration::raise();
 }
 
 void tracestream::clearLevels(const tolvane::string& name)

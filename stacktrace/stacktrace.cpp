@@ -9,7 +9,6 @@
 #include "support/threadslot.h"
 
 #include <algorithm>
-#include <memory>
 #include <utility>
 
 // Other threads read a stack while its own thread changes it, and take no lock. So a stack lives in
@@ -19,25 +18,13 @@
 
 namespace {
 
-constexpr unsigned long long firstBlockSize = 16; ///< deeper than most stacks of traced functions
+/// With the block's head it fills 64 bytes. Most stacks of traced functions are not deeper, and
+/// every thread has one.
+constexpr unsigned long long firstBlockSize = 6;
 
 } // namespace
 
-/// One thread's stack in the list that is walked without a lock. Entries are appended and never
-/// removed.
-struct stacktrace::Entry
-{
-    const stacktrace* stack;
-    Entry* next;
-
-    static std::atomic<Entry*>& head() noexcept
-    {
-        static std::atomic<Entry*> first{nullptr};
-        return first;
-    }
-};
-
-stacktrace::stacktrace() : m_functions(nullptr), m_count(0) {}
+stacktrace::stacktrace() = default;
 
 stacktrace::stacktrace(const stacktrace& other) : stacktrace()
 {
@@ -65,46 +52,47 @@ stacktrace& stacktrace::operator=(const stacktrace& other)
 stacktrace& stacktrace::operator=(stacktrace&& other) noexcept
 {
     if (this != &other) {
-        delete m_functions.exchange(other.m_functions.exchange(nullptr));
-        m_count = other.m_count.exchange(0);
+        Block::dispose(tolvane::atomicRef(m_functions)
+                           .exchange(tolvane::atomicRef(other.m_functions).exchange(nullptr)));
+        tolvane::atomicRef(m_count) = tolvane::atomicRef(other.m_count).exchange(0);
     }
     return *this;
 }
 
 stacktrace::~stacktrace()
 {
-    delete m_functions.load();
+    Block::dispose(tolvane::atomicRef(m_functions).load());
 }
 
 unsigned long long stacktrace::size() const noexcept
 {
-    return m_count.load(std::memory_order_acquire);
+    return tolvane::atomicRef(m_count).load(std::memory_order_acquire);
 }
 
 const hashedfunction* stacktrace::operator[](unsigned long long depth) const noexcept
 {
     const unsigned long long count = size();
-    const Block* const block = m_functions.load(std::memory_order_acquire);
+    const Block* const block = tolvane::atomicRef(m_functions).load(std::memory_order_acquire);
     return block && depth < std::min(count, block->size)
-               ? block->slots[depth].load(std::memory_order_acquire)
+               ? block->slots()[depth].load(std::memory_order_acquire)
                : nullptr;
 }
 
 void stacktrace::pushGrown(const hashedfunction* function)
 {
-    Block* const block = m_functions.load(std::memory_order_relaxed);
-    auto* const grown = new Block(block ? block->size * 2 : firstBlockSize, block);
+    Block* const block = tolvane::atomicRef(m_functions).load(std::memory_order_relaxed);
+    Block* const grown = Block::make(block ? block->size * 2 : firstBlockSize, block);
     for (unsigned long long depth = 0; block && depth < block->size; ++depth) {
-        grown->slots[depth].store(block->slots[depth].load(std::memory_order_relaxed),
-                                  std::memory_order_relaxed);
+        grown->slots()[depth].store(block->slots()[depth].load(std::memory_order_relaxed),
+                                    std::memory_order_relaxed);
     }
-    m_functions.store(grown, std::memory_order_release);
+    tolvane::atomicRef(m_functions).store(grown, std::memory_order_release);
     push(function);
 }
 
 void stacktrace::clear() noexcept
 {
-    m_count.store(0, std::memory_order_release);
+    tolvane::atomicRef(m_count).store(0, std::memory_order_release);
 }
 
 /// Null has its place too, so that the up() that belongs to it takes nothing else away.
@@ -135,42 +123,33 @@ stacktrace stacktrace::getTrace()
 std::list<stacktrace> stacktrace::getTraces()
 {
     std::list<stacktrace> traces;
-    for (const Entry* entry = Entry::head().load(std::memory_order_acquire); entry;
-         entry = entry->next) {
-        traces.push_back(*entry->stack);
+    if (const Registry* const registry = Registry::made()) {
+        registry->copyTo(traces);
     }
     return traces;
 }
 
-/// Finds the calling thread's entry, or makes it, and remembers it for the thread. Entries never
-/// move.
+/// Finds the calling thread's entry, or makes it, and remembers it for the thread.
 stacktrace& stacktrace::findTrace()
 {
-    const tolvane::Auto_Mutex lock(m_staticmutex());
-    const unsigned int id = tolvane::currentThreadId();
-    const auto known = m_alltraces().find(id);
-    stacktrace& mine = known != m_alltraces().end() ? known->second : newTrace(id);
-    tolvane::threadslot::set(&mine);
+    stacktrace& mine = enterRegistry();
+    // not under the lock: the system may hold one of its own, which this takes, too, while it tells
+    // the registry of a thread's end
+    tolvane::threadslot::set(tolvane::threadslot::callStack, &mine);
     return mine;
 }
 
-/// Caller holds m_staticmutex(). The stack is in the map and in the list, or, when memory runs out,
-/// in neither.
-stacktrace& stacktrace::newTrace(unsigned int threadId)
+stacktrace& stacktrace::enterRegistry()
 {
-    std::atomic<Entry*>& head = Entry::head();
-    auto entry = std::make_unique<Entry>(Entry{nullptr, head.load(std::memory_order_relaxed)});
-    stacktrace& mine = m_alltraces()[threadId];
-    entry->stack = &mine;
-    head.store(entry.release(), std::memory_order_release);
-    return mine;
+    const tolvane::Auto_Mutex lock(m_staticmutex());
+    return m_alltraces().enter(tolvane::currentThreadId());
 }
 
 /// Never destroyed, like the lock: fault handlers and destructors of other statics come here at the
 /// very end.
 stacktrace::Registry& stacktrace::m_alltraces()
 {
-    static auto* const traces = new Registry;
+    static Registry* const traces = Registry::make();
     return *traces;
 }
 

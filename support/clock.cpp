@@ -1,5 +1,7 @@
 #include "support/clock.h"
 
+#include "support/autoresetevent.h"
+
 #include <atomic>
 
 namespace tolvane {
@@ -14,6 +16,16 @@ const Clock& Clock::current() noexcept
 {
     const Clock* const replaced = replacement.load(std::memory_order_acquire);
     return replaced ? *replaced : platform();
+}
+
+bool Clock::isReplaced() noexcept
+{
+    return replacement.load(std::memory_order_relaxed) != nullptr;
+}
+
+bool Clock::wait(AutoResetEvent& event, unsigned int milliseconds) const noexcept
+{
+    return event.wait(true, milliseconds);
 }
 
 void Clock::use(const Clock* clock) noexcept

@@ -4,6 +4,8 @@
 
 namespace tolvane {
 
+class AutoResetEvent;
+
 /// Time as the library sees it; tests put one of their own in its place.
 ///
 /// All members may be called from any thread.
@@ -20,11 +22,30 @@ public:
     /// truncated.
     virtual unsigned long long localMilliseconds() const noexcept = 0;
 
+    /// The same, and how long the clock will certainly show this millisecond unless it is set.
+    /// \param nanosecondsLeft  0 where that is not known.
+    virtual unsigned long long localMilliseconds(unsigned long long& nanosecondsLeft) const noexcept
+    {
+        nanosecondsLeft = 0;
+        return localMilliseconds();
+    }
+
+    /// Milliseconds from an origin that does not change while the process lives, on a clock that
+    /// nobody sets.
+    virtual unsigned long long monotonicMilliseconds() const noexcept = 0;
+
     /// Lets the calling thread sleep for at least this long.
     virtual void sleep(unsigned int milliseconds) const noexcept = 0;
 
+    /// Waits until an event is set, but at most this long.
+    /// \return false when the time was up.
+    virtual bool wait(AutoResetEvent& event, unsigned int milliseconds) const noexcept;
+
     /// The clock in use.
     static const Clock& current() noexcept;
+
+    /// Whether that is another one than the platform's.
+    static bool isReplaced() noexcept;
 
     /// Puts another clock in use; it must live as long as any thread of the library. Null: the
     /// platform's.

@@ -11,6 +11,17 @@ std::atomic<const FileSystem*> replacement{nullptr};
 
 } // namespace
 
+Appended FileSystem::append(const std::string& path, const char* bytes,
+                            std::size_t count) const noexcept
+{
+    return appendToFile(path, bytes, count);
+}
+
+bool FileSystem::identify(const std::string& path, FileIdentity& identity) const noexcept
+{
+    return tolvane::identify(path, identity);
+}
+
 const FileSystem& FileSystem::current() noexcept
 {
     const FileSystem* const replaced = replacement.load(std::memory_order_acquire);

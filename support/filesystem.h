@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/file.h"
+
 #include <string>
 #include <vector>
 
@@ -38,6 +40,13 @@ public:
     /// \return false when the folder cannot be listed.
     virtual bool numbersBehind(const std::string& path,
                                std::vector<unsigned long long>& numbers) const = 0;
+
+    /// As appendToFile, which the platform's file systems leave it to.
+    virtual Appended append(const std::string& path, const char* bytes,
+                            std::size_t count) const noexcept;
+
+    /// As tolvane::identify.
+    virtual bool identify(const std::string& path, FileIdentity& identity) const noexcept;
 
     /// The file system in use.
     static const FileSystem& current() noexcept;

@@ -38,6 +38,9 @@ public:
         void lock() override { m_section.enter(); }
         void unlock() override { m_section.leave(); }
 
+        /// Takes it when it is free or already this thread's. Never blocks.
+        bool tryLock() noexcept { return m_section.tryEnter(); }
+
     private:
         CriticalSection m_section;
     };

@@ -19,6 +19,7 @@ bool ended(void* handle) noexcept;
 void close(void* handle) noexcept;
 
 /// Whether the process is ending in such a way that every other thread was stopped where it stood.
+/// From the second call on it takes no lock.
 bool othersAreStopped() noexcept;
 
 } // namespace tolvane::nativethread

@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "sinks/levelgeneration.h"
 #include "trace/traceimpl.h"
 
 namespace {
@@ -35,9 +36,11 @@ void trace::setLevel(tracelevel_t level, const tolvane::string& name)
     dispatcher().setLevel(level, name);
 }
 
-tracelevel_t trace::askSinks(const hashedfunction& function)
+tracelevel_t trace::level(const hashedfunction& function)
 {
-    return dispatcher().maxLevel(function);
+    tracelevel_t remembered = tl_always;
+    return levelgeneration::remembers(function, remembered) ? remembered
+                                                            : dispatcher().maxLevel(function);
 }
 
 /// A copy is converted: the caller's object may be in use by several threads.
@@ -80,4 +83,19 @@ tracelevel_t trace::getLevelFromInt(int level, tracelevel_t fallback)
 void trace::flush(unsigned long long milliseconds)
 {
     dispatcher().flushQueue(milliseconds);
+}
+
+unsigned long long trace::lost()
+{
+    return lost(busySink) + lost(noMemory) + lost(destination) + lost(ended);
+}
+
+unsigned long long trace::lost(lossreason reason)
+{
+    return dispatcher().lost(reason);
+}
+
+bool trace::sync(unsigned long long milliseconds)
+{
+    return dispatcher().sync(milliseconds);
 }

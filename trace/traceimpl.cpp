@@ -1,11 +1,18 @@
 #include "trace/traceimpl.h"
 
 #include "sinks/levelgeneration.h"
+#include "sinks/passwriter.h"
 #include "support/clock.h"
 #include "support/nativethread.h"
+#include "support/nocancellation.h"
+#include "trace/bothlocks.h"
+#include "trace/threadstage.h"
 #include "trace/writethread.h"
 
+#include <algorithm>
 #include <memory>
+#include <new>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -14,18 +21,44 @@ constexpr int writerWaits = 9;                ///< about a second: the writer ma
 constexpr unsigned int writerWait = 100;      ///< milliseconds
 constexpr unsigned int writerRetryPause = 10; ///< milliseconds
 
-/// How long the locks are waited for at the end, in ticks of 100 nanoseconds. Threads that were
-/// stopped give nothing back. A killed writer does not either, but living threads may be waiting
-/// where it was, and get through. Whoever lives gives back soon, unless it hangs in a sink.
-constexpr unsigned long long ofStopped = 500;
-constexpr unsigned long long besideKilled = 10000000;
-constexpr unsigned long long ofLiving = 100000000;
+/// How long the locks are waited for at the end, in milliseconds. Threads that were stopped give
+/// nothing back. A killed writer does not either, but living threads may be waiting where it was,
+/// and get through. Whoever lives gives back soon, unless it hangs in a sink.
+constexpr unsigned long long ofStopped = 2;
+constexpr unsigned long long besideKilled = 1000;
+constexpr unsigned long long ofLiving = 10000;
+
+/// Ticks of 100 nanoseconds.
+constexpr unsigned long long ticksPerMillisecond = 10000;
 
 using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
 
+/// A dispatcher's number: 0 is none's.
+unsigned long long nextNumber() noexcept
+{
+    static std::atomic<unsigned long long> last{0};
+    return ++last;
+}
+
+/// Keeps a sink's levels, to tell which lines it would have taken.
+class levelkeeper final : public tracestream
+{
+public:
+    explicit levelkeeper(const tracestream& sink) : tracestream(sink) {}
+
+    void log(const formattedline&) override {}
+    unsigned long long id() const override { return 0; }
+    levelkeeper* clone() const override { return new levelkeeper(*this); }
+};
+
 } // namespace
 
-traceimpl::traceimpl() : m_writeThread(new WriteThread(*this)) {}
+traceimpl::traceimpl() : m_number(nextNumber())
+{
+    threadstage::noticeThreadEnds();
+    m_writers.push_back(std::make_unique<tolvane::ThreadControl>(new WriteThread(*this)));
+    m_writer = m_writers.back().get();
+}
 
 traceimpl::~traceimpl()
 {
@@ -34,56 +67,139 @@ traceimpl::~traceimpl()
 
 tracestream& traceimpl::output(const tracestream& sink)
 {
-    const lockobject lock(m_instanceMutex);
-    const tolvane::Auto_Mutex streamLock(m_streamMutex);
-    const unsigned long long id = sink.id();
-    // cloned before anything is deleted: the sink may be the attached one
-    std::unique_ptr<tracestream> attached(sink.clone());
-    tracestream*& place = m_streams[id];
-    // deleted last: its destructor may come here again
-    const std::unique_ptr<tracestream> replaced(place);
-    place = attached.release();
-    levelgeneration::raise();
-    return *place;
+    bothlocks locks(*this);
+    tracestream& attached = attach(sink);
+    locks.giveInstanceLockBack();
+    destroyDetached();
+    return attached;
 }
 
 tracestream& traceimpl::output(const tracestream& sink, tracelevel_t level)
 {
-    const lockobject lock(m_instanceMutex);
-    const tolvane::Auto_Mutex streamLock(m_streamMutex);
-    tracestream& attached = output(sink);
+    bothlocks locks(*this);
+    tracestream& attached = attach(sink);
     attached.setLevel(level);
+    locks.giveInstanceLockBack();
+    destroyDetached();
     return attached;
+}
+
+/// Caller holds both locks.
+tracestream& traceimpl::attach(const tracestream& sink)
+{
+    sinkmap_t made;
+    {
+        const passprogress::foreigncall call(m_sinkLock.progress());
+        const unsigned long long id = sink.id();
+        // cloned before anything is destroyed: the sink may be the attached one
+        std::unique_ptr<tracestream> cloned(sink.clone());
+        made[id].sink = cloned.release();
+    }
+    tracestream& attached = *made.begin()->second.sink;
+    const auto replaced = m_sinks.find(made.begin()->first);
+    if (replaced != m_sinks.end()) {
+        detach(replaced);
+    }
+    m_sinks.insert(made.extract(made.begin()));
+    levelgeneration::raise();
+    return attached;
+}
+
+/// Caller holds both locks. The sink is destroyed later, by destroyDetached().
+void traceimpl::detach(sinkmap_t::iterator attached)
+{
+    auto node = m_sinks.extract(attached);
+    node.key() = m_detachments++;
+    m_detached.insert(std::move(node));
+}
+
+/// Sinks are destroyed under the sink lock alone, and not by a thread that is in the middle of
+/// writing to them. Caller holds m_sinkLock and not m_instanceMutex.
+void traceimpl::destroyDetached() noexcept
+{
+    if (m_inPass != 0) {
+        return; // the end of the pass will
+    }
+    sinkmap_t detached;
+    {
+        const lockobject lock(m_instanceMutex);
+        detached.swap(m_detached);
+    }
+    for (auto& each : detached) {
+        depart(each.second);
+    }
+}
+
+/// A sink that faulted may be in any state, and is left alone.
+void traceimpl::depart(attachedsink& detached) noexcept
+{
+    for (int reason = 0; reason < sinkcounts::reasons; ++reason) {
+        m_departed.lost[reason] += detached.counts.lost[reason];
+    }
+    if (!detached.isFaulty) {
+        const passprogress::foreigncall call(m_sinkLock.progress());
+        delete detached.sink;
+    }
 }
 
 void traceimpl::remove(const tracestream& sink)
 {
-    const lockobject lock(m_instanceMutex);
-    flushQueue(0);
-    const tolvane::Auto_Mutex streamLock(m_streamMutex);
-    const auto found = m_streams.find(sink.id());
-    if (found != m_streams.end()) {
-        const std::unique_ptr<tracestream> removed(found->second);
-        m_streams.erase(found);
-        levelgeneration::raise();
+    const tolvane::NoCancellation noCancellation;
+    std::exception_ptr fault;
+    batch_t batch;
+    {
+        bothlocks locks(*this);
+        const bool isInPass = m_inPass != 0; // a sink's own call leads here
+        if (!isInPass) {
+            batch = takeAll();
+            m_inPass = m_batches;
+            locks.giveInstanceLockBack();
+            fault = writeBatch(batch);
+            m_inPass = 0;
+            locks.takeInstanceLock();
+        }
+        const auto found = m_sinks.find(sink.id());
+        if (found != m_sinks.end()) {
+            detach(found);
+            levelgeneration::raise();
+        }
+        locks.giveInstanceLockBack();
+        destroyDetached();
     }
+    keep(batch);
+    if (fault) {
+        std::rethrow_exception(fault);
+    }
+}
+
+unsigned long long traceimpl::lost(trace::lossreason reason)
+{
+    if (reason < 0 || reason >= sinkcounts::reasons) {
+        return 0;
+    }
+    const lockobject lock(m_instanceMutex);
+    unsigned long long lines = m_departed.lost[reason];
+    for (const sinkmap_t* const sinks : {&m_sinks, &m_detached}) {
+        for (const auto& each : *sinks) {
+            lines += each.second.counts.lost[reason];
+        }
+    }
+    return lines;
 }
 
 void traceimpl::setLevel(tracelevel_t level, const tolvane::string& name)
 {
     const lockobject lock(m_instanceMutex);
-    const tolvane::Auto_Mutex streamLock(m_streamMutex);
-    for (const auto& stream : m_streams) {
-        stream.second->setLevel(level, name);
+    for (const auto& attached : m_sinks) {
+        attached.second.sink->setLevel(level, name);
     }
 }
 
 void traceimpl::clearLevels(tracelevel_t level)
 {
     const lockobject lock(m_instanceMutex);
-    const tolvane::Auto_Mutex streamLock(m_streamMutex);
-    for (const auto& stream : m_streams) {
-        stream.second->clearLevels(level);
+    for (const auto& attached : m_sinks) {
+        attached.second.sink->clearLevels(level);
     }
 }
 
@@ -94,9 +210,8 @@ void traceimpl::clearLevels(const tolvane::string& name)
         return;
     }
     const lockobject lock(m_instanceMutex);
-    const tolvane::Auto_Mutex streamLock(m_streamMutex);
-    for (const auto& stream : m_streams) {
-        stream.second->clearLevels(name);
+    for (const auto& attached : m_sinks) {
+        attached.second.sink->clearLevels(name);
     }
 }
 
@@ -105,13 +220,10 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
     const lockobject lock(m_instanceMutex);
     const unsigned int generation = levelgeneration::current(); // before the levels are looked at
     tracelevel_t greatest = tl_always;
-    for (const auto& stream : m_streams) {
-        const tracelevel_t level = stream.second->level(function);
-        if (level > greatest) {
-            greatest = level;
-        }
+    for (const auto& attached : m_sinks) {
+        greatest = std::max(greatest, attached.second.sink->level(function));
     }
-    function.rememberLevel(generation, greatest);
+    levelgeneration::remember(function, generation, greatest);
     return greatest;
 }
 
@@ -123,19 +235,47 @@ const hashedfunction& traceimpl::registerfunction(const char* signature)
     return *m_functions.back();
 }
 
+/// Starts the writer, or a new one after a sink's fault has ended the last one. Without memory for
+/// it, the next line tries again. Caller holds m_instanceMutex.
+void traceimpl::startWriter() noexcept
+{
+    if (!m_running || writerRuns()) {
+        return;
+    }
+    try {
+        if (m_faulted) {
+            m_writers.push_back(std::make_unique<tolvane::ThreadControl>(new WriteThread(*this)));
+            m_writer = m_writers.back().get();
+            m_faulted = false;
+        }
+        m_writer.load()->start();
+    } catch (const std::bad_alloc&) {
+        // nobody writes the lines meanwhile, but for those who find too many of them
+    }
+}
+
+bool traceimpl::writerRuns() const noexcept
+{
+    return m_running && !m_faulted && m_writer.load()->started();
+}
+
 void traceimpl::stop() noexcept
 {
     m_running = false;
     waitForWriter();
-    finish();
-    m_writeThread.close();
+    const std::exception_ptr fault = finish();
+    m_writer.load()->close();
+    if (fault) {
+        std::rethrow_exception(fault); // which ends in the terminate handler, and is reported
+    }
 }
 
 /// Bounded: the writer may be gone, or hang in a sink.
 void traceimpl::waitForWriter()
 {
+    const tolvane::ThreadControl& writer = *m_writer;
     for (int attempt = 0; attempt < writerWaits; ++attempt) {
-        if (m_stopped || !m_writeThread.started() || m_writeThread.ended()) {
+        if (m_stopped || m_faulted || !writer.started() || writer.ended()) {
             return;
         }
         bool timedOut = false;
@@ -155,29 +295,96 @@ void traceimpl::waitForWriter()
 /// Whether threads may have died with the library's locks in their hands.
 bool traceimpl::writerWasKilled() const noexcept
 {
-    return tolvane::nativethread::othersAreStopped() || (m_writeThread.ended() && !m_stopped);
+    return tolvane::nativethread::othersAreStopped() ||
+           (m_writer.load()->ended() && !m_stopped && !m_faulted);
 }
 
 /// Without the instance lock the queue may be in the middle of a change and is left alone. Without
 /// the sink lock the sinks are whole, but for the line that a dead thread was writing. What a
 /// living thread may still have its hands on is left as it is: the process is about to end.
-void traceimpl::finish() noexcept
+///
+/// \return the hardware fault of a sink.
+std::exception_ptr traceimpl::finish() noexcept
 {
     const bool othersAreStopped = tolvane::nativethread::othersAreStopped();
     const bool killed = writerWasKilled();
-    const tolvane::Auto_TimedMutex lock(m_instanceMutex, othersAreStopped ? ofStopped
-                                                         : killed         ? besideKilled
-                                                                          : ofLiving);
-    const tolvane::Auto_TimedMutex streamLock(m_streamMutex, killed ? ofStopped : ofLiving);
+    std::optional<tolvane::Auto_TimedMutex> lock;
+    const bool sinksAreMine = enterBoth(lock,
+                                        othersAreStopped ? ofStopped
+                                        : killed         ? besideKilled
+                                                         : ofLiving,
+                                        killed ? ofStopped : ofLiving);
     m_finished = true;
-    if ((!lock.owns() && !othersAreStopped) || (!streamLock.owns() && !killed)) {
-        return;
+    m_budget.close();
+    const bool hasQueue = lock->owns();
+    if ((!hasQueue && !othersAreStopped) || (!sinksAreMine && !killed)) {
+        if (hasQueue) {
+            loseAll(takeAll(), trace::ended);
+        }
+        return nullptr;
     }
-    if (lock.owns()) {
-        writeLines(takeQueue());
+    batch_t batch;
+    if (hasQueue) {
+        batch = takeAll();
     }
-    for (const auto& stream : std::exchange(m_streams, {})) {
-        delete stream.second;
-    }
+    rememberEnded();
+    sinkmap_t sinks;
+    sinks.swap(m_sinks);
     levelgeneration::raise();
+    lock.reset();
+    std::exception_ptr fault = writeLast(sinks, batch);
+    destroyDetached();
+    if (sinksAreMine) {
+        m_sinkLock.leave();
+    }
+    return fault;
+}
+
+/// Takes the instance lock, and the sink lock with it; each is waited for so many milliseconds, the
+/// sink lock while the instance lock is free.
+bool traceimpl::enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
+                          unsigned long long instancePatience,
+                          unsigned long long sinkPatience) noexcept
+{
+    const tolvane::Clock& clock = tolvane::Clock::current();
+    const unsigned long long start = clock.monotonicMilliseconds();
+    for (;;) {
+        lock.emplace(m_instanceMutex, instancePatience * ticksPerMillisecond);
+        if (m_sinkLock.tryEnter(false)) {
+            return true;
+        }
+        if (!lock->owns() || clock.monotonicMilliseconds() - start >= sinkPatience) {
+            return false;
+        }
+        lock.reset();
+        clock.sleep(1);
+    }
+}
+
+/// So that lines which come too late are counted as what they are.
+void traceimpl::rememberEnded() noexcept
+{
+    try {
+        for (const auto& attached : m_sinks) {
+            m_endedSinks.push_back(std::make_unique<levelkeeper>(*attached.second.sink));
+        }
+    } catch (const std::bad_alloc&) {
+        // then they are not counted
+    }
+}
+
+std::exception_ptr traceimpl::writeLast(sinkmap_t& sinks, const batch_t& batch) noexcept
+{
+    std::exception_ptr fault;
+    try {
+        passwriter writer(sinks, m_sinkLock.progress());
+        writer.write(batch);
+        fault = writer.fault();
+    } catch (const std::bad_alloc&) {
+        // no memory to begin with: the lines are lost with the sinks that count them
+    }
+    for (auto& each : sinks) {
+        depart(each.second);
+    }
+    return fault;
 }

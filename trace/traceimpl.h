@@ -2,25 +2,40 @@
 
 #include <tolvane/formattedline.h>
 #include <tolvane/hashedfunction.h>
+#include <tolvane/trace.h>
 #include <tolvane/tracelevel.h>
 #include <tolvane/tracestream.h>
 
+#include "sinks/attachedsink.h"
 #include "support/event.h"
 #include "support/mutex.h"
 #include "support/thread.h"
 #include "trace/countedptr.h"
+#include "trace/linebudget.h"
+#include "trace/linedrain.h"
+#include "trace/linequeue.h"
+#include "trace/lossnotes.h"
 #include "trace/safesingleton.h"
+#include "trace/sinklock.h"
 
 #include <atomic>
-#include <map>
+#include <exception>
+#include <memory>
+#include <optional>
 #include <vector>
 
-/// The dispatcher: owns the attached sinks, the registered functions, the queue of lines and the
-/// thread that writes them.
+class stage;
+
+/// The dispatcher: owns the attached sinks, the registered functions, the lines on their way to the
+/// sinks and the thread that writes them.
 ///
-/// Locks: m_instanceMutex before m_streamMutex, never the other way. The queue and the registry
-/// need the instance lock. Sinks and their levels are read under either lock and changed under
-/// both.
+/// Locks: the instance lock (m_instanceMutex) guards the central queue, the list of stages and the
+/// registry. The sink lock (m_sinkLock) is tried while the instance lock is held, and waited for
+/// only without it. Whoever writes holds the sink lock alone. The map of the sinks is read under
+/// either lock and changed under both; a sink's levels have a lock of their own.
+///
+/// What stands where: traceimpl.cpp the dispatcher's life, sinks, levels and functions;
+/// traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and written.
 class traceimpl : public safesingleton<traceimpl>
 {
 public:
@@ -41,24 +56,37 @@ public:
     tracelevel_t maxLevel(const hashedfunction& function);
     const hashedfunction& registerfunction(const char* signature);
 
-    /// Queues a text line; the text is taken over and left empty. Caller holds m_instanceMutex.
+    // How lines come in. No lock is taken for an ordinary line. Throws std::bad_alloc: the line is
+    // counted as lost then. A thread that finds 2000 lines waiting writes them; the hardware fault
+    // of a sink reaches it.
+
+    /// A text line; the text is taken over and left empty.
     void queueLine(tracelevel_t level, const hashedfunction& function, tolvane::string& text);
 
-    /// Queues an entry or exit line. Caller holds m_instanceMutex.
+    /// A text line whose text is still encoded operands, see operandreader. They are copied.
+    void queueOperands(tracelevel_t level, const hashedfunction& function,
+                       const unsigned char* operands, std::size_t size);
+
+    /// An entry or exit line.
     void queueMarker(const hashedfunction& function, formattedline::type_t type);
 
-    /// Waits for the writer thread to finish a pass, or writes the queue itself.
+    /// Waits for the writer thread to finish a pass, or writes what waits itself.
     ///
-    /// \param milliseconds  0: write every queued line now, in this thread; otherwise the waiting
-    ///                      budget, which shrinks by 10 per retry and not by the time that passed.
-    /// \return false when the budget ran out; lines may then still be queued.
+    /// \param milliseconds  0: write every line now, in this thread; otherwise the waiting budget,
+    ///                      which shrinks by 10 per retry and not by the time that passed.
+    /// \return false when the budget ran out; lines may then still wait. On a thread that is in a
+    ///         sink's call, at once.
     ///
-    /// Holds m_instanceMutex only to take the queue and to give its records back, for constant
-    /// time. In between it tries m_streamMutex for about 2 ms; a batch whose sink lock stays busy
-    /// is dropped.
+    /// With 0, a sink that stays busy costs the lines. The hardware fault of a sink reaches the
+    /// caller when the pass has ended.
     bool flushQueue(unsigned long long milliseconds);
 
-    /// Stops the writer, writes what is queued and deletes every sink. Lines that come later are
+    /// See trace::sync.
+    bool sync(unsigned long long milliseconds);
+
+    unsigned long long lost(trace::lossreason reason);
+
+    /// Stops the writer, writes what waits and deletes every sink. Lines that come later are
     /// dropped.
     void stop() noexcept;
 
@@ -66,42 +94,114 @@ private:
     friend struct traceimpltest;
 
     class WriteThread;
-    using batch_t = std::vector<countedptr<formattedline>>;
+    class bothlocks;
+    using batch_t = linequeue::batch_t;
 
-    template <class content_t>
-    void enqueue(tracelevel_t level, const hashedfunction& function, content_t& content);
-    void makeRoom();
-    void fetchSpare() const noexcept;
-    void fetchFirstSpare() const noexcept;
-    void shortenQueue();
-    void startWriter();
-    void prune();
-    bool accepted(const formattedline& line) const;
-    batch_t takeQueue();
-    void writePass();
-    void writeBatch(batch_t batch);
-    void writeLines(const batch_t& batch) noexcept;
-    void keepSpare(batch_t& batch) noexcept;
-    bool waitForPass(unsigned long long budget);
+    /// Who writes, which decides whether there is anything to do.
+    enum class passkind
+    {
+        full,  ///< the writer, or a flush: whatever waits
+        relief ///< a producer: only when too many lines wait
+    };
+
+    /// What becomes of a line.
+    enum class admission
+    {
+        stage,
+        stageThenPrune,
+        stageThenWrite,
+        writeFirst, ///< others have brought the lines beyond the limit
+        refuse,     ///< no sink takes it
+        drop,       ///< it is lost, and counted
+    };
+
+    // traceimpl.cpp
+    void startWriter() noexcept;
+    bool writerRuns() const noexcept;
     void waitForWriter();
     bool writerWasKilled() const noexcept;
-    void finish() noexcept;
+    tracestream& attach(const tracestream& sink);
+    void detach(sinkmap_t::iterator attached);
+    void destroyDetached() noexcept;
+    void depart(attachedsink& detached) noexcept;
+    std::exception_ptr finish() noexcept;
+    bool enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
+                   unsigned long long instancePatience, unsigned long long sinkPatience) noexcept;
+    std::exception_ptr writeLast(sinkmap_t& sinks, const batch_t& batch) noexcept;
+    void rememberEnded() noexcept;
 
-    /// Owned, by id, which is also the order of every walk.
-    std::map<unsigned long long, tracestream*> m_streams;
+    // traceimpl_stage.cpp
+    template <class content_t>
+    void stageLine(tracelevel_t level, const hashedfunction& function, const content_t& content);
+    template <class content_t>
+    admission stageOn(stage& mine, tracelevel_t level, const hashedfunction& function,
+                      const content_t& content);
+    stage* enterThread(tracelevel_t level, const hashedfunction& function);
+    bool isRefused(const hashedfunction& function, tracelevel_t level);
+    admission admit(linebudget::allowance& mine, const hashedfunction& function,
+                    tracelevel_t level);
+    admission select(linebudget::allowance& mine, const hashedfunction& function,
+                     tracelevel_t level);
+    void relieve(admission admitted);
+    template <class content_t>
+    void queueDirectly(tracelevel_t level, const hashedfunction& function,
+                       const content_t& content);
+
+    // traceimpl_pass.cpp
+    std::size_t waitingLines() const noexcept;
+    bool isPruned() const noexcept;
+    void settle() noexcept;
+    void drain() noexcept;
+    void prune() noexcept;
+    batch_t takeAll() noexcept;
+    void lose(trace::lossreason reason, const hashedfunction& function,
+              tracelevel_t level) noexcept;
+    void loseAll(const batch_t& batch, trace::lossreason reason) noexcept;
+    void refuse(unsigned long long lines) noexcept;
+    void writePass();
+    std::exception_ptr pass(passkind kind);
+    bool beginPass(passkind kind, batch_t& batch);
+    bool isWorthAPass(passkind kind) noexcept;
+    void giveUp() noexcept;
+    std::exception_ptr writeBatch(const batch_t& batch) noexcept;
+    void endPass() noexcept;
+    void keep(batch_t& written) noexcept;
+    bool waitForPass(unsigned long long budget);
+    bool isWritten(unsigned long long before, unsigned long long& lastBatch);
+
+    static constexpr unsigned long long neverGivenUp = ~0ULL;
+
+    const unsigned long long m_number; ///< tells this dispatcher's stages from those of others
+
+    sinkmap_t m_sinks; ///< the sinks themselves are owned
+
+    // Guarded by the instance lock.
     std::vector<countedptr<hashedfunction>> m_functions; ///< append only
-    batch_t m_queue;                                     ///< in order of arrival
-    std::atomic<bool> m_running{true};    ///< set false by stop(); ends the writer's loop
-    std::atomic<bool> m_stopped{false};   ///< set by the writer when its loop has ended
-    tolvane::Mutex m_streamMutex;         ///< the sink lock
-    tolvane::Event<bool> m_written;       ///< true: a writer pass has finished
-    tolvane::ThreadControl m_writeThread; ///< started by the first line
-    std::atomic<bool> m_finished{false};  ///< set by stop(): lines are dropped from now on
-    batch_t m_spareLines;                 ///< written records, for lines to come
-    batch_t m_spareQueue;                 ///< empty, but with the memory of an earlier queue
+    linedrain m_drain;                                   ///< the stages of all threads
+    linequeue m_queue;
+    unsigned long long m_drainedUpTo = 0; ///< stamp of the last drain
+    unsigned long long m_takenUpTo = 0;   ///< stamp of the last drain whose lines were taken
+    unsigned long long m_batches = 0;     ///< that were taken
+    unsigned int m_prunedUnder =
+        0;                ///< generation of levels when many lines were pruned; 0: few wait
+    sinkmap_t m_detached; ///< removed or replaced, in this order, to be destroyed
+    unsigned long long m_detachments = 0;
+    std::vector<std::unique_ptr<tolvane::ThreadControl>> m_writers; ///< one, and those that faulted
+    std::vector<std::unique_ptr<tracestream>> m_endedSinks;         ///< levels that held at the end
 
-    /// So many lines at the queue's front are known to be taken by a sink, under this generation of
-    /// levels and sinks.
-    std::size_t m_takenLines = 0;
-    unsigned int m_takenGeneration = 0;
+    linebudget m_budget;
+    lossnotes m_losses;
+    sinklock m_sinkLock;
+
+    sinkcounts m_departed;                        ///< sums of the sinks that are gone
+    std::atomic<unsigned long long> m_nobodys{0}; ///< lines that came when no sink was attached
+    std::atomic<unsigned long long> m_inPass{0};  ///< number of the batch being written; 0: none
+    std::atomic<unsigned long long> m_givenUpAt{neverGivenUp}; ///< where the holder stood then
+
+    std::atomic<tolvane::ThreadControl*> m_writer; ///< started by the first line
+    std::atomic<bool> m_running{true};             ///< set false by stop(); ends the writer's loop
+    std::atomic<bool> m_stopped{false};            ///< set by the writer when its loop has ended
+    std::atomic<bool> m_faulted{false};  ///< a sink's fault ends the writer, which has no locks
+    std::atomic<bool> m_finished{false}; ///< set by stop(): lines are dropped from now on
+    tolvane::Event<bool> m_written;      ///< true: a writer pass has finished
 };

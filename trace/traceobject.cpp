@@ -1,83 +1,61 @@
 #include <tolvane/traceobject.h>
 
-#include <tolvane/formattedline.h>
 #include <tolvane/hashedfunction.h>
-#include <tolvane/scope.h>
-#include <tolvane/stacktrace.h>
+#include <tolvane/operand.h>
+#include <tolvane/scopestream.h>
 #include <tolvane/trace.h>
 
-#include "stacktrace/callstack.h"
-#include "support/atomicref.h"
+#include "trace/classiclocale.h"
+#include "trace/scopeentry.h"
 #include "trace/traceimpl.h"
 
 #include <algorithm>
 #include <cwchar>
+#include <locale>
+#include <new>
 #include <string>
-#include <typeinfo>
 
 namespace {
 
 /// Characters that are looked through for a NUL at a time.
 constexpr std::streamsize longestChunk = 0xA00000;
 
-void queueMarker(const hashedfunction& function, formattedline::type_t type)
-{
-    traceimpl& dispatcher = safesingleton<traceimpl>::instance();
-    const lockobject lock(dispatcher.m_instanceMutex);
-    dispatcher.queueMarker(function, type);
-}
+/// What every stream begins with.
+constexpr std::ios_base::fmtflags usualFlags = std::ios_base::skipws | std::ios_base::dec;
+constexpr std::streamsize usualPrecision = 6;
 
 } // namespace
 
-/// Two threads may enter a function for the first time at once: the lock decides which of them
-/// registers it.
-const hashedfunction* traceobject::registerOnce(const hashedfunction*& function,
-                                                const char* signature)
+traceobject::traceobject(const hashedfunction*& function, const char* signature)
+    : std::basic_ostream<wchar_t>(nullptr), m_function(scopeentry::registered(function, signature))
 {
-    std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
-    const lockobject lock(safesingleton<traceimpl>::instance().m_instanceMutex);
-    const hashedfunction* known = shared.load(std::memory_order_acquire);
-    if (!known) {
-        known = &trace::registerfunction(signature);
-        shared.store(known, std::memory_order_release);
-    }
-    return known;
+    rdbuf(this);
+    m_level = scopeentry::enter(m_function);
+}
+
+traceobject::traceobject(const tolvane::scopestream& owner)
+    : std::basic_ostream<wchar_t>(nullptr),
+      m_function(owner.m_function),
+      m_lineLevel(owner.m_lineLevel),
+      m_level(owner.m_level),
+      m_owner(&owner)
+{
+    rdbuf(this);
 }
 
 traceobject::~traceobject()
 {
-    try {
-        stacktrace::myTrace().pop();
-    } catch (...) {
-        // no memory to find this thread's stack: a scope that another thread opened is not on it
-    }
-    if (takes(tl_trace)) {
-        queueExit();
-    }
-}
-
-void traceobject::queueEntry()
-{
-    try {
-        queueMarker(*m_function, formattedline::tt_starting);
-    } catch (...) {
-        stacktrace::up(); // the destructor of what was not constructed will not
-        throw;
-    }
-}
-
-void traceobject::queueExit() noexcept
-{
-    try {
-        queueMarker(*m_function, formattedline::tt_exiting);
-    } catch (...) {
-        // no memory for the exit line: it is dropped
+    if (!m_owner) {
+        scopeentry::leave(m_function, m_level);
     }
 }
 
 void traceobject::reset()
 {
     m_level = trace::level(*m_function);
+    if (m_owner) {
+        m_owner->m_level = m_level;
+    }
 }
 
 traceobject::int_type traceobject::overflow(int_type c)
@@ -109,65 +87,65 @@ void traceobject::append(const wchar_t* text, unsigned long long count)
 /// the C library's business.
 void traceobject::insertNarrow(const char* text, std::size_t count)
 {
-    constexpr unsigned char lastAscii = 0x7F;
-    const auto isPlain = [](char c) {
-        return c != 0 && static_cast<unsigned char>(c) <= lastAscii;
-    };
-    const auto plain =
-        static_cast<std::size_t>(std::find_if_not(text, text + count, isPlain) - text);
-    if (insertsUnchanged() && (plain == count || text[plain] == 0)) {
-        appendPlain(text, plain);
-    } else {
+    const char* const stop = tolvane::plaintext::findOdd(text, count);
+    const auto plain = static_cast<std::size_t>(stop - text);
+    if (plain != count && *stop != 0) {
         *this << tolvane::string(std::string(text, count).c_str());
+    } else if (insertsUnchanged()) {
+        std::copy(text, stop, m_line.extend(plain));
+    } else {
+        tolvane::string wide;
+        std::copy(text, stop, wide.overwrite(plain));
+        *this << wide;
     }
 }
 
-/// Writes a number as the stream would by default.
-/// \return false, with nothing written, when the stream would write it in another way.
-bool traceobject::insertPlainNumber(bool negative, unsigned long long magnitude)
-{
-    if (!insertsUnchanged() || (flags() & (basefield | showpos)) != dec || !hasPlainNumbers()) {
-        return false;
-    }
-    constexpr unsigned int base = 10;
-    std::size_t length = negative ? 2 : 1;
-    for (unsigned long long rest = magnitude; rest >= base; rest /= base) {
-        ++length;
-    }
-    wchar_t* first = nullptr;
-    try {
-        first = m_line.extend(length);
-    } catch (...) {
-        return false; // what follows from that is the stream's business, too
-    }
-    first[0] = L'-';
-    wchar_t* to = first + length;
-    do {
-        *--to = static_cast<wchar_t>(L'0' + magnitude % base);
-        magnitude /= base;
-    } while (magnitude != 0);
-    return true;
-}
-
-/// Whether a text that is inserted arrives in the line as it stands, and nothing else happens.
+/// Whether a text that is inserted arrives in the line as it stands, and nothing else happens. A
+/// stream that is not inside a scope may be of a derived class, which takes text in its own way.
 bool traceobject::insertsUnchanged() const
 {
-    return width() == 0 && good() && !tie() && rdbuf() == this &&
-           typeid(*this) == typeid(traceobject);
+    return m_owner && width() == 0 && good() && !tie() && rdbuf() == this;
 }
 
-void traceobject::appendPlain(const char* text, std::size_t count)
+/// Whether what is inserted now would be written as in the classic locale, by a stream with which
+/// nothing was done yet, to the begin of a line.
+bool traceobject::isAsBuilt() const
 {
-    std::copy_n(text, count, m_line.extend(count));
+    return m_line.empty() && insertsUnchanged() && flags() == usualFlags &&
+           precision() == usualPrecision && fill() == L' ' && exceptions() == goodbit &&
+           getloc() == classicLocale();
+}
+
+/// Whether a line may begin without the stream. Beside the stream's locale its buffer's is looked
+/// at: std::ios_base::imbue() alone leaves the facets that the stream took from the one before.
+bool traceobject::isDispensable() const
+{
+    return isAsBuilt() && std::basic_streambuf<wchar_t>::getloc() == classicLocale();
+}
+
+/// A value that failed to be written spoils its own line only. A stream without a buffer cannot be
+/// repaired, and may have been told to throw when that is tried.
+void traceobject::repair()
+{
+    if (!good() && (rdbuf() || exceptions() == goodbit)) {
+        clear();
+    }
+}
+
+/// Puts a text in front of the line's, which was written after it.
+void traceobject::prepend(tolvane::string& text)
+{
+    if (!m_line.empty()) {
+        text.append(m_line.c_str(), m_line.length());
+    }
+    m_line.swapText(text);
 }
 
 /// Without memory for its record, the line's text is dropped: the next line is whole.
 void traceobject::endLine()
 {
     try {
-        traceimpl& dispatcher = safesingleton<traceimpl>::instance();
-        const lockobject lock(dispatcher.m_instanceMutex);
-        dispatcher.queueLine(m_lineLevel, *m_function, m_line);
+        safesingleton<traceimpl>::instance().queueLine(m_lineLevel, *m_function, m_line);
     } catch (...) {
         m_line.erase(tolvane::string::npos);
         throw;

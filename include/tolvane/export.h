@@ -16,6 +16,22 @@
 #define TOLVANE_EXPORT __declspec(dllimport)
 #endif
 
+/// What tells the calling thread from all others, in one instruction, and accesses to a number that
+/// other threads read. Where the compiler has no words for these, the mark is null: then nothing is
+/// accessed in this way.
+#if defined(__has_builtin)
+#if __has_builtin(__builtin_thread_pointer)
+#define TOLVANE_THREAD_MARK() static_cast<const void*>(__builtin_thread_pointer())
+#define TOLVANE_LOAD(place) __atomic_load_n((place), __ATOMIC_RELAXED)
+#define TOLVANE_RELEASE(place, value) __atomic_store_n((place), (value), __ATOMIC_RELEASE)
+#endif
+#endif
+#if !defined(TOLVANE_THREAD_MARK)
+#define TOLVANE_THREAD_MARK() static_cast<const void*>(nullptr)
+#define TOLVANE_LOAD(place) (*(place))
+#define TOLVANE_RELEASE(place, value) static_cast<void>(*(place) = (value))
+#endif
+
 /// Around the declarations of a public header. The Microsoft compiler warns about data members and
 /// bases whose class is compiled into both sides instead of being exported (4251, 4275), which is
 /// what the library intends, and about the standard multibyte conversions (4996), whose results the

@@ -39,10 +39,14 @@ public:
 
 private:
     friend class filetracestream;
+    friend class linequeue;
     friend class passwriter;
     friend class rotatingfilestracestream;
     friend class traceimpl;
     friend struct formattedlinetest;
+
+    /// A record to be filled.
+    formattedline();
 
     /// A text line. Takes the text over and leaves the caller's string empty, so that no text is
     /// copied on its way.
@@ -57,10 +61,6 @@ private:
 
     /// Empties the texts, which keep their memory, for renew().
     void retire();
-
-    /// Have the processor fetch what renew() writes of the record, and then the memory of its text.
-    void fetch() const noexcept;
-    void fetchText() const noexcept;
 
     /// Makes a record that is new, or was retired, one of now and of this thread.
     void renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text);

@@ -4,8 +4,6 @@
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
-#include <atomic>
-
 struct hashedname;
 
 TOLVANE_BEGIN_DECLARATIONS
@@ -35,36 +33,21 @@ public:
 
 private:
     friend class levelgeneration;
-    friend class trace;
     friend class traceimpl;
     friend struct hashedfunctiontest;
-
-    /// The effective level as it was found out last, if it still holds.
-    bool remembersLevel(tracelevel_t& level) const noexcept
-    {
-        const unsigned int generation = s_levelGeneration.load(std::memory_order_acquire);
-        const unsigned long long remembered = m_level.load(std::memory_order_relaxed);
-        level = static_cast<tracelevel_t>(static_cast<unsigned int>(remembered));
-        return static_cast<unsigned int>(remembered >> 32) == generation;
-    }
-
-    void rememberLevel(unsigned int generation, tracelevel_t level) const noexcept
-    {
-        m_level.store(static_cast<unsigned long long>(generation) << 32 |
-                          static_cast<unsigned int>(level),
-                      std::memory_order_relaxed);
-    }
 
     static tolvane::string functionname(const char* signature);
 
     /// Counts what may change effective levels; never 0, which stands for "nothing found out yet".
-    static std::atomic<unsigned int> s_levelGeneration;
+    /// Atomic for every access like m_level, see tolvane::atomicRef: the header of the standard's
+    /// own would take long to compile.
+    static unsigned int s_levelGeneration;
 
     tolvane::string m_name;
     hashedname* m_key; ///< owned, never null
 
     /// The generation of levels above, the effective level of that generation below.
-    mutable std::atomic<unsigned long long> m_level{0};
+    mutable unsigned long long m_level = 0;
 };
 
 TOLVANE_END_DECLARATIONS

@@ -30,7 +30,12 @@ public:
     /// The address of the stream.
     unsigned long long id() const override { return reinterpret_cast<std::uintptr_t>(m_stream); }
 
-    ostreamtracestream* clone() const override { return new ostreamtracestream(*m_stream); }
+    ostreamtracestream* clone() const override
+    {
+        auto* const cloned = new ostreamtracestream(*m_stream);
+        cloned->m_kind = tracestream::sk_stream;
+        return cloned;
+    }
 
 private:
     static void write(std::basic_ostream<char>& stream, const tolvane::string& text)

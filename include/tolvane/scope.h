@@ -9,14 +9,11 @@
 ///         TOLVANE_LOGF(log, tl_debug, "%d items, %s", count, name);
 ///     }
 
-#include <tolvane/string.h>
+#include <tolvane/export.h>
+#include <tolvane/formatwriter.h>
+#include <tolvane/scopestream.h>
+#include <tolvane/tracedline.h>
 #include <tolvane/tracelevel.h>
-#include <tolvane/traceobject.h>
-
-#include <ostream>
-#include <string>
-#include <string_view>
-#include <type_traits>
 
 /// The compiler's text for the enclosing function.
 #if defined(_MSC_VER)
@@ -25,14 +22,15 @@
 #define TOLVANE_SIGNATURE __PRETTY_FUNCTION__
 #endif
 
-/// Opens the enclosing function's scope stream under the given name.
+/// Opens the enclosing function's scope under the given name.
 #define TOLVANE_SCOPE(name)                                 \
     static const hashedfunction* name##_function = nullptr; \
-    traceobject name(name##_function, TOLVANE_SIGNATURE)
+    tolvane::scope name(name##_function, TOLVANE_SIGNATURE)
 
 /// One line at a level: TOLVANE_LOG(log, tl_info) << "text" << 42;
 /// The line ends with the statement. When no sink takes the level (see traceobject::takes), no
-/// operand is evaluated. The level is looked at twice: give it a plain value.
+/// operand is evaluated. The level is looked at twice: give it a plain value. The name may also be
+/// that of a plain traceobject.
 #define TOLVANE_LOG(name, level) \
     static_cast<void>(0),        \
         !(name).takes(level) ? (void)0 : tolvane::lineend() & tolvane::tracedline((name), (level))
@@ -44,144 +42,67 @@
 #define TOLVANE_LOGF(name, level, ...) \
     (!(name).takes(level) ? (void)0 : tolvane::formatwriter::write((name), (level), __VA_ARGS__))
 
+TOLVANE_BEGIN_DECLARATIONS
+
 namespace tolvane {
 
-/// Writes the text; honours width and fill like the standard strings.
-inline std::wostream& operator<<(std::wostream& stream, const string& text)
-{
-    return stream << std::wstring_view(text.c_str(), static_cast<std::size_t>(text.length()));
-}
-
-/// A line that is ended when the object dies, at the end of its statement. Takes whatever the wide
-/// stream takes, and narrow text, which is converted as by tolvane::string.
-class tracedline
+/// What a traced function opens on entry; usually made by TOLVANE_SCOPE. It costs little until its
+/// stream is used.
+///
+/// While it lives, its function is on the calling thread's call stack; with a sink at tl_trace it
+/// also queues an entry and an exit line.
+///
+/// Used only by the thread that made it, but another one may end it. Throws std::bad_alloc only;
+/// the destructor throws nothing.
+class scope : public scopestream
 {
 public:
-    tracedline(traceobject& scope, tracelevel_t level) : m_scope(scope(level)) { repair(); }
+    /// \param function   the call site's pointer, usually a static one. Null: the function is
+    ///                   registered and the pointer set, once however many threads come here at the
+    ///                   same time.
+    /// \param signature  the compiler's text for the function; not looked at when the pointer is
+    ///                   set, and null counts as empty.
+    scope(const hashedfunction*& function, const char* signature)
+        : m_before(enter(function, signature))
+    {}
 
-    tracedline(const tracedline&) = delete;
-    tracedline& operator=(const tracedline&) = delete;
-
-    ~tracedline()
+    ~scope()
     {
-        try {
-            repair();
-            m_scope.endLine();
-        } catch (...) {
-            // no memory for the line: it is dropped, the program goes on
+        if (!leavesQuietly()) {
+            leave();
         }
     }
 
-    template <class value_t>
-    tracedline& operator<<(const value_t& value)
-    {
-        using plain_t = std::decay_t<value_t>;
-        if constexpr (std::is_same_v<plain_t, char*> || std::is_same_v<plain_t, const char*>) {
-            insert(view<char>(value));
-        } else if constexpr (std::is_same_v<plain_t, std::string> ||
-                             std::is_same_v<plain_t, std::string_view>) {
-            insert(value);
-        } else if constexpr (std::is_same_v<plain_t, wchar_t*> ||
-                             std::is_same_v<plain_t, const wchar_t*>) {
-            m_scope << view<wchar_t>(value);
-        } else if constexpr (isNumber<plain_t>) {
-            insertNumber(value);
-        } else {
-            m_scope << value;
-        }
-        return *this;
-    }
-
-    tracedline& operator<<(std::wostream& (*manipulator)(std::wostream&))
-    {
-        manipulator(m_scope);
-        return *this;
-    }
-
-    tracedline& operator<<(std::ios_base& (*manipulator)(std::ios_base&))
-    {
-        manipulator(m_scope);
-        return *this;
-    }
+    scope(const scope&) = delete;
+    scope& operator=(const scope&) = delete;
 
 private:
-    /// A value that failed to be written spoils its own line only.
-    void repair()
+    /// \return how many functions were on the thread's stack before. The traced function keeps that
+    ///         in a register, which spares leavesQuietly() to wait for what was stored just before.
+    TOLVANE_EXPORT unsigned long long enter(const hashedfunction*& function, const char* signature);
+    TOLVANE_EXPORT void leave() noexcept;
+    unsigned long long enterAtLength(const hashedfunction*& function, const char* signature);
+    void leaveAtLength() noexcept;
+
+    /// The end of most scopes, without a call, since that takes longer than all that is to be done:
+    /// on the thread that entered, above what was on its stack then, without an exit line.
+    /// \return false when nothing was done.
+    bool leavesQuietly() const noexcept
     {
-        if (!m_scope.good()) {
-            m_scope.clear();
+        const void* const mark = TOLVANE_THREAD_MARK();
+        if (!mark || mark != m_thread || takes(tl_trace) || m_stream ||
+            TOLVANE_LOAD(m_count) != m_before + 1) {
+            return false;
         }
+        TOLVANE_RELEASE(m_count, m_before);
+        return true;
     }
 
-    /// Null is the empty text.
-    template <class char_t>
-    static std::basic_string_view<char_t> view(const char_t* text)
-    {
-        return text ? std::basic_string_view<char_t>(text) : std::basic_string_view<char_t>();
-    }
-
-    /// What the stream writes as an integer; it has other ways for truth values and characters.
-    template <class value_t>
-    static constexpr bool isNumber = std::is_integral_v<value_t> && sizeof(value_t) > 1 &&
-                                     sizeof(value_t) <= sizeof(unsigned long long) &&
-                                     !std::is_same_v<value_t, wchar_t>;
-
-    void insert(std::string_view text) { m_scope.insertNarrow(text.data(), text.size()); }
-
-    template <class number_t>
-    void insertNumber(number_t number)
-    {
-        const bool negative = number < 0;
-        const auto bits = static_cast<unsigned long long>(number);
-        if (!m_scope.insertPlainNumber(negative, negative ? 0 - bits : bits)) {
-            m_scope << number;
-        }
-    }
-
-    traceobject& m_scope;
-};
-
-/// Makes a line an expression of no value, of lower precedence than its insertions.
-struct lineend
-{
-    void operator&(const tracedline&) const noexcept {}
-};
-
-/// Writes typed arguments through a scope's %-format.
-struct formatwriter
-{
-    template <class... values_t>
-    static void write(traceobject& scope, tracelevel_t level, string format,
-                      const values_t&... values)
-    {
-        tracedline line(scope, level);
-        (writeValue(scope, line, format, values), ...);
-        while (hasPlaceholder(format.c_str())) {
-            scope.logtosplit(format);
-        }
-        line << format;
-    }
-
-private:
-    template <class value_t>
-    static void writeValue(traceobject& scope, tracedline& line, string& format,
-                           const value_t& value)
-    {
-        if (!hasPlaceholder(format.c_str())) {
-            line << format;
-            format.erase(string::npos);
-        }
-        scope.logtosplit(format);
-        line << value;
-    }
-
-    static bool hasPlaceholder(const wchar_t* format) noexcept
-    {
-        while (*format != 0 && !(format[0] == L'%' && format[1] != 0 && format[1] != L'%')) {
-            format += format[0] == L'%' && format[1] == L'%' ? 2 : 1;
-        }
-        return *format != 0;
-    }
+    const void* m_thread;        ///< the mark of the thread that entered; null: leave() is called
+    unsigned long long* m_count; ///< of functions on that thread's stack, which is never destroyed
+    const unsigned long long m_before; ///< how many there were
 };
 
 } // namespace tolvane
+
+TOLVANE_END_DECLARATIONS

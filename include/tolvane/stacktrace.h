@@ -2,7 +2,6 @@
 
 #include <tolvane/export.h>
 
-#include <atomic>
 #include <list>
 
 class hashedfunction;
@@ -63,12 +62,12 @@ public:
     static void FaultHandler(const tolvane::string& message);
 
 private:
-    friend class traceobject;
+    friend class scopeentry;
     friend struct stacktracetest;
 
     struct Block;
     struct Entry;
-    struct Registry; ///< a std::unordered_map<unsigned int, stacktrace>, by thread id
+    struct Registry; ///< all threads' stacks by thread id
 
     /// Installs the handlers when the library is loaded.
     struct startup_struct
@@ -77,22 +76,26 @@ private:
     };
 
     void push(const hashedfunction* function);
+    bool pushWithin(const hashedfunction* function, unsigned long long& before) noexcept;
     void pushGrown(const hashedfunction* function);
     void pop() noexcept;
     void clear() noexcept;
 
     static const hashedfunction* nameless();
+    static stacktrace* knownTrace() noexcept;
     static stacktrace& myTrace();
     static stacktrace& findTrace();
-    static stacktrace& newTrace(unsigned int threadId);
+    static stacktrace& enterRegistry();
     static Registry& m_alltraces();
     static tolvane::Mutex& m_staticmutex();
 
     static startup_struct m_startup;
 
-    // Readers on other threads load the count first, then the block, and bound one by the other.
-    std::atomic<Block*> m_functions; ///< owned; blocks that it outgrew are chained behind it
-    std::atomic<unsigned long long> m_count;
+    // Atomic for every access, see tolvane::atomicRef: the header of the standard's own would take
+    // long to compile. Readers on other threads load the count first, then the block, and bound one
+    // by the other.
+    mutable Block* m_functions = nullptr; ///< owned; blocks that it outgrew are chained behind it
+    mutable unsigned long long m_count = 0;
 };
 
 TOLVANE_END_DECLARATIONS

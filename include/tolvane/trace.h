@@ -17,21 +17,32 @@ TOLVANE_BEGIN_DECLARATIONS
 /// Every member may be called from any thread. No call reports an error; none throws but on
 /// allocation failure, or what a custom sink's id() or clone() throws. Levels are kept by the
 /// sinks: setting one acts on the sinks that are attached by then. After the end of main, when the
-/// dispatcher is gone, calls do nothing harmful and lines are dropped.
+/// dispatcher is gone, calls do nothing harmful and lines are dropped. A sink that never returns
+/// from writing a line holds up output() and remove(), and no other call.
 class TOLVANE_EXPORT trace
 {
 public:
     trace() = delete;
 
-    /// Attaches a clone of the sink; it replaces an attached sink of the same id(). Holds the
-    /// instance lock and the sink lock: waits for a line that is being written.
+    /// Why a line did not reach a sink; each has a cure of its own.
+    enum lossreason : int
+    {
+        busySink,    ///< a sink took too long with another line
+        noMemory,    ///< there was no memory for the line, or none that could be had at that moment
+        destination, ///< a file could not be written, or the sink threw or faulted
+        ended,       ///< the line came after the end of the dispatcher, or its thread was ended
+    };
+
+    /// Attaches a clone of the sink; it replaces an attached sink of the same id(). Waits for lines
+    /// that are being written.
     ///
     /// \return the attached clone, valid until the sink is removed or replaced. It has no levels
     ///         yet.
     static tracestream& output(const tracestream& sink);
 
     /// Writes the queued lines, then detaches and deletes the sink with the argument's id(). An id
-    /// that is not attached is ignored.
+    /// that is not attached is ignored. Waits for lines that are being written; a hardware fault in
+    /// a sink reaches the caller as an exception.
     static void remove(const tracestream& sink);
 
     /// Sets the level of every function that has no setting of its own, for every attached sink.
@@ -42,11 +53,7 @@ public:
     static void setLevel(tracelevel_t level, const tolvane::string& name);
 
     /// The greatest level that an attached sink gives the function; 0 without a sink.
-    static tracelevel_t level(const hashedfunction& function)
-    {
-        tracelevel_t remembered = tl_always;
-        return function.remembersLevel(remembered) ? remembered : askSinks(function);
-    }
+    static tracelevel_t level(const hashedfunction& function);
 
     /// The same for a name or a signature, which is not registered thereby.
     static tracelevel_t level(const tolvane::string& name);
@@ -67,20 +74,38 @@ public:
     /// The integer as a level when it lies in 0..6, else the fallback. Takes no lock.
     static tracelevel_t getLevelFromInt(int level, tracelevel_t fallback);
 
-    /// Waits until the queued lines have reached the sinks.
+    /// Has queued lines written.
     ///
-    /// \param milliseconds  0: the calling thread writes every queued line itself, now. Otherwise
+    /// \param milliseconds  0: the calling thread writes every line that waits itself, now; a sink
+    ///                      that is busy for longer than about 2 ms costs these lines. Otherwise
     ///                      waits for the writer thread to finish a pass, normally within 10 ms.
     ///                      The number is a budget that shrinks by 10 per retry, not by the time
     ///                      that passed: without a running writer, flush(n) takes
     ///                      n + (n - 10) + (n - 20) + ... milliseconds.
+    ///
+    /// Does not promise that all earlier lines have reached the sinks: another thread may have
+    /// taken some of them and be writing still, and a pass that ends may have begun before the last
+    /// of them came. sync() waits for that. Within a sink's own call it returns at once. A hardware
+    /// fault in a sink reaches the caller of flush(0) as an exception.
     static void flush(unsigned long long milliseconds);
+
+    /// How often a line that an attached sink's level took did not reach that sink, since the start
+    /// of the process, counted for each line and sink.
+    static unsigned long long lost();
+
+    /// The same for one reason. 0 for what is none of the reasons.
+    static unsigned long long lost(lossreason reason);
+
+    /// Waits until every line that was queued before the call, by any thread, has been handed to
+    /// the sinks or counted as lost.
+    ///
+    /// \param milliseconds  the longest time to wait; 0 only asks.
+    /// \return false when that much time has passed, or at once within a sink's own call. True at
+    ///         once when nothing is queued or no sink is attached.
+    static bool sync(unsigned long long milliseconds);
 
     /// A stream that discards everything.
     static nullobject __nullobject;
-
-private:
-    static tracelevel_t askSinks(const hashedfunction& function);
 };
 
 TOLVANE_END_DECLARATIONS

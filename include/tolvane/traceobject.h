@@ -4,24 +4,36 @@
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
+#include <cstddef>
 #include <ostream>
 #include <streambuf>
+#include <string_view>
 
 class hashedfunction;
 
 TOLVANE_BEGIN_DECLARATIONS
 
 namespace tolvane {
-struct formatwriter;
+
+class formatwriter;
+class scopestream;
 class tracedline;
+
+/// Writes the text; honours width and fill like the standard strings.
+inline std::wostream& operator<<(std::wostream& stream, const string& text)
+{
+    return stream << std::wstring_view(text.c_str(), static_cast<std::size_t>(text.length()));
+}
+
 } // namespace tolvane
 
-/// The stream that a traced function opens on entry; usually made by TOLVANE_SCOPE.
+/// The stream of a traced function. What TOLVANE_SCOPE opens has one inside, built on its first
+/// use; made by its constructor it is a scope by itself.
 ///
-/// While it lives, its function is on the calling thread's call stack; with a sink at tl_trace it
-/// also queues an entry and an exit line. Text is collected until a line end, written as a
-/// character of its own (std::endl, put), hands the line to the dispatcher; a line end within a
-/// string stays in the text. Text that was not ended is discarded.
+/// While such a one lives, its function is on the calling thread's call stack; with a sink at
+/// tl_trace it also queues an entry and an exit line. Text is collected until a line end, written
+/// as a character of its own (std::endl, put), hands the line to the dispatcher; a line end within
+/// a string stays in the text. Text that was not ended is discarded.
 ///
 /// Used only by the thread that made it. Throws std::bad_alloc only; the destructor throws nothing.
 class TOLVANE_EXPORT traceobject : public std::basic_ostream<wchar_t>,
@@ -73,16 +85,13 @@ protected:
     std::streamsize xsputn(const wchar_t* text, std::streamsize count) override;
 
 private:
-    friend struct tolvane::formatwriter;
+    friend class tolvane::formatwriter;
+    friend class tolvane::scopestream;
     friend class tolvane::tracedline;
     friend struct traceobjecttest;
 
-    static const hashedfunction* registered(const hashedfunction*& function, const char* signature);
-    static const hashedfunction* registerOnce(const hashedfunction*& function,
-                                              const char* signature);
-    void enter();
-    void queueEntry();
-    void queueExit() noexcept;
+    /// The stream inside a scope, which does the rest of what a scope does.
+    explicit traceobject(const tolvane::scopestream& owner);
 
     void setLevel(tracelevel_t level) noexcept { m_lineLevel = level; }
 
@@ -97,16 +106,20 @@ private:
     void writeText(const tolvane::string& text);
     void append(const wchar_t* text, unsigned long long count);
     void insertNarrow(const char* text, std::size_t count);
-    bool insertPlainNumber(bool negative, unsigned long long magnitude);
-    void appendPlain(const char* text, std::size_t count);
     bool insertsUnchanged() const;
-    bool hasPlainNumbers() const;
+    bool isAsBuilt() const;
+    bool isDispensable() const;
+    void repair();
+    void prepend(tolvane::string& text);
     void endLine();
 
     const hashedfunction* m_function;     ///< never null
     tolvane::string m_line;               ///< the line being built
     tracelevel_t m_lineLevel = tl_always; ///< level of the next line
     tracelevel_t m_level = tl_always;     ///< the function's effective level, see reset()
+
+    /// The scope that the stream is inside of; null when it is one by itself.
+    const tolvane::scopestream* m_owner = nullptr;
 };
 
 TOLVANE_END_DECLARATIONS

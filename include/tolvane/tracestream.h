@@ -8,16 +8,18 @@ class formattedline;
 class hashedfunction;
 template <class level_t>
 class hashedfunctiontree;
+template <class char_t>
+class ostreamtracestream;
 
 TOLVANE_BEGIN_DECLARATIONS
 
 /// The base of every sink: a destination for lines together with its own levels per function.
 ///
 /// trace::output attaches a clone() of a sink and returns a reference to it; levels are set through
-/// that reference or through trace::setLevel. A sink has no lock of its own. The dispatcher calls
-/// log() and level() holding its sink lock, and trace::setLevel and trace::clearLevels change
-/// levels safely at any time; a level that is set on the returned reference while lines are being
-/// written is the caller's risk.
+/// that reference or through trace::setLevel. They may be set, cleared and asked for by any thread
+/// at any time, also while lines are written: a line that is written at that moment meets the
+/// levels as they were before or behind the change. All else of a sink needs the dispatcher's sink
+/// lock, which is held during log().
 class TOLVANE_EXPORT tracestream
 {
 public:
@@ -30,8 +32,9 @@ public:
     /// Writes one line, the line's text and the sink's line end, to the destination.
     ///
     /// Called by the dispatcher only, one line at a time, on its writer thread or on a thread that
-    /// flushes, with the sink lock held. An implementation reports nothing; what it throws costs
-    /// this sink this line and nothing else. It must not trace and not call the facade.
+    /// flushes, with the sink lock held; levels may change meanwhile. An implementation reports
+    /// nothing. What it throws costs this sink this line and nothing else; a hardware fault in it
+    /// costs this sink all lines from then on. It must not trace and not call the facade.
     virtual void log(const formattedline& line) = 0;
 
     virtual ~tracestream();
@@ -41,10 +44,14 @@ public:
     virtual unsigned long long id() const = 0;
 
     /// A new sink on the heap, of the same dynamic type and for the same destination, without this
-    /// sink's levels; never null. The caller owns it.
+    /// sink's levels; never null. The caller owns it. A class that derives from one of the
+    /// library's sinks has a clone() of its own; else what is attached is the library's sink.
     virtual tracestream* clone() const = 0;
 
     /// Sets the level of every function that has no setting of its own.
+    ///
+    /// Thread-safe, as the other members for levels are. What cannot be changed for want of memory
+    /// stays as it was, and std::bad_alloc is thrown.
     void setLevel(tracelevel_t level);
 
     /// Sets the level of a namespace, class or function and of what it contains. A level on the way
@@ -64,11 +71,29 @@ public:
     tracelevel_t level(const hashedfunction& function) const;
 
 private:
+    friend class filetracestream;
+    template <class char_t>
+    friend class ostreamtracestream;
+    friend class passwriter;
+    friend class rotatingfilestracestream;
     friend struct tracestreamtest;
+
+    /// What the library knows of a sink.
+    enum kind_t : int
+    {
+        sk_custom = 0,       ///< nothing
+        sk_stream = 1,       ///< it is exactly an ostreamtracestream
+        sk_file = 2,         ///< exactly a filetracestream
+        sk_rotatingfile = 3, ///< exactly a rotatingfilestracestream
+    };
 
     tracestream& operator=(const tracestream& other);
 
     hashedfunctiontree<tracelevel_t>* m_levels; ///< owned, never null
+
+    /// Set by the clone() of the class in question, which knows what it makes; constructors don't,
+    /// since they serve derived classes, too. (Programs may be compiled without type information.)
+    kind_t m_kind = sk_custom;
 };
 
 TOLVANE_END_DECLARATIONS

@@ -1,7 +1,5 @@
 #include "support/clock.h"
 
-#include "support/coldpath.h"
-#include "support/posix/lastmillisecond.h"
 #include "support/zoneoffset.h"
 
 #include <time.h>
@@ -16,23 +14,11 @@ constexpr long nanosecondsPerMillisecond = 1000000;
 
 zonememory zone(zoneOffset);
 
-__attribute__((tls_model("initial-exec"))) thread_local lastmillisecond last;
-
 timespec timeOf(clockid_t clock) noexcept
 {
     timespec now = {};
     clock_gettime(clock, &now);
     return now;
-}
-
-TOLVANE_COLD unsigned long long readMillisecond(unsigned long long cycle) noexcept
-{
-    const timespec now = timeOf(CLOCK_REALTIME);
-    const unsigned long long shown =
-        static_cast<unsigned long long>(now.tv_sec + zone.offset(now.tv_sec)) * 1000 +
-        static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
-    last.remember(cycle, now, shown);
-    return shown;
 }
 
 class PosixClock : public Clock
@@ -47,9 +33,25 @@ public:
 
     unsigned long long localMilliseconds() const noexcept override
     {
-        const unsigned long long cycle = __builtin_ia32_rdtsc();
-        return last.lasts(cycle, timeOf(CLOCK_REALTIME_COARSE)) ? last.shown()
-                                                                : readMillisecond(cycle);
+        unsigned long long nanosecondsLeft = 0;
+        return localMilliseconds(nanosecondsLeft);
+    }
+
+    unsigned long long
+    localMilliseconds(unsigned long long& nanosecondsLeft) const noexcept override
+    {
+        const timespec now = timeOf(CLOCK_REALTIME);
+        nanosecondsLeft = static_cast<unsigned long long>(nanosecondsPerMillisecond -
+                                                          now.tv_nsec % nanosecondsPerMillisecond);
+        return static_cast<unsigned long long>(now.tv_sec + zone.offset(now.tv_sec)) * 1000 +
+               static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
+    }
+
+    unsigned long long monotonicMilliseconds() const noexcept override
+    {
+        const timespec now = timeOf(CLOCK_MONOTONIC);
+        return static_cast<unsigned long long>(now.tv_sec) * 1000 +
+               static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
     }
 
     void sleep(unsigned int milliseconds) const noexcept override

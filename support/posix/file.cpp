@@ -13,34 +13,36 @@ namespace {
 constexpr mode_t readAndWriteForAll = 0666; ///< less what the process's umask takes away
 
 /// Repeats a write that was cut short, by a signal or otherwise.
-void writeAll(int file, const char* bytes, std::size_t count) noexcept
+/// \return how many bytes were written.
+std::size_t writeAll(int file, const char* bytes, std::size_t count) noexcept
 {
-    while (count > 0) {
-        const ssize_t written = ::write(file, bytes, count);
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t written = ::write(file, bytes + done, count - done);
         if (written == 0 || (written < 0 && errno != EINTR)) {
-            return;
+            break;
         }
         if (written > 0) {
-            bytes += written;
-            count -= static_cast<std::size_t>(written);
+            done += static_cast<std::size_t>(written);
         }
     }
+    return done;
 }
 
 } // namespace
 
-bool appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept
+Appended appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept
 {
     int file = -1;
     do {
         file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, readAndWriteForAll);
     } while (file < 0 && errno == EINTR);
     if (file < 0) {
-        return false;
+        return {};
     }
-    writeAll(file, bytes, count);
+    const std::size_t written = writeAll(file, bytes, count);
     ::close(file);
-    return true;
+    return {true, written};
 }
 
 bool identify(const std::string& path, FileIdentity& identity) noexcept

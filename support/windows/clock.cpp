@@ -30,6 +30,17 @@ public:
         return utc + static_cast<unsigned long long>(offset * 1000);
     }
 
+    using Clock::localMilliseconds;
+
+    unsigned long long monotonicMilliseconds() const noexcept override
+    {
+        LARGE_INTEGER pace = {};
+        LARGE_INTEGER now = {};
+        QueryPerformanceFrequency(&pace);
+        QueryPerformanceCounter(&now);
+        return static_cast<unsigned long long>(now.QuadPart / (pace.QuadPart / 1000));
+    }
+
     void sleep(unsigned int milliseconds) const noexcept override { Sleep(milliseconds); }
 };
 

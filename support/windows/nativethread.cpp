@@ -18,6 +18,16 @@ struct Start
     void* argument;
 };
 
+using Query = BOOLEAN(NTAPI*)();
+
+Query findQuery() noexcept
+{
+    const HMODULE loader = GetModuleHandleA("ntdll.dll");
+    return loader ? reinterpret_cast<Query>(
+                        reinterpret_cast<void*>(GetProcAddress(loader, "RtlDllShutdownInProgress")))
+                  : nullptr;
+}
+
 unsigned int __stdcall run(void* argument)
 {
     const Start start = *std::unique_ptr<Start>(static_cast<Start*>(argument));
@@ -53,13 +63,10 @@ void close(void* handle) noexcept
 }
 
 /// The loader ends the other threads before it runs the libraries' destructors, and alone can tell.
+/// It is asked where to ask once, since that takes its lock.
 bool othersAreStopped() noexcept
 {
-    using Query = BOOLEAN(NTAPI*)();
-    const HMODULE loader = GetModuleHandleA("ntdll.dll");
-    const auto query = loader ? reinterpret_cast<Query>(reinterpret_cast<void*>(
-                                    GetProcAddress(loader, "RtlDllShutdownInProgress")))
-                              : nullptr;
+    static const Query query = findQuery();
     return query && query();
 }
 

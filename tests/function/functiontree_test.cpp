@@ -1,10 +1,14 @@
 #include "function/functiontree.h"
 
 #include "tests/helpers/allocations.h"
+#include "tests/helpers/sanitizer.h"
 
 #include <catch2/catch.hpp>
 
+#include <atomic>
+#include <functional>
 #include <new>
+#include <thread>
 #include <type_traits>
 
 namespace {
@@ -13,7 +17,6 @@ using leveltree = hashedfunctiontree<tracelevel_t>;
 
 static_assert(std::is_base_of_v<uifunctiontree, leveltree>);
 static_assert(std::has_virtual_destructor_v<uifunctiontree>);
-static_assert(sizeof(uifunctiontree) == 2 * sizeof(void*));
 static_assert(sizeof(tracelevel_t) == 4);
 static_assert(std::is_same_v<decltype(functiontreenode::children)::key_type, long long>);
 static_assert(std::is_same_v<decltype(functiontreenode::children)::mapped_type, functiontreenode>);
@@ -307,4 +310,123 @@ TEST_CASE("a tree that runs out of memory throws and stays usable", "[function]"
 
     CHECK(thrown > 0);
     CHECK(levelOf(tree, L"a::b") == tl_debug);
+}
+
+TEST_CASE("a change that runs out of memory leaves the tree as it was", "[function]")
+{
+    leveltree source;
+    source.set(tl_trace, L"a::b");
+    const std::function<void(leveltree&)> changes[] = {
+        [](leveltree& tree) { tree.set(tl_error, L"x::y::z"); },
+        [](leveltree& tree) { tree.clear(L"a::x::y"); },
+        [](leveltree& tree) { tree.clear(L"a"); },
+        [](leveltree& tree) { tree.clear(L""); },
+        [](leveltree& tree) { tree.reset(tl_error); },
+        [&source](leveltree& tree) { tree.assign(source); },
+    };
+    for (const auto& change : changes) {
+        leveltree tree;
+        tree.set(tl_info, L"");
+        tree.set(tl_debug, L"a::b");
+        bool isChanged = false;
+        for (unsigned long long after = 0; !isChanged; ++after) {
+            try {
+                const allocations::failure failure(after);
+                change(tree);
+                isChanged = true;
+            } catch (const std::bad_alloc&) {
+                REQUIRE(levelOf(tree, L"") == tl_info);
+                REQUIRE(levelOf(tree, L"a") == tl_info);
+                REQUIRE(levelOf(tree, L"a::b") == tl_debug);
+                REQUIRE(levelOf(tree, L"x::y") == tl_info);
+                tree.set(tl_warning, L"");
+                REQUIRE(levelOf(tree, L"a::x") == tl_info);    // it is still there
+                REQUIRE(levelOf(tree, L"x::y") == tl_warning); // and this was not made
+                tree.set(tl_info, L"");
+            }
+        }
+        CHECK(isChanged);
+    }
+}
+
+TEST_CASE("resetting a tree gives every function the level", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_debug, L"a::b");
+
+    tree.reset(tl_error);
+
+    CHECK(levelOf(tree, L"") == tl_error);
+    CHECK(levelOf(tree, L"a::b") == tl_error);
+    tree.set(tl_info, L"");
+    CHECK(levelOf(tree, L"a") == tl_info);
+}
+
+TEST_CASE("a lookup allocates nothing", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_debug, L"a::b");
+    const namechain chain(L"a::b::c");
+
+    const unsigned long long before = allocations::count();
+    const tracelevel_t level = tree.lookup(chain.first());
+    const unsigned long long behind = allocations::count();
+
+    CHECK(level == tl_debug);
+    CHECK(behind == before);
+}
+
+TEST_CASE("levels are set and cleared by some threads while others look them up", "[function]")
+{
+    constexpr int rounds = sanitizer::present ? 300 : 3000;
+    leveltree tree;
+    tree.set(tl_warning, L"");
+    std::atomic<int> setting{2};
+    std::atomic<int> unexpected{0};
+    const auto setter = [&tree, &setting](const wchar_t* own) {
+        for (int round = 0; round < rounds; ++round) {
+            tree.set(tl_debug, own);
+            tree.set(tl_info, L"shared::name");
+            tree.clear(own);
+            tree.clear(L"shared");
+        }
+        tree.set(tl_trace, own);
+        --setting;
+    };
+    const auto looker = [&tree, &setting, &unexpected](const wchar_t* name, tracelevel_t set) {
+        const namechain chain(name);
+        while (setting > 0) {
+            const tracelevel_t level = tree.lookup(chain.first());
+            if (level != tl_warning && level != set && level != tl_trace) {
+                ++unexpected;
+            }
+        }
+    };
+
+    std::thread first(setter, L"first::f");
+    std::thread second(setter, L"second::g");
+    std::thread third(looker, L"first::f::inner", tl_debug);
+    std::thread fourth(looker, L"shared::name", tl_info);
+    for (std::thread* const thread : {&first, &second, &third, &fourth}) {
+        thread->join();
+    }
+
+    CHECK(unexpected == 0);
+    CHECK(levelOf(tree, L"first::f") == tl_trace); // no change was lost
+    CHECK(levelOf(tree, L"second::g") == tl_trace);
+    CHECK(levelOf(tree, L"shared::name") == tl_warning);
+    CHECK(levelOf(tree, L"first") == tl_warning);
+}
+
+TEST_CASE("what a change replaces is freed when nobody reads it", "[function]")
+{
+    leveltree tree;
+    tree.set(tl_debug, L"a::b");
+    const unsigned long long once = allocations::alive();
+
+    for (int round = 0; round < 100; ++round) {
+        tree.set(tl_debug, L"a::b");
+    }
+
+    CHECK(allocations::alive() == once);
 }

@@ -1,5 +1,8 @@
 #include "tests/helpers/allocations.h"
 
+#include "tests/helpers/allocatedsize.h"
+
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -8,8 +11,11 @@ namespace {
 constexpr unsigned long long never = ~0ULL;
 
 thread_local unsigned long long made = 0;
+thread_local unsigned long long released = 0;
 thread_local unsigned long long failFrom = never;
 thread_local bool nothrowFails = false;
+
+std::atomic<long long> inUse{0};
 
 void* allocate(std::size_t size) noexcept
 {
@@ -17,7 +23,20 @@ void* allocate(std::size_t size) noexcept
         return nullptr;
     }
     ++made;
-    return std::malloc(size != 0 ? size : 1);
+    void* const memory = std::malloc(size != 0 ? size : 1);
+    if (memory) {
+        inUse.fetch_add(static_cast<long long>(allocatedSize(memory)), std::memory_order_relaxed);
+    }
+    return memory;
+}
+
+void release(void* memory) noexcept
+{
+    if (memory) {
+        ++released;
+        inUse.fetch_sub(static_cast<long long>(allocatedSize(memory)), std::memory_order_relaxed);
+    }
+    std::free(memory);
 }
 
 void* allocateOrThrow(std::size_t size)
@@ -36,6 +55,16 @@ namespace allocations {
 unsigned long long count() noexcept
 {
     return made;
+}
+
+unsigned long long alive() noexcept
+{
+    return made - released;
+}
+
+long long bytesInUse() noexcept
+{
+    return inUse.load(std::memory_order_relaxed);
 }
 
 failure::failure(unsigned long long after) noexcept
@@ -82,30 +111,30 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 
 void operator delete(void* memory) noexcept
 {
-    std::free(memory);
+    release(memory);
 }
 
 void operator delete[](void* memory) noexcept
 {
-    std::free(memory);
+    release(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    release(memory);
 }
 
 void operator delete[](void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    release(memory);
 }
 
 void operator delete(void* memory, const std::nothrow_t&) noexcept
 {
-    std::free(memory);
+    release(memory);
 }
 
 void operator delete[](void* memory, const std::nothrow_t&) noexcept
 {
-    std::free(memory);
+    release(memory);
 }

@@ -1,11 +1,18 @@
 #pragma once
 
-/// The calling thread's allocations by new, which allocations.cpp counts and makes fail. Only in
-/// the program that is linked with it.
+/// The allocations by new, which allocations.cpp counts and makes fail; those of the calling
+/// thread, if nothing else is said. Only in the program that is linked with it.
 namespace allocations {
 
 /// How many there were since the thread began.
 unsigned long long count() noexcept;
+
+/// How many of them are not released again, less what the thread released of others'.
+unsigned long long alive() noexcept;
+
+/// How many bytes the process has in use, what the allocator adds at the end of each piece
+/// included.
+long long bytesInUse() noexcept;
 
 /// Lets the calling thread's allocations fail for a block.
 class failure

@@ -12,7 +12,7 @@ public:
 
     attached(const tracestream& sink, tracelevel_t level) : attached(sink)
     {
-        m_stored.setLevel(level); // nobody else traces yet, or the test says so
+        m_stored.setLevel(level);
     }
 
     ~attached() { trace::remove(m_sink); }

@@ -54,9 +54,26 @@ private:
             return reading;
         }
 
+        using Clock::localMilliseconds;
+
         unsigned long long localMilliseconds() const noexcept override
         {
             return isOther() ? platform().localMilliseconds() : local;
+        }
+
+        unsigned long long monotonicMilliseconds() const noexcept override
+        {
+            return isOther() ? platform().monotonicMilliseconds() : slept;
+        }
+
+        /// A wait is a sleep in which the event is not set.
+        bool wait(tolvane::AutoResetEvent& event, unsigned int milliseconds) const noexcept override
+        {
+            if (isOther()) {
+                return platform().wait(event, milliseconds);
+            }
+            sleep(milliseconds);
+            return false;
         }
 
         void sleep(unsigned int milliseconds) const noexcept override

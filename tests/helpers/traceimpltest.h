@@ -3,6 +3,8 @@
 #include <tolvane/hashedfunction.h>
 
 #include "tests/helpers/formattedlinetest.h"
+#include "trace/bothlocks.h"
+#include "trace/threadstage.h"
 #include "trace/traceimpl.h"
 #include "trace/writethread.h"
 
@@ -12,20 +14,29 @@
 /// Looks into a dispatcher.
 struct traceimpltest
 {
+    /// A line that the level of every sink takes.
+    static constexpr auto levelForAll = static_cast<tracelevel_t>(-1);
+
     /// The one behind the facade.
     static traceimpl& instance() { return safesingleton<traceimpl>::instance(); }
 
-    static tolvane::Mutex& streamMutex(traceimpl& dispatcher) { return dispatcher.m_streamMutex; }
+    static tolvane::Mutex& streamMutex(traceimpl& dispatcher)
+    {
+        return dispatcher.m_sinkLock.mutex();
+    }
     static tolvane::Event<bool>& written(traceimpl& dispatcher) { return dispatcher.m_written; }
     static tolvane::ThreadControl& writer(traceimpl& dispatcher)
     {
-        return dispatcher.m_writeThread;
+        return *dispatcher.m_writer.load();
     }
     static std::atomic<bool>& running(traceimpl& dispatcher) { return dispatcher.m_running; }
     static std::atomic<bool>& stopped(traceimpl& dispatcher) { return dispatcher.m_stopped; }
 
-    static std::size_t spareLines(traceimpl& dispatcher) { return dispatcher.m_spareLines.size(); }
-    static std::size_t sinks(traceimpl& dispatcher) { return dispatcher.m_streams.size(); }
+    static std::size_t spareLines(traceimpl& dispatcher)
+    {
+        return dispatcher.m_queue.m_spareLines.size();
+    }
+    static std::size_t sinks(traceimpl& dispatcher) { return dispatcher.m_sinks.size(); }
     static std::size_t functions(traceimpl& dispatcher)
     {
         const lockobject lock(dispatcher.m_instanceMutex);
@@ -43,15 +54,59 @@ struct traceimpltest
                       const wchar_t* text)
     {
         tolvane::string line(text);
-        const lockobject lock(dispatcher.m_instanceMutex);
         dispatcher.queueLine(level, function, line);
     }
 
     static void queueMarker(traceimpl& dispatcher, const hashedfunction& function,
                             formattedline::type_t type)
     {
-        const lockobject lock(dispatcher.m_instanceMutex);
         dispatcher.queueMarker(function, type);
+    }
+
+    static std::size_t waiting(traceimpl& dispatcher)
+    {
+        const lockobject lock(dispatcher.m_instanceMutex);
+        return dispatcher.waitingLines();
+    }
+
+    /// Of an attached sink.
+    static const sinkcounts& counts(traceimpl& dispatcher, unsigned long long id)
+    {
+        drain(dispatcher);
+        return dispatcher.m_sinks.at(id).counts;
+    }
+
+    /// Does something while nothing is drained, written or lost by others.
+    template <class action_t>
+    static void withBothLocks(const action_t& action)
+    {
+        const traceimpl::bothlocks locks(instance());
+        action();
+    }
+
+    /// Of a sink that is attached behind the facade, while its counts do not change.
+    static const sinkcounts& countsNow(unsigned long long id)
+    {
+        return instance().m_sinks.at(id).counts;
+    }
+
+    static void setLevel(unsigned long long id, tracelevel_t level)
+    {
+        const lockobject lock(instance().m_instanceMutex);
+        tracestream& sink = *instance().m_sinks.at(id).sink;
+        sink.clearLevels(level);
+    }
+
+    static unsigned long long nobodys(traceimpl& dispatcher) { return dispatcher.m_nobodys; }
+
+    /// As at the end of the calling thread.
+    static void leaveThread() { threadstage::leave(threadstage::get()); }
+
+    /// Moves what is staged to the queue.
+    static void drain(traceimpl& dispatcher)
+    {
+        const lockobject lock(dispatcher.m_instanceMutex);
+        dispatcher.drain();
     }
 
     /// One queued line, as a test compares it.
@@ -67,7 +122,8 @@ struct traceimpltest
     {
         const lockobject lock(dispatcher.m_instanceMutex);
         std::vector<entry> found;
-        for (const auto& counted : dispatcher.m_queue) {
+        dispatcher.drain();
+        for (const auto& counted : dispatcher.m_queue.m_lines) {
             formattedline& line = *counted;
             found.push_back({formattedlinetest::body(line).c_str(), formattedlinetest::level(line),
                              formattedlinetest::type(line), formattedlinetest::function(line)});
@@ -88,8 +144,8 @@ struct traceimpltest
     static void emptyQueue(traceimpl& dispatcher)
     {
         const lockobject lock(dispatcher.m_instanceMutex);
-        dispatcher.takeQueue();
-        dispatcher.m_spareLines.clear();
+        dispatcher.takeAll();
+        dispatcher.m_queue.m_spareLines.clear();
     }
 
     /// Waits until the writer has finished a pass that began after the call: a first pass may have

@@ -7,11 +7,18 @@ set(exported trace tracestream traceobject nullobject filetracestream rotatingfi
     hashedfunction stacktrace)
 set(allowed ${exported} StructuredException)
 
+# Of some the single functions, which their inline ones call.
+set(exported_in_part formatwriter scope scopestream tracedline)
+
 # As the compiler writes them: "5trace".
 set(mangled)
 foreach(class IN LISTS allowed)
     string(LENGTH ${class} length)
     list(APPEND mangled ${length}${class})
+endforeach()
+foreach(class IN LISTS exported_in_part)
+    string(LENGTH ${class} length)
+    list(APPEND mangled 7tolvane${length}${class})
 endforeach()
 list(JOIN mangled "|" mangled)
 
@@ -46,6 +53,12 @@ foreach(class IN LISTS exported)
     string(LENGTH ${class} length)
     if(NOT ${length}${class} IN_LIST seen)
         message(FATAL_ERROR "the class ${class} is not exported")
+    endif()
+endforeach()
+foreach(class IN LISTS exported_in_part)
+    string(LENGTH ${class} length)
+    if(NOT 7tolvane${length}${class} IN_LIST seen)
+        message(FATAL_ERROR "nothing of the class ${class} is exported")
     endif()
 endforeach()
 if(inside)

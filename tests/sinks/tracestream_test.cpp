@@ -2,6 +2,8 @@
 
 #include <tolvane/filetracestream.h>
 #include <tolvane/hashedfunction.h>
+#include <tolvane/ostreamtracestream.h>
+#include <tolvane/rotatingfilestracestream.h>
 
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/remembersink.h"
@@ -10,6 +12,7 @@
 
 #include <memory>
 #include <new>
+#include <sstream>
 #include <type_traits>
 
 /// Calls what only the library calls.
@@ -18,6 +21,14 @@ struct tracestreamtest
     static void assign(tracestream& to, const tracestream& from) { to = from; }
 
     static const void* levels(const tracestream& sink) { return sink.m_levels; }
+
+    static bool isCustom(const tracestream& sink) { return sink.m_kind == tracestream::sk_custom; }
+    static bool isStream(const tracestream& sink) { return sink.m_kind == tracestream::sk_stream; }
+    static bool isFile(const tracestream& sink) { return sink.m_kind == tracestream::sk_file; }
+    static bool isRotatingFile(const tracestream& sink)
+    {
+        return sink.m_kind == tracestream::sk_rotatingfile;
+    }
 };
 
 namespace {
@@ -26,7 +37,28 @@ static_assert(std::is_abstract_v<tracestream>);
 static_assert(std::has_virtual_destructor_v<tracestream>);
 static_assert(std::is_copy_constructible_v<remembersink>);
 static_assert(!std::is_copy_assignable_v<tracestream>, "assignment is for the library only");
-static_assert(sizeof(tracestream) == 2 * sizeof(void*), "the virtual table, then the levels");
+static_assert(sizeof(tracestream) == 3 * sizeof(void*),
+              "the virtual table, the levels, then what the sink is");
+
+/// Has a clone of its own, as a sink must have that does not want to be the library's.
+class derivedfile : public rotatingfilestracestream
+{
+public:
+    using rotatingfilestracestream::rotatingfilestracestream;
+
+    derivedfile* clone() const override { return new derivedfile(*this); }
+};
+
+class derivedstream : public ostreamtracestream<char>
+{
+public:
+    using ostreamtracestream<char>::ostreamtracestream;
+};
+
+std::unique_ptr<tracestream> cloneOf(const tracestream& sink)
+{
+    return std::unique_ptr<tracestream>(sink.clone());
+}
 
 tracelevel_t levelOf(const tracestream& sink, const char* name)
 {
@@ -195,4 +227,76 @@ TEST_CASE("a sink that runs out of memory throws and leaves nothing behind", "[s
     }
 
     CHECK(thrown == 4);
+}
+
+TEST_CASE("the clone of one of the library's sinks is known for what it is", "[sinks]")
+{
+    std::ostringstream narrow;
+    std::wostringstream wide;
+    const filetracestream file(L"name");
+    const rotatingfilestracestream rotating(L"name", 2, 1, 1);
+    const ostreamtracestream<char> stream(narrow);
+    const ostreamtracestream<wchar_t> wideStream(wide);
+
+    CHECK(tracestreamtest::isFile(*cloneOf(file)));
+    CHECK(tracestreamtest::isRotatingFile(*cloneOf(rotating)));
+    CHECK(tracestreamtest::isStream(*cloneOf(stream)));
+    CHECK(tracestreamtest::isStream(*cloneOf(wideStream)));
+    CHECK(tracestreamtest::isFile(*cloneOf(*cloneOf(file))));
+}
+
+TEST_CASE("what a constructor makes may be part of a derived sink, and is not known", "[sinks]")
+{
+    std::ostringstream stream;
+    const filetracestream file(L"name");
+    const std::unique_ptr<tracestream> cloned = cloneOf(file);
+
+    CHECK(tracestreamtest::isCustom(file));
+    CHECK(tracestreamtest::isCustom(filetracestream(static_cast<filetracestream&>(*cloned))));
+    CHECK(tracestreamtest::isCustom(ostreamtracestream<char>(stream)));
+    CHECK(tracestreamtest::isCustom(remembersink()));
+    CHECK(tracestreamtest::isCustom(*cloneOf(remembersink())));
+}
+
+TEST_CASE("a sink derived from one of the library's is known only where the library's is cloned",
+          "[sinks]")
+{
+    std::ostringstream stream;
+
+    CHECK(tracestreamtest::isCustom(*cloneOf(derivedfile(L"name", 2, 1, 1))));
+    CHECK(tracestreamtest::isStream(*cloneOf(derivedstream(stream))));
+}
+
+TEST_CASE("an assigned sink stays what it is", "[sinks]")
+{
+    const std::unique_ptr<tracestream> file = cloneOf(filetracestream(L"name"));
+    remembersink custom;
+
+    tracestreamtest::assign(custom, *file);
+    CHECK(tracestreamtest::isCustom(custom));
+    tracestreamtest::assign(*file, custom);
+    CHECK(tracestreamtest::isFile(*file));
+}
+
+TEST_CASE("clearing to a level without memory leaves every level as it was", "[sinks]")
+{
+    remembersink sink;
+    sink.setLevel(tl_info);
+    sink.setLevel(tl_debug, L"a::b");
+    int thrown = 0;
+    bool isCleared = false;
+    for (unsigned long long after = 0; !isCleared; ++after) {
+        try {
+            const allocations::failure failure(after);
+            sink.clearLevels(tl_warning);
+            isCleared = true;
+        } catch (const std::bad_alloc&) {
+            ++thrown;
+            REQUIRE(levelOf(sink, "x") == tl_info);
+            REQUIRE(levelOf(sink, "a::b") == tl_debug);
+        }
+    }
+
+    CHECK(thrown > 1);
+    CHECK(levelOf(sink, "a::b") == tl_warning);
 }

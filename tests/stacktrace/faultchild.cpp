@@ -1,9 +1,11 @@
 #include "tests/stacktrace/faultchild.h"
 
+#include <tolvane/hashedfunction.h>
 #include <tolvane/ostreamtracestream.h>
 #include <tolvane/stacktrace.h>
 #include <tolvane/trace.h>
 
+#include "tests/helpers/sinkset.h"
 #include "tests/helpers/threadend.h"
 #include "tests/stacktrace/faultraisers.h"
 
@@ -216,13 +218,54 @@ void endWithThreadLocal(const std::string& name)
     leaveFault(name);
 }
 
+/// Its second line faults.
+class faultingsink : public tracestream
+{
+public:
+    void log(const formattedline&) override
+    {
+        say("logged " + std::to_string(++m_lines));
+        if (m_lines == 2) {
+            faultWithWitness();
+        }
+    }
+
+    unsigned long long id() const override { return 1; }
+    faultingsink* clone() const override { return new faultingsink; }
+
+private:
+    int m_lines = 0;
+};
+
+void faultInSink(const std::string& name)
+{
+    selectFault(name);
+    const hashedfunction function("void f()");
+    sinkset sinks;
+    sinks.add<faultingsink>(tl_info);
+    linebatch batch;
+    for (const wchar_t* const body : {L"one", L"two", L"three"}) {
+        batch.add(tl_info, function, body);
+    }
+    passwriter pass(sinks.sinks(), sinks.progress());
+    pass.write(batch.lines());
+    sayWhether(sinks.counts(1).written == 1 && sinks.counts(1).lost[trace::destination] == 2,
+               "counted");
+    try {
+        std::rethrow_exception(pass.fault());
+    } catch (const std::exception& exception) {
+        say(std::string("caught ") + exception.what());
+    }
+}
+
 faultcases allCases()
 {
     faultcases cases = {{"caught", catchEach},        {"missed", missFault},
                         {"uncaught", leaveFault},     {"noexcept", callNoexcept},
                         {"many", catchMany},          {"signal", raiseSignal},
                         {"signal-twice", raiseTwice}, {"pure", callPure},
-                        {"throw", throwUncaught},     {"thread-local", endWithThreadLocal}};
+                        {"throw", throwUncaught},     {"thread-local", endWithThreadLocal},
+                        {"sink", faultInSink}};
     cases.merge(platformFaultCases());
     cases.merge(directFaultCases());
     return cases;

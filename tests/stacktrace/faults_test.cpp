@@ -49,6 +49,20 @@ TEST_CASE("a fault is caught as std::exception where a catch stands", "[stacktra
     }
 }
 
+TEST_CASE("a fault in a sink is kept for the caller of the pass, and the sink is not called again",
+          "[stacktrace]")
+{
+    for (const char* fault : {"read", "execute-null", "divide-integer"}) {
+        INFO(fault);
+        const childresult result = run("sink", "other", fault);
+
+        CHECK(reports(result) == 0);
+        CHECK(result.output.find("logged 1\nlogged 2\ndestroyed\nok counted\ncaught The thread ") ==
+              0);
+        CHECK(count(result.output, "returned\n") == 1);
+    }
+}
+
 TEST_CASE("an uncaught fault is reported once and ends its thread with 1001", "[stacktrace]")
 {
     for (const char* fault :

@@ -2,18 +2,18 @@
 
 #include <tolvane/hashedfunction.h>
 
-#include "stacktrace/callstack.h"
-#include "stacktrace/registry.h"
-#include "support/mutex.h"
 #include "support/threadid.h"
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/lockholder.h"
 #include "tests/helpers/sanitizer.h"
+#include "tests/helpers/stacktracetest.h"
+#include "tests/helpers/wholethread.h"
 
 #include <catch2/catch.hpp>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <list>
 #include <memory>
@@ -22,35 +22,6 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
-
-/// Looks into the registry of all threads.
-struct stacktracetest
-{
-    static std::size_t entries()
-    {
-        const tolvane::Auto_Mutex lock(stacktrace::m_staticmutex());
-        return stacktrace::m_alltraces().size();
-    }
-
-    static bool knows(unsigned int threadId)
-    {
-        const tolvane::Auto_Mutex lock(stacktrace::m_staticmutex());
-        return stacktrace::m_alltraces().count(threadId) != 0;
-    }
-
-    static float maximumLoad() { return stacktrace::m_alltraces().max_load_factor(); }
-
-    /// Empties the stack that an ended thread has left, which must not confuse a later thread.
-    static void empty(unsigned int threadId)
-    {
-        const tolvane::Auto_Mutex lock(stacktrace::m_staticmutex());
-        stacktrace::m_alltraces().at(threadId).clear();
-    }
-
-    static tolvane::Mutex& mutex() { return stacktrace::m_staticmutex(); }
-
-    static void push(stacktrace& stack, const hashedfunction* function) { stack.push(function); }
-};
 
 namespace {
 
@@ -103,6 +74,26 @@ auto onNewThread(const action_t& action)
 const hashedfunction* const a = function(0);
 const hashedfunction* const b = function(1);
 const hashedfunction* const c = function(2);
+
+/// Traces when its thread destroys its thread_local objects, and tells what is on the stack then.
+functions* lateContent = nullptr;
+
+struct latetracer
+{
+    ~latetracer()
+    {
+        // not by a member: where thread_local is emulated, the object's memory may be free already
+        if (functions* const told = lateContent) {
+            stacktrace::down(c);
+            *told = contentOf(stacktrace::getTrace());
+            stacktrace::up();
+        }
+    }
+
+    void use() {}
+};
+
+thread_local latetracer late;
 
 } // namespace
 
@@ -226,27 +217,155 @@ TEST_CASE("each thread has its own stack, and all are found together", "[stacktr
 
     CHECK(contains(stacks, {a}));
     CHECK(contains(stacks, {b, c, b}));
-    CHECK(stacks.size() == tester::entries());
+    CHECK(stacks.size() == tester::threads());
     CHECK(contentOf(stacktrace::getTrace()) == functions{a});
     release.set_value();
     other.join();
     stacktrace::up();
 }
 
-TEST_CASE("threads that have ended keep their entries", "[stacktrace]")
+TEST_CASE("a thread that has ended with functions on its stack is still shown", "[stacktrace]")
 {
     unsigned int id = 0;
-    std::thread([&id] {
+    wholethread([&id] {
         id = tolvane::currentThreadId();
         stacktrace::down(b);
         stacktrace::down(b);
         stacktrace::down(c);
     }).join();
 
-    CHECK(tester::knows(id));
+    CHECK(tester::hasEntry(id));
     CHECK(contains(stacktrace::getTraces(), {b, b, c}));
-    CHECK(stacktrace::getTraces().size() == tester::entries());
+    CHECK(stacktrace::getTraces().size() == tester::threads());
     tester::empty(id);
+}
+
+TEST_CASE("of a thread that has ended an empty stack is shown, and its number alone is kept",
+          "[stacktrace]")
+{
+    unsigned int id = 0;
+    wholethread([&id] {
+        id = tolvane::currentThreadId();
+        stacktrace::down(b);
+        stacktrace::up();
+    }).join();
+
+    CHECK(tester::knows(id));
+    CHECK_FALSE(tester::hasEntry(id));
+    CHECK(stacktrace::getTraces().size() == tester::threads());
+}
+
+TEST_CASE("threads that come and go leave at most 16 bytes each behind", "[stacktrace]")
+{
+    constexpr std::size_t mostThreads = 100000;
+    constexpr std::size_t fewestThreads = 2000; // however slow the machine is
+    constexpr std::chrono::seconds enough{4};
+    constexpr long long bytesEach = 16;
+    constexpr long long otherUses = 4096; // of threads of other tests
+    const auto start = std::chrono::steady_clock::now();
+    std::size_t newOnes = 0; // a number comes again sooner or later
+    wholethread([] { stacktrace::up(); }).join();
+    const std::size_t known = tester::threads();
+    const long long before = allocations::bytesInUse();
+
+    for (std::size_t count = 0;
+         count < fewestThreads ||
+         (count < mostThreads && std::chrono::steady_clock::now() - start < enough);
+         ++count) {
+        wholethread([&newOnes] {
+            newOnes += tester::knows(tolvane::currentThreadId()) ? 0U : 1U;
+            stacktrace::down(a);
+            stacktrace::up();
+        }).join();
+    }
+
+    CHECK(allocations::bytesInUse() - before <=
+          bytesEach * static_cast<long long>(newOnes) + otherUses);
+    CHECK(tester::threads() == known + newOnes);
+    CHECK(stacktrace::getTraces().size() == known + newOnes);
+}
+
+TEST_CASE("a thread may trace while its thread_local objects are destroyed", "[stacktrace]")
+{
+    functions content;
+    lateContent = &content;
+    unsigned int id = 0;
+    wholethread([&] {
+        id = tolvane::currentThreadId();
+        late.use();
+        stacktrace::down(a);
+        stacktrace::up();
+    }).join();
+
+    lateContent = nullptr;
+    CHECK(content == functions{c});
+    CHECK(tester::knows(id));
+    CHECK(stacktrace::getTraces().size() == tester::threads());
+}
+
+TEST_CASE("a thread that ends when memory is out is not lost", "[stacktrace]")
+{
+    for (int count = 0; count < 50; ++count) { // one of them would need memory at its end
+        unsigned int id = 0;
+        wholethread([&id] {
+            id = tolvane::currentThreadId();
+            stacktrace::up();
+            alignas(
+                allocations::failure) static unsigned char forGood[sizeof(allocations::failure)];
+            new (forGood) allocations::failure;
+        }).join();
+        if (!tester::knows(id)) {
+            FAIL("thread " << count << " is lost");
+        }
+    }
+
+    CHECK(stacktrace::getTraces().size() == tester::threads());
+}
+
+TEST_CASE("all stacks may be asked for while threads come and go", "[stacktrace]")
+{
+    constexpr int threadsAtATime = 8;
+    const int rounds = sanitizer::present ? 40 : 150;
+    std::atomic<int> running{threadsAtATime};
+    std::vector<std::thread> starters;
+    for (int starter = 0; starter < threadsAtATime; ++starter) {
+        starters.emplace_back([&running, rounds, starter] {
+            for (int round = 0; round < rounds; ++round) {
+                wholethread([starter, round] {
+                    const int depth = (starter + round) % 3 == 0 ? 50 : 3; // some stacks must grow
+                    for (int i = 0; i < depth; ++i) {
+                        stacktrace::down(a);
+                    }
+                    for (int i = 0; i < depth; ++i) {
+                        stacktrace::up();
+                    }
+                }).join();
+            }
+            --running;
+        });
+    }
+
+    bool areAllThere = true;
+    bool areSound = true;
+    while (running != 0) {
+        const std::size_t before = tester::threads();
+        const std::list<stacktrace> stacks = stacktrace::getTraces();
+        const std::size_t after = tester::threads();
+        areAllThere =
+            areAllThere && stacks.size() >= before && stacks.size() <= after + threadsAtATime;
+        for (const stacktrace& stack : stacks) {
+            const functions content = contentOf(stack);
+            areSound = areSound && content.size() <= 50 &&
+                       std::count(content.begin(), content.end(), nullptr) == 0;
+        }
+    }
+    for (std::thread& starter : starters) {
+        starter.join();
+    }
+
+    CHECK(areAllThere);
+    CHECK(areSound);
+    CHECK(stacktrace::getTraces().size() == tester::threads());
 }
 
 TEST_CASE("a thread that gets an ended one's number goes on with its empty stack", "[stacktrace]")
@@ -263,7 +382,7 @@ TEST_CASE("a thread that gets an ended one's number goes on with its empty stack
         }
     }
 
-    CHECK(stacktrace::getTraces().size() == tester::entries());
+    CHECK(stacktrace::getTraces().size() == tester::threads());
 }
 
 TEST_CASE("all stacks are found while another thread holds the registry's lock", "[stacktrace]")
@@ -277,11 +396,6 @@ TEST_CASE("all stacks are found while another thread holds the registry's lock",
     holder.release();
     stacktrace::up();
     stacktrace::up();
-}
-
-TEST_CASE("the registry has the standard load factor", "[stacktrace]")
-{
-    CHECK(tester::maximumLoad() == 1.0F);
 }
 
 TEST_CASE("a stack beyond its depth has no function", "[stacktrace]")
@@ -384,7 +498,7 @@ TEST_CASE("a thread whose entry once could not be made is found all the same", "
 
         CHECK(found);
     }
-    CHECK(stacktrace::getTraces().size() == tester::entries());
+    CHECK(stacktrace::getTraces().size() == tester::threads());
 }
 
 TEST_CASE("a function that was made just now may be read from another thread's stack",
@@ -462,5 +576,5 @@ TEST_CASE("stacks may be read while their threads push, pop and appear", "[stack
 
     CHECK(nameless == 0);
     CHECK(deepest <= depth + 1);
-    CHECK(stacktrace::getTraces().size() == tester::entries());
+    CHECK(stacktrace::getTraces().size() == tester::threads());
 }

@@ -10,9 +10,11 @@
 
 namespace {
 
+/// \return whether all bytes were appended.
 bool appendToFile(const std::string& path, const std::string& bytes)
 {
-    return tolvane::appendToFile(path, bytes.data(), bytes.size());
+    const tolvane::Appended appended = tolvane::appendToFile(path, bytes.data(), bytes.size());
+    return appended.isOpened && appended.count == bytes.size();
 }
 
 } // namespace
@@ -52,9 +54,12 @@ TEST_CASE("a file that cannot be opened takes nothing and makes nothing", "[supp
 {
     const temporaryfolder folder;
 
-    CHECK_FALSE(appendToFile("", "lost"));
-    CHECK_FALSE(appendToFile(folder.path().string(), "lost"));
-    CHECK_FALSE(appendToFile((folder.path() / "missing" / "file").string(), "lost"));
+    for (const std::string& path :
+         {std::string(), folder.path().string(), (folder.path() / "missing" / "file").string()}) {
+        const tolvane::Appended appended = tolvane::appendToFile(path, "lost", 4);
+        CHECK_FALSE(appended.isOpened);
+        CHECK(appended.count == 0);
+    }
 
     CHECK(folder.entries() == 0);
 }

@@ -6,6 +6,7 @@
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/attached.h"
 #include "tests/helpers/probesink.h"
+#include "tests/helpers/remembersink.h"
 #include "tests/helpers/traceimpltest.h"
 
 #include <catch2/catch.hpp>
@@ -16,6 +17,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -298,15 +300,22 @@ TEST_CASE("an inserter that throws ends its line, and the next one is whole", "[
 TEST_CASE("a line for which there is no memory is lost as a whole, and the next one is whole",
           "[trace]")
 {
-    const tracedtest test;
-    TOLVANE_SCOPE(log);
-    {
-        const allocations::failure failing;
-        TOLVANE_LOG(log, tl_info) << 1;
-    }
-    TOLVANE_LOG(log, tl_info) << "next";
+    const remembersink sink;
+    const attached attachment(sink, tl_info);
+    const unsigned long long lost = trace::lost(trace::noMemory);
+    std::thread([] { // its first line needs memory
+        TOLVANE_SCOPE(log);
+        {
+            const allocations::failure failing;
+            TOLVANE_LOG(log, tl_info) << 1;
+        }
+        TOLVANE_LOG(log, tl_info) << "next";
+    })
+        .join();
+    trace::flush(0);
 
-    CHECK(test.queue.texts() == texts_t{L"next"});
+    CHECK(sink.bodies() == texts_t{L"next"});
+    CHECK(trace::lost(trace::noMemory) == lost + 1);
 }
 
 TEST_CASE("a format is written with its arguments in the places of its placeholders", "[trace]")

@@ -9,9 +9,11 @@
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/traceimpltest.h"
 #include "tests/helpers/traceobjecttest.h"
+#include "tests/helpers/withoutmemory.h"
 
 #include <catch2/catch.hpp>
 
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -355,39 +357,21 @@ TEST_CASE("a scope that ends on an empty call stack leaves it empty", "[trace]")
 TEST_CASE("a scope that has no memory for its entry line leaves the call stack as it was",
           "[trace]")
 {
-    const probesink sink(1);
-    const attached attachment(sink, tl_trace);
-    const heldqueue queue;
-    const hashedfunction* function = nullptr;
-    const traceobject outer(function, signature);
-    const unsigned long long before = stacktrace::getTrace().size();
-    bool failed = false;
-    {
-        const allocations::failure failing;
-        try {
-            const traceobject log(function, signature);
-        } catch (const std::bad_alloc&) {
-            failed = true;
-        }
-    }
+    const hashedfunction* function = &trace::registerfunction(signature);
 
-    CHECK(failed);
-    CHECK(stacktrace::getTrace().size() == before);
+    CHECK(withoutMemoryForItsEntryLine([&] { const traceobject log(function, signature); }));
 }
 
 TEST_CASE("a scope that has no memory for its exit line ends without it", "[trace]")
 {
-    const probesink sink(1);
-    const attached attachment(sink, tl_trace);
-    const heldqueue queue;
-    const hashedfunction* function = nullptr;
-    auto log = std::make_unique<traceobject>(function, signature);
-    {
-        const allocations::failure failing;
-        log.reset();
-    }
+    const hashedfunction* function = &trace::registerfunction(signature);
 
-    CHECK(queue.entries().size() == 1); // the entry line
+    CHECK(withoutMemoryForItsExitLine([&](const auto& raiseLevel, const auto& takeMemory) {
+        traceobject log(function, signature);
+        raiseLevel();
+        log.reset();
+        takeMemory();
+    }));
 }
 
 TEST_CASE("logtosplit writes a format up to its next placeholder and leaves the rest", "[trace]")

@@ -6,12 +6,16 @@
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/scriptedclock.h"
 #include "tests/helpers/traceimpltest.h"
+#include "trace/insidelibrary.h"
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -45,7 +49,6 @@ struct quietdispatcher
     bool queueWithoutMemory(unsigned long long allocationsBefore)
     {
         tolvane::string text(L"without memory");
-        const lockobject lock(dispatcher.m_instanceMutex);
         try {
             const allocations::failure noMemory(allocationsBefore);
             dispatcher.queueLine(tl_error, function, text);
@@ -63,6 +66,45 @@ struct quietdispatcher
     const hashedfunction& function = dispatcher.registerfunction("void a::f()");
 };
 
+/// A sink with the id 0xB that is in the middle of a line, on a thread that flushes, for as long as
+/// this lives.
+class busysink
+{
+public:
+    explicit busysink(quietdispatcher& quiet) : busysink(quiet.dispatcher, quiet.function) {}
+
+    busysink(traceimpl& dispatcher, const hashedfunction& function) : m_sink(0xB)
+    {
+        m_sink.told().onLog = [this](const std::wstring& text) {
+            if (text == L"busy") {
+                m_entered.open();
+                m_release.wait();
+            }
+        };
+        dispatcher.output(m_sink);
+        m_thread = std::thread([&] {
+            traceimpltest::queue(dispatcher, function, traceimpltest::levelForAll, L"busy");
+            dispatcher.flushQueue(0);
+        });
+        m_entered.wait();
+    }
+
+    ~busysink()
+    {
+        m_release.open();
+        m_thread.join();
+    }
+
+    busysink(const busysink&) = delete;
+    busysink& operator=(const busysink&) = delete;
+
+private:
+    probesink m_sink;
+    gate m_entered;
+    gate m_release;
+    std::thread m_thread;
+};
+
 long long millisecondsOf(const std::function<void()>& action)
 {
     const auto start = std::chrono::steady_clock::now();
@@ -78,10 +120,7 @@ TEST_CASE("a queued line holds level, function and text, and leaves the caller's
 {
     quietdispatcher quiet;
     tolvane::string text(L"a longer text that needs the heap");
-    {
-        const lockobject lock(quiet.dispatcher.m_instanceMutex);
-        quiet.dispatcher.queueLine(tl_info, quiet.function, text);
-    }
+    quiet.dispatcher.queueLine(tl_info, quiet.function, text);
 
     const auto entries = traceimpltest::entries(quiet.dispatcher);
     REQUIRE(entries.size() == 1);
@@ -296,8 +335,59 @@ TEST_CASE("a line reaches the sinks whose level for its function is at least its
     CHECK(second.events() == events_t{"clone 2", "2: b5", "2: a0"});
 }
 
-TEST_CASE("flush(0) drops its lines when the sinks stay busy, and later lines are written",
-          "[trace]")
+TEST_CASE(
+    "flush(0) drops its lines when a sink stays busy, counts them, and later lines are written",
+    "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    const probesink deaf(2);
+    quiet.dispatcher.output(sink);
+    quiet.dispatcher.output(deaf).setLevel(tl_always);
+    {
+        const busysink busy(quiet);
+        quiet.queue(3, tl_always, L"lost");
+        quiet.queue(tl_error, L"refused");
+        scriptedclock clock;
+
+        CHECK(quiet.dispatcher.flushQueue(0));
+
+        CHECK(clock.sleptMilliseconds() == 2); // and not half a second
+        CHECK(quiet.texts().empty());
+        quiet.queue(2, tl_always, L"lost");
+        CHECK(quiet.dispatcher.flushQueue(0));
+        CHECK(clock.sleptMilliseconds() == 2); // once given up, nobody waits until the sink moves
+    }
+    quiet.queue(tl_always, L"kept");
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(sink.events() == events_t{"clone 1", "1: busy", "1: kept"});
+    CHECK(quiet.dispatcher.lost(trace::busySink) == 3 * 5); // three sinks, one of them the busy one
+    CHECK(quiet.dispatcher.lost(trace::destination) == 0);
+}
+
+TEST_CASE("who holds the sinks and is in no sink's call is waited for", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    quiet.queue(tl_always, L"kept");
+    auto held = std::make_unique<heldelsewhere>(traceimpltest::streamMutex(quiet.dispatcher));
+    scriptedclock clock;
+    clock.whenSleeping([&] {
+        if (clock.sleptMilliseconds() == 500) {
+            held.reset(); // it was not scheduled until now
+        }
+    });
+
+    CHECK(quiet.dispatcher.flushQueue(0));
+
+    CHECK(sink.events() == events_t{"clone 1", "1: kept"});
+    CHECK(clock.sleptMilliseconds() == 500);
+    CHECK(quiet.dispatcher.lost(trace::busySink) == 0);
+}
+
+TEST_CASE("a holder of the sinks that does not get on for a second costs the lines", "[trace]")
 {
     quietdispatcher quiet;
     const probesink sink(1);
@@ -305,29 +395,53 @@ TEST_CASE("flush(0) drops its lines when the sinks stay busy, and later lines ar
     quiet.queue(tl_always, L"lost");
     {
         const heldelsewhere held(traceimpltest::streamMutex(quiet.dispatcher));
-        scriptedclock clock;
-        constexpr unsigned long long ticksPerMillisecond = 10000;
-        clock.setTicksPerSleep(ticksPerMillisecond);
+        const scriptedclock clock;
 
         CHECK(quiet.dispatcher.flushQueue(0));
 
-        CHECK(clock.sleptMilliseconds() == 2); // and not half a second
+        CHECK(clock.sleptMilliseconds() == 1000);
     }
     CHECK(quiet.texts().empty());
-    quiet.queue(tl_always, L"kept");
-    quiet.dispatcher.flushQueue(0);
-
-    CHECK(sink.events() == events_t{"clone 1", "1: kept"});
+    CHECK(quiet.dispatcher.lost(trace::busySink) == 1);
 }
 
-TEST_CASE("the writer drops its lines when the sinks stay busy, and writes later ones", "[trace]")
+TEST_CASE("a flush of nothing never waits, however busy the sinks are", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1));
+    const heldelsewhere held(traceimpltest::streamMutex(quiet.dispatcher));
+    const scriptedclock clock;
+
+    CHECK(quiet.dispatcher.flushQueue(0));
+
+    CHECK(clock.sleeps() == 0);
+}
+
+TEST_CASE("a producer that waits for the sinks goes on when somebody else has taken the lines",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    quiet.queue(2000, tl_always, L"line");
+    auto held = std::make_unique<heldelsewhere>(traceimpltest::streamMutex(quiet.dispatcher));
+    scriptedclock clock;
+    clock.whenSleeping([&] { traceimpltest::emptyQueue(quiet.dispatcher); });
+
+    quiet.queue(tl_always, L"line");
+
+    CHECK(clock.sleeps() == 1);
+    CHECK(sink.events() == events_t{"clone 1"});
+}
+
+TEST_CASE("the writer drops its lines when a sink stays busy, and writes later ones", "[trace]")
 {
     traceimpl dispatcher;
     const hashedfunction& function = dispatcher.registerfunction("void f()");
     const probesink sink(1);
     dispatcher.output(sink);
     {
-        const tolvane::Auto_Mutex held(traceimpltest::streamMutex(dispatcher));
+        const busysink busy(dispatcher, function); // in a thread that flushes
         traceimpltest::queue(dispatcher, function, tl_always, L"lost");
         REQUIRE(traceimpltest::waitForWriter(dispatcher));
         CHECK(traceimpltest::entries(dispatcher).empty());
@@ -335,7 +449,8 @@ TEST_CASE("the writer drops its lines when the sinks stay busy, and writes later
     traceimpltest::queue(dispatcher, function, tl_always, L"kept");
     REQUIRE(traceimpltest::waitForWriter(dispatcher));
 
-    CHECK(sink.events() == events_t{"clone 1", "1: kept"});
+    CHECK(sink.events() == events_t{"clone 1", "1: busy", "1: kept"});
+    CHECK(dispatcher.lost(trace::busySink) == 2);
 }
 
 TEST_CASE("a line queued without a sink does not reach a sink attached a pass later", "[trace]")
@@ -571,18 +686,17 @@ TEST_CASE("a record that is used again holds nothing of its line before", "[trac
     CHECK(entries[1].type == formattedline::tt_exiting);
 }
 
-TEST_CASE("in a steady flow lines allocate nothing but what goes through a custom sink", "[trace]")
+TEST_CASE("in a steady flow a thread that traces allocates nothing", "[trace]")
 {
     quietdispatcher quiet;
     tolvane::string text;
     const auto queueHundred = [&] {
-        const lockobject lock(quiet.dispatcher.m_instanceMutex);
         for (int line = 0; line < 100; ++line) {
             text.append(L"as long as every line of this flow");
             quiet.dispatcher.queueLine(tl_info, quiet.function, text);
         }
     };
-    for (int round = 0; round < 2; ++round) { // one batch becomes spare records, one the queue
+    for (int round = 0; round < 3; ++round) {
         queueHundred();
         quiet.dispatcher.flushQueue(0);
     }
@@ -593,22 +707,21 @@ TEST_CASE("in a steady flow lines allocate nothing but what goes through a custo
     CHECK(allocations::count() == before);
 }
 
-TEST_CASE("the first line gets the queue memory for all lines that it will ever hold", "[trace]")
+TEST_CASE("in a steady flow the lines that are drained need a few allocations for all", "[trace]")
 {
     quietdispatcher quiet;
-    quiet.dispatcher.output(probesink(1)).setLevel(tl_trace);
-    const auto queueMarkers = [&](int count) {
-        for (int marker = 0; marker < count; ++marker) {
+    const auto drainHundred = [&] {
+        for (int line = 0; line < 100; ++line) {
             traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_exiting);
         }
+        const unsigned long long before = allocations::count();
+        quiet.dispatcher.flushQueue(0);
+        return allocations::count() - before;
     };
-    queueMarkers(1);
+    drainHundred();
+    drainHundred();
 
-    const unsigned long long before = allocations::count();
-    queueMarkers(1999);
-
-    CHECK(allocations::count() == before + 2 * 1999); // a record and its count
-    CHECK(quiet.texts().size() == 2000);
+    CHECK(drainHundred() < 10); // the room of the queue, and what a pass begins with
 }
 
 TEST_CASE("records of long texts are not kept", "[trace]")
@@ -652,44 +765,448 @@ TEST_CASE("what is queued while lines are written stays when the memory of these
     CHECK(quiet.texts() == std::vector<std::wstring>{L"meanwhile"});
 }
 
-TEST_CASE("a line without memory is lost alone", "[trace]")
+TEST_CASE("a line without memory is lost alone, and counted", "[trace]")
 {
-    for (const bool queueHasMemory : {false, true}) {
-        for (unsigned long long allocationsBefore = 0; allocationsBefore < 4; ++allocationsBefore) {
-            quietdispatcher quiet;
+    const std::wstring longText(5000, L'x');
+    int lost = 0;
+    for (unsigned long long allocationsBefore = 0; allocationsBefore < 8; ++allocationsBefore) {
+        CAPTURE(allocationsBefore);
+        quietdispatcher quiet;
+        quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+        std::thread([&] { // one whose first line this is
+            tolvane::string text(longText.c_str());
+            bool isQueued = true;
+            try {
+                const allocations::failure noMemory(allocationsBefore);
+                quiet.dispatcher.queueLine(tl_error, quiet.function, text);
+            } catch (const std::bad_alloc&) {
+                isQueued = false;
+                ++lost;
+            }
+            CHECK(text.empty());
+            quiet.queue(tl_error, L"after");
+
             std::vector<std::wstring> expected;
-            const auto queue = [&](const wchar_t* text) {
-                quiet.queue(tl_error, text);
-                expected.emplace_back(text);
-            };
-            if (queueHasMemory) {
-                queue(L"before");
+            if (isQueued) {
+                expected.push_back(longText);
             }
-
-            const bool queued = quiet.queueWithoutMemory(allocationsBefore);
-            if (queued) {
-                expected.emplace_back(L"without memory");
-            }
-            queue(L"after");
-
+            expected.emplace_back(L"after");
             CHECK(quiet.texts() == expected);
-            CHECK((allocationsBefore > 0 || !queued));
-            CHECK((allocationsBefore < 3 || queued)); // the queue's memory, a record and its count
-        }
+            CHECK(quiet.dispatcher.lost(trace::noMemory) == (isQueued ? 0 : 1));
+        })
+            .join();
     }
+    CHECK(lost >= 3);
+    CHECK(lost < 8);
 }
 
-TEST_CASE("a queue that cannot grow leaves the spare records and the text as they were", "[trace]")
+TEST_CASE("a line for whose record there is no memory is lost alone, and counted", "[trace]")
 {
     quietdispatcher quiet;
-    quiet.queue(4, tl_error, L"earlier");
+    const probesink sink(1);
+    quiet.dispatcher.output(sink).setLevel(tl_info);
+    quiet.queue(2, tl_error, L"recorded");
+    quiet.texts();
+    quiet.queue(tl_error, L"lost");
+    quiet.queue(tl_debug, L"refused");
+    {
+        const allocations::failure noMemory;
+        traceimpltest::drain(quiet.dispatcher);
+    }
+    quiet.queue(tl_error, L"after");
+
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"recorded", L"recorded", L"after"});
+    CHECK(quiet.dispatcher.lost(trace::noMemory) == 1);
+}
+
+TEST_CASE("a pass that has no memory to begin with loses its lines, and counts them", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    quiet.queue(4, tl_error, L"lost");
+    quiet.texts(); // drained
+    {
+        const allocations::failure noMemory;
+        quiet.dispatcher.flushQueue(0);
+    }
+
+    CHECK(quiet.texts().empty());
+    CHECK(quiet.dispatcher.lost(trace::noMemory) == 4);
+}
+
+TEST_CASE("a thread that is in a sink's call starts no pass: its flushes return at once", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    bool flushed = true;
+    bool waited = true;
+    bool synced = true;
+    sink.told().onLog = [&](const std::wstring& text) {
+        if (text == L"outer") {
+            quiet.queue(tl_always, L"inner");
+            flushed = quiet.dispatcher.flushQueue(0);
+            waited = quiet.dispatcher.flushQueue(1000);
+            synced = quiet.dispatcher.sync(1000);
+        }
+    };
+    quiet.dispatcher.output(sink);
+    quiet.queue(tl_always, L"outer");
+    const scriptedclock clock;
+
     quiet.dispatcher.flushQueue(0);
-    REQUIRE(traceimpltest::spareLines(quiet.dispatcher) == 4);
 
-    CHECK_FALSE(quiet.queueWithoutMemory(0));
+    CHECK_FALSE(flushed);
+    CHECK_FALSE(waited);
+    CHECK_FALSE(synced);
+    CHECK(clock.sleeps() == 0);
+    CHECK(sink.events() == events_t{"clone 1", "1: outer"});
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"inner"});
+}
 
-    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 4);
-    CHECK(quiet.unqueued == L"without memory");
-    traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_starting);
-    CHECK(quiet.texts() == std::vector<std::wstring>{L""});
+TEST_CASE("what a sink traces beyond 2000 lines is dropped and counted", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    sink.told().onLog = [&](const std::wstring& text) {
+        if (text == L"outer") {
+            quiet.queue(2100, tl_always, L"inner");
+        }
+    };
+    quiet.dispatcher.output(sink);
+    quiet.queue(tl_always, L"outer");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(quiet.texts().size() == 2000);
+    CHECK(quiet.dispatcher.lost(trace::busySink) == 100);
+    quiet.dispatcher.flushQueue(0);
+    CHECK(sink.events().size() == 2 + 2000);
+}
+
+TEST_CASE("the limits hold for the lines of all threads together", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink).setLevel(tl_info);
+    const auto elsewhere = [&](int count, tracelevel_t level) {
+        std::thread([&] { quiet.queue(count, level, L"line"); }).join();
+    };
+
+    elsewhere(400, tl_trace);
+    elsewhere(599, tl_info);
+    quiet.queue(tl_info, L"line");
+    CHECK(quiet.texts().size() == 1000);
+    elsewhere(1, tl_trace); // the 1001st
+    CHECK(quiet.texts().size() == 600);
+
+    elsewhere(1000, tl_info);
+    elsewhere(100, tl_trace);
+    quiet.queue(400, tl_info, L"line");
+    CHECK(quiet.texts().size() == 2000);
+    CHECK(sink.events() == events_t{"clone 1"});
+    elsewhere(1, tl_info); // the 2001st
+    CHECK(quiet.texts().empty());
+    CHECK(sink.events().size() == 2002);
+}
+
+TEST_CASE("threads that trace at once go beyond the limits by a line each at most", "[trace]")
+{
+    constexpr int threadCount = 4;
+    quietdispatcher quiet;
+    std::atomic<bool> isHeld{true};
+    gate entered;
+    const probesink sink(1);
+    std::size_t most = 0;
+    sink.told().onLog = [&](const std::wstring& text) {
+        if (text == L"first") {
+            entered.open();
+            while (isHeld) {
+                quiet.texts(); // drains
+                most = std::max(most, traceimpltest::waiting(quiet.dispatcher));
+            }
+        }
+    };
+    quiet.dispatcher.output(sink).setLevel(tl_info);
+    quiet.queue(tl_info, L"first");
+    std::thread flushing([&] { quiet.dispatcher.flushQueue(0); });
+    entered.wait();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&] { quiet.queue(20000, tl_info, L"line"); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    isHeld = false;
+    flushing.join();
+
+    CHECK(most <= 2000 + threadCount);
+    CHECK(most > 500);
+    quiet.dispatcher.flushQueue(0);
+    CHECK(quiet.dispatcher.lost(trace::busySink) + sink.events().size() - 1 ==
+          threadCount * 20000 + 1);
+}
+
+TEST_CASE("between 1000 and 2000 lines what no sink takes takes no lock", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    gate isFull;
+    gate isHeld;
+    bool finished = false;
+    std::thread tracing([&] {
+        quiet.queue(1100, tl_info, L"taken");
+        isFull.open();
+        isHeld.wait();
+        quiet.queue(5000, tl_debug, L"refused");
+        finished = true;
+    });
+    isFull.wait();
+    {
+        const lockobject held(quiet.dispatcher.m_instanceMutex);
+        isHeld.open();
+        tracing.join();
+    }
+
+    CHECK(finished);
+    CHECK(quiet.texts().size() == 1100);
+    CHECK(traceimpltest::counts(quiet.dispatcher, 1).refused == 5000);
+}
+
+TEST_CASE("lines of a usual number take no lock", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    gate isReady;
+    gate isHeld;
+    std::thread tracing([&] {
+        quiet.queue(1, tl_info, L"first"); // this one makes the thread known
+        isReady.open();
+        isHeld.wait();
+        quiet.queue(30, tl_info, L"line");
+        traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_exiting);
+    });
+    isReady.wait();
+    {
+        const lockobject held(quiet.dispatcher.m_instanceMutex);
+        const heldelsewhere heldToo(traceimpltest::streamMutex(quiet.dispatcher));
+        isHeld.open();
+        tracing.join();
+    }
+
+    CHECK(quiet.texts().size() == 32);
+}
+
+TEST_CASE("sync is at once true when nothing is queued, or no sink is attached", "[trace]")
+{
+    quietdispatcher quiet;
+    const scriptedclock clock;
+
+    CHECK(quiet.dispatcher.sync(0));
+    quiet.queue(tl_always, L"nobody's");
+    CHECK(quiet.dispatcher.sync(0));
+    traceimpltest::emptyQueue(quiet.dispatcher);
+    quiet.dispatcher.output(probesink(1));
+    CHECK(quiet.dispatcher.sync(0));
+    CHECK(clock.sleeps() == 0);
+}
+
+TEST_CASE("sync of 0 milliseconds only asks", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    quiet.queue(tl_always, L"line");
+    const scriptedclock clock;
+
+    CHECK_FALSE(quiet.dispatcher.sync(0));
+    CHECK(clock.sleeps() == 0);
+    CHECK(quiet.texts().size() == 1);
+
+    quiet.dispatcher.flushQueue(0);
+    CHECK(quiet.dispatcher.sync(0));
+}
+
+TEST_CASE("sync waits for the writer, however often others trace meanwhile", "[trace]")
+{
+    traceimpl dispatcher;
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    const probesink sink(1);
+    dispatcher.output(sink);
+    std::atomic<bool> goOn{true};
+    std::thread other([&] {
+        while (goOn) {
+            traceimpltest::queue(dispatcher, function, tl_always, L"other");
+            std::this_thread::yield();
+        }
+    });
+
+    for (int round = 0; round < 20; ++round) {
+        traceimpltest::queue(dispatcher, function, tl_always, std::to_wstring(round).c_str());
+        CHECK(dispatcher.sync(10000));
+        const events_t events = sink.events();
+        CHECK(std::find(events.begin(), events.end(), "1: " + std::to_string(round)) !=
+              events.end());
+    }
+    goOn = false;
+    other.join();
+}
+
+TEST_CASE("sync writes itself where no writer runs", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    quiet.queue(tl_always, L"line");
+
+    CHECK(quiet.dispatcher.sync(10000));
+
+    CHECK(sink.events() == events_t{"clone 1", "1: line"});
+}
+
+TEST_CASE("sync waits for a batch that is being written, and gives up in time", "[trace]")
+{
+    quietdispatcher quiet;
+    auto busy = std::make_unique<busysink>(quiet);
+    scriptedclock clock;
+
+    CHECK_FALSE(quiet.dispatcher.sync(0));
+    CHECK_FALSE(quiet.dispatcher.sync(50));
+    CHECK(clock.sleptMilliseconds() == 50);
+
+    clock.whenSleeping([&] { busy.reset(); });
+    CHECK(quiet.dispatcher.sync(10));
+}
+
+TEST_CASE("sync is true when the lines were lost", "[trace]")
+{
+    quietdispatcher quiet;
+    {
+        const busysink busy(quiet);
+        quiet.queue(3, tl_always, L"lost");
+        quiet.dispatcher.flushQueue(0);
+        CHECK(quiet.dispatcher.lost(trace::busySink) == 3);
+        CHECK_FALSE(quiet.dispatcher.sync(0)); // of the busy sink's own line nothing is known yet
+    }
+    CHECK(quiet.dispatcher.sync(0));
+}
+
+TEST_CASE("each record is written, lost or refused once for each sink", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink throwing(1);
+    throwing.told().onLog = [](const std::wstring& text) {
+        if (text == L"bad") {
+            throw std::runtime_error("broken sink");
+        }
+    };
+    quiet.queue(7, tl_always, L"nobody's");
+    quiet.dispatcher.flushQueue(0);
+    quiet.dispatcher.output(throwing).setLevel(tl_info);
+    quiet.dispatcher.output(probesink(2)).setLevel(tl_debug);
+    quiet.queue(5, tl_info, L"good");
+    quiet.queue(4, tl_info, L"bad");
+    quiet.queue(3, tl_debug, L"debug");
+    quiet.queue(2, tl_trace, L"trace");
+
+    quiet.dispatcher.flushQueue(0);
+
+    const sinkcounts& first = traceimpltest::counts(quiet.dispatcher, 1);
+    CHECK(first.written == 5);
+    CHECK(first.lost[trace::destination] == 4);
+    CHECK(first.refused == 5);
+    const sinkcounts& second = traceimpltest::counts(quiet.dispatcher, 2);
+    CHECK(second.written == 12);
+    CHECK(second.refused == 2);
+    CHECK(traceimpltest::nobodys(quiet.dispatcher) == 7);
+    CHECK(quiet.dispatcher.lost(trace::destination) == 4);
+
+    quiet.dispatcher.remove(throwing);
+    CHECK(quiet.dispatcher.lost(trace::destination) == 4); // what is lost stays lost
+}
+
+TEST_CASE("pruned lines are refused once by each sink", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_error);
+    quiet.dispatcher.output(probesink(2)).setLevel(tl_warning);
+
+    quiet.queue(1001, tl_info, L"refused");
+    CHECK(quiet.texts().empty());
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(traceimpltest::counts(quiet.dispatcher, 1).refused == 1001);
+    CHECK(traceimpltest::counts(quiet.dispatcher, 2).refused == 1001);
+}
+
+TEST_CASE("nothing is lost for a reason that there is not", "[trace]")
+{
+    quietdispatcher quiet;
+
+    CHECK(quiet.dispatcher.lost(static_cast<trace::lossreason>(-1)) == 0);
+    CHECK(quiet.dispatcher.lost(static_cast<trace::lossreason>(4)) == 0);
+}
+
+TEST_CASE("a line that a handler traces while its thread stages another is lost alone, and counted",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    quiet.queue(tl_info, L"before");
+    {
+        const insidelibrary staging; // as the handler finds its thread
+        quiet.queue(tl_info, L"interrupts");
+        quiet.queue(tl_debug, L"refused");
+        traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_exiting);
+    }
+    quiet.queue(tl_info, L"after");
+
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"before", L"after"});
+    CHECK(quiet.dispatcher.lost(trace::noMemory) == 1);
+    CHECK(traceimpltest::counts(quiet.dispatcher, 1).refused == 2);
+}
+
+TEST_CASE("more interrupted lines than can be noted are counted all the same", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    quiet.queue(tl_info, L"before");
+    {
+        const insidelibrary staging;
+        quiet.queue(200, tl_info, L"interrupts");
+    }
+    traceimpltest::drain(quiet.dispatcher);
+
+    CHECK(quiet.dispatcher.lost(trace::noMemory) == 200);
+}
+
+TEST_CASE("a thread's lines come out when it has ended", "[trace]")
+{
+    quietdispatcher quiet;
+    for (int thread = 0; thread < 10; ++thread) {
+        std::thread([&] { quiet.queue(50, tl_info, L"line"); }).join();
+    }
+
+    CHECK(quiet.texts().size() == 500);
+}
+
+TEST_CASE("a thread that has left its stage queues behind all that is staged", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink).setLevel(tl_info);
+    quiet.queue(tl_info, L"of another thread");
+    std::thread([&] {
+        quiet.queue(tl_info, L"of the thread");
+        traceimpltest::leaveThread();
+        quiet.queue(tl_info, L"late");
+        traceimpltest::queueMarker(quiet.dispatcher, quiet.function, formattedline::tt_exiting);
+        CHECK(quiet.texts() ==
+              std::vector<std::wstring>{L"of another thread", L"of the thread", L"late", L""});
+        quiet.queue(1997, tl_always, L"line");
+        quiet.queue(tl_always, L"the 2001st");
+    }).join();
+
+    CHECK(quiet.texts().empty());
+    CHECK(sink.events().size() == 1 + 2001);
 }

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <tolvane/trace.h>
+
+#include <atomic>
+#include <map>
+
+class tracestream;
+
+/// What became of the records that one sink was offered.
+///
+/// Counted by whoever holds the sink lock or the instance lock, read by anybody: each count is
+/// atomic by itself, and relaxed, since nothing is concluded from two of them together.
+struct sinkcounts
+{
+    static constexpr int reasons = trace::ended + 1;
+
+    std::atomic<unsigned long long> written{0};
+    std::atomic<unsigned long long> refused{0}; ///< by the sink's level
+    std::atomic<unsigned long long> lost[reasons]{};
+
+    void lose(trace::lossreason reason, unsigned long long lines = 1) noexcept
+    {
+        lost[reason].fetch_add(lines, std::memory_order_relaxed);
+    }
+};
+
+/// A sink that is attached to the dispatcher.
+struct attachedsink
+{
+    tracestream* sink = nullptr; ///< owned by the dispatcher
+    sinkcounts counts;
+    bool isFaulty = false; ///< a hardware fault came from it: it is not called any more, and not
+                           ///< destroyed. Guarded by the sink lock.
+};
+
+/// By id, which is the order of every walk.
+using sinkmap_t = std::map<unsigned long long, attachedsink>;

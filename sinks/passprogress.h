@@ -1,0 +1,53 @@
+#pragma once
+
+#include <atomic>
+
+/// What the holder of the sink lock is doing, for threads that wait for the lock: they tell a sink
+/// that is busy from a holder that merely was not scheduled.
+///
+/// Written by the holder of the sink lock, read by anybody.
+class passprogress
+{
+public:
+    /// Changes whenever the holder gets on. Relaxed: it only decides how long to wait.
+    unsigned long long moves() const noexcept { return m_moves.load(std::memory_order_relaxed); }
+
+    /// Whether the holder is in a call of a sink that is none of the library's own file sinks, and
+    /// that may therefore take as long as it likes.
+    bool isInForeignCall() const noexcept { return m_isForeign.load(std::memory_order_relaxed); }
+
+    /// The holder got on.
+    void move() noexcept
+    {
+        m_moves.store(m_moves.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+
+    /// Marks a call of such a sink, for a block.
+    class foreigncall
+    {
+    public:
+        explicit foreigncall(passprogress& progress) noexcept
+            : m_progress(progress), m_outer(progress.m_isForeign.load(std::memory_order_relaxed))
+        {
+            m_progress.move();
+            m_progress.m_isForeign.store(true, std::memory_order_relaxed);
+        }
+
+        ~foreigncall()
+        {
+            m_progress.m_isForeign.store(m_outer, std::memory_order_relaxed);
+            m_progress.move();
+        }
+
+        foreigncall(const foreigncall&) = delete;
+        foreigncall& operator=(const foreigncall&) = delete;
+
+    private:
+        passprogress& m_progress;
+        const bool m_outer; ///< a sink's call may lead to another one's
+    };
+
+private:
+    std::atomic<unsigned long long> m_moves{0};
+    std::atomic<bool> m_isForeign{false};
+};

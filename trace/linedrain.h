@@ -1,0 +1,79 @@
+#pragma once
+
+#include "support/stamps.h"
+#include "trace/stage.h"
+
+#include <cstddef>
+#include <vector>
+
+/// The stages of all threads, and what takes their lines from them in the order in which they were
+/// made.
+///
+/// Every member needs the instance lock.
+class linedrain
+{
+public:
+    linedrain() = default;
+    ~linedrain();
+
+    linedrain(const linedrain&) = delete;
+    linedrain& operator=(const linedrain&) = delete;
+
+    /// Adds the stage of a thread that is new here, which is released when the thread has left and
+    /// its lines are taken. Throws std::bad_alloc, and the stage is the caller's then.
+    void add(stage* added);
+
+    /// Lines that are staged.
+    std::size_t pending() const noexcept;
+
+    /// Takes every line that was staged before the call, and none that was staged after it began: a
+    /// line that was made after another one never overtakes it.
+    ///
+    /// \param take  called with each line and its stage; throws nothing.
+    /// \return the stamp up to which lines were taken.
+    template <class take_t>
+    unsigned long long run(const take_t& take) noexcept
+    {
+        const unsigned long long upTo = tolvane::stamps::nowBeforeReading();
+        collect(upTo);
+        while (!m_waiting.empty()) {
+            stage& from = *nextStage();
+            const unsigned long long runUpTo = oldestElsewhere(upTo);
+            const stagedline* line = from.oldest(upTo);
+            do {
+                take(*line, from);
+                from.take();
+                line = from.oldest(upTo);
+            } while (line && line->stamp <= runUpTo);
+            if (line) {
+                putBack(from, line->stamp);
+            }
+        }
+        return upTo;
+    }
+
+    /// Lines that threads did not stage since no sink would take them, since the last call.
+    unsigned long long takeRefused() noexcept;
+
+    /// Lets stages rest that were found empty, and goes without those whose threads have left.
+    void tidy() noexcept;
+
+private:
+    /// A stage with a line, and when that was made.
+    struct waitingstage
+    {
+        unsigned long long stamp;
+        stage* from;
+
+        /// For a heap with the oldest in front.
+        bool operator<(const waitingstage& other) const noexcept { return stamp > other.stamp; }
+    };
+
+    void collect(unsigned long long upTo) noexcept;
+    stage* nextStage() noexcept;
+    unsigned long long oldestElsewhere(unsigned long long upTo) const noexcept;
+    void putBack(stage& from, unsigned long long stamp) noexcept;
+
+    std::vector<stage*> m_stages;
+    std::vector<waitingstage> m_waiting; ///< has room for all stages; empty between runs
+};

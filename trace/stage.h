@@ -1,0 +1,262 @@
+#pragma once
+
+#include <tolvane/formattedline.h>
+#include <tolvane/tracelevel.h>
+
+#include "support/clock.h"
+#include "support/prefetch.h"
+#include "trace/linebudget.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+
+class hashedfunction;
+struct operandtext;
+
+/// One staged line, as it lies in a stage; its payload follows.
+struct stagedline
+{
+    /// How the payload holds the text.
+    enum form_t : unsigned char
+    {
+        noText,       ///< entry and exit lines
+        operands,     ///< encoded, see operandreader
+        characters,   ///< wide ones
+        operandblock, ///< a pointer to an operandtext
+        textblock,    ///< a pointer to a tolvane::string
+    };
+
+    unsigned long long stamp;
+    unsigned long long time; ///< milliseconds since 1970 on the local wall clock
+    const hashedfunction* function;
+    tracelevel_t level;
+    unsigned short size; ///< of the payload, in bytes
+    unsigned char type;  ///< a formattedline::type_t
+    form_t form;
+
+    const unsigned char* payload() const noexcept
+    {
+        return reinterpret_cast<const unsigned char*>(this + 1);
+    }
+
+    unsigned char* payload() noexcept { return reinterpret_cast<unsigned char*>(this + 1); }
+
+    operandtext* operandBlock() const noexcept;  ///< when the form is operandblock
+    tolvane::string* textBlock() const noexcept; ///< when it is textblock
+};
+
+/// Encoded operands that are too many to lie in a stage.
+struct operandtext
+{
+    explicit operandtext(std::size_t count) : size(count), bytes(new unsigned char[count]) {}
+    ~operandtext() { delete[] bytes; }
+
+    operandtext(const operandtext&) = delete;
+    operandtext& operator=(const operandtext&) = delete;
+
+    const std::size_t size;
+    unsigned char* const bytes;
+};
+
+/// The lines of one thread that nobody has drained yet: the thread appends, whoever drains takes
+/// them in the same order. No lock, and nothing that both write.
+///
+/// Lines lie one behind the other in chunks, a list that grows at its end. Who writes and who
+/// reads:
+/// - chunk::written: the thread stores it with release when a line is complete; the drain's acquire
+///   load makes the line's bytes visible. A line whose thread was stopped before that store is not
+///   there.
+/// - chunk::next: the same for the next chunk, whose first line may be stored before or after.
+/// - m_staged: stored, relaxed, before the line is published, so that what was drained is never
+/// more.
+///   Who must count exactly comes after the lines that he counts and sees their stores.
+/// - m_spare: chunks that were read, on their way back; each place is emptied and filled by
+/// exchange.
+class stage
+{
+public:
+    /// \param dispatcher  number of the dispatcher that it belongs to.
+    stage(unsigned long long dispatcher, unsigned int threadId);
+    ~stage();
+
+    stage(const stage&) = delete;
+    stage& operator=(const stage&) = delete;
+
+    /// Longest payload, in bytes; longer ones travel as blocks of their own.
+    static constexpr std::size_t longestPayload = 1024;
+
+    unsigned long long dispatcher() const noexcept { return m_dispatcher; }
+    unsigned int threadId() const noexcept { return m_threadId; }
+
+    // By the thread:
+
+    /// Marks the thread as being inside the stage, for a block. A signal handler, or an allocator
+    /// of the application's, that interrupts the thread there and traces finds it so.
+    class visit
+    {
+    public:
+        explicit visit(stage& visited) noexcept : m_stage(visited)
+        {
+            m_stage.m_isVisited.store(true, std::memory_order_relaxed);
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        }
+
+        ~visit()
+        {
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+            m_stage.m_isVisited.store(false, std::memory_order_relaxed);
+        }
+
+        visit(const visit&) = delete;
+        visit& operator=(const visit&) = delete;
+
+    private:
+        stage& m_stage;
+    };
+
+    bool isVisited() const noexcept { return m_isVisited.load(std::memory_order_relaxed); }
+    void setVisited(bool visited) noexcept
+    {
+        m_isVisited.store(visited, std::memory_order_relaxed);
+    }
+
+    /// Room for a line with a payload of so many bytes, at most longestPayload. Throws
+    /// std::bad_alloc; nothing has changed then.
+    stagedline& prepare(std::size_t payloadSize)
+    {
+        const std::size_t size = sizeOf(payloadSize);
+        if (m_end - m_to < static_cast<std::ptrdiff_t>(size)) {
+            extend();
+        }
+        return *reinterpret_cast<stagedline*>(m_to);
+    }
+
+    /// Lets the drain see the line that was prepared and filled.
+    /// \param stamp  of when it was made. A smaller one than that of the line before counts as that:
+    ///               a thread may move to a processor whose counter is a little behind.
+    void publish(stagedline& line, unsigned long long stamp) noexcept
+    {
+        m_lastStamp = std::max(stamp, m_lastStamp);
+        line.stamp = m_lastStamp;
+        line.time = millisecond(m_lastStamp);
+        m_to += sizeOf(line.size);
+        m_staged.store(m_staged.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        m_tail->written.store(static_cast<std::size_t>(m_to - m_tail->bytes),
+                              std::memory_order_release);
+        if (m_to >= m_fetchFrom) {
+            fetchNext();
+        } else {
+            tolvane::prefetch(m_to + fetchedBytes);
+        }
+    }
+
+    linebudget::allowance& allowance() noexcept { return m_allowance; }
+
+    /// Counts a line that was not staged, since no sink would take it.
+    void refuse() noexcept
+    {
+        m_refused.store(m_refused.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+
+    // By whoever drains, with the instance lock held:
+
+    /// The oldest line that was not taken, or null; a line that is younger than the stamp is not
+    /// looked at.
+    const stagedline* oldest(unsigned long long upTo) noexcept;
+
+    /// Takes the oldest line, with the block that it refers to.
+    void take() noexcept;
+
+    /// Lines that were not taken.
+    std::size_t pending() const noexcept
+    {
+        return static_cast<std::size_t>(m_staged.load(std::memory_order_relaxed) - m_taken);
+    }
+
+    /// Whether there are lines that were refused since the last call of takeRefused().
+    bool hasRefused() const noexcept
+    {
+        return m_refused.load(std::memory_order_relaxed) != m_refusedTaken;
+    }
+
+    /// Lines that were refused since the last call.
+    unsigned long long takeRefused() noexcept;
+
+    /// A drain has found nothing here; after a while that gives memory back.
+    void rest() noexcept;
+
+    /// Whether the thread will not come any more. What it has left is complete.
+    bool isLeft() const noexcept { return m_holders.load(std::memory_order_acquire) == 1; }
+
+    /// The thread, or the dispatcher, is done with the stage; the second one of them deletes it.
+    static void release(stage* released) noexcept;
+
+private:
+    /// Bytes. A thread that rests keeps one chunk, and is to need no more than 8 KiB in all; and
+    /// fewer than one line in a hundred of usual length is to be the one that changes chunks.
+    static constexpr std::size_t chunkSize = 6144;
+
+    struct chunk
+    {
+        static constexpr std::size_t capacity = chunkSize - 2 * sizeof(void*);
+
+        std::atomic<chunk*> next{nullptr};
+        std::atomic<std::size_t> written{0};
+        alignas(stagedline) unsigned char bytes[capacity];
+    };
+
+    static std::size_t sizeOf(std::size_t payloadSize) noexcept
+    {
+        constexpr std::size_t alignment = alignof(stagedline);
+        return sizeof(stagedline) + (payloadSize + alignment - 1) / alignment * alignment;
+    }
+
+    void extend();
+    void fetchNext() const noexcept;
+    chunk* takeSpare() noexcept;
+    void giveBack(chunk* read) noexcept;
+    void freeSpare() noexcept;
+
+    /// A clock that was put in the place of the system's is asked for every line.
+    unsigned long long millisecond(unsigned long long stamp) noexcept
+    {
+        return stamp < m_millisecondUntil && !tolvane::Clock::isReplaced() ? m_millisecond
+                                                                           : readMillisecond(stamp);
+    }
+
+    unsigned long long readMillisecond(unsigned long long stamp) noexcept;
+
+    static constexpr std::size_t cacheLine = 64;
+    static constexpr std::size_t fetchedBytes =
+        4 * cacheLine;                           ///< ahead of the line that comes next
+    static constexpr std::size_t mostSpare = 16; ///< chunks: nearly all lines that may be queued
+
+    // The thread's own.
+    const unsigned long long m_dispatcher;
+    linebudget::allowance m_allowance;
+    std::atomic<bool> m_isVisited{false};
+    unsigned char* m_to = nullptr; ///< where the next line goes
+    unsigned char* m_end = nullptr;
+    unsigned char* m_fetchFrom = nullptr; ///< from here on the next chunk is sent for
+    chunk* m_tail;
+    unsigned long long m_lastStamp = 0;
+    unsigned long long m_millisecond = 0;
+    unsigned long long m_millisecondUntil = 0; ///< stamp
+    const unsigned int m_threadId;
+
+    // Written by the thread, read by whoever drains.
+    std::atomic<unsigned long long> m_staged{0};
+    std::atomic<unsigned long long> m_refused{0};
+    std::atomic<int> m_holders{2};
+
+    // Of whoever drains.
+    alignas(cacheLine) chunk* m_head;
+    std::size_t m_read = 0;  ///< bytes of the head that were taken
+    std::size_t m_known = 0; ///< bytes of the head that are known to be written
+    unsigned long long m_taken = 0;
+    unsigned long long m_refusedTaken = 0;
+    unsigned int m_restfulDrains = 0;
+
+    alignas(cacheLine) std::atomic<chunk*> m_spare[mostSpare] = {};
+};

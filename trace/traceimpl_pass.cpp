@@ -1,0 +1,330 @@
+#include "trace/traceimpl.h"
+
+#include "sinks/levelgeneration.h"
+#include "sinks/passwriter.h"
+#include "support/clock.h"
+#include "support/nocancellation.h"
+#include "support/stamps.h"
+#include "trace/insidelibrary.h"
+#include "trace/linelimits.h"
+#include "trace/stage.h"
+
+#include <algorithm>
+
+// How lines are taken from the stages and written.
+
+namespace {
+
+constexpr unsigned long long budgetPerRetry = 10; ///< milliseconds
+constexpr unsigned int retryPause = 10;           ///< milliseconds
+constexpr unsigned long long longestWait =
+    0xFFFFFFFE; ///< milliseconds; the largest that is not "without limit"
+
+/// Milliseconds between two looks whether all is written.
+constexpr unsigned int syncPause = 1;
+
+using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
+
+} // namespace
+
+/// Exact for lines that came before the call. Caller holds m_instanceMutex.
+std::size_t traceimpl::waitingLines() const noexcept
+{
+    return m_queue.size() + m_drain.pending();
+}
+
+/// Whether what waits was pruned under the levels of now, and so much of it was left that lines
+/// which no sink takes are better not staged. Caller holds m_instanceMutex.
+bool traceimpl::isPruned() const noexcept
+{
+    return m_prunedUnder != 0 && m_prunedUnder == levelgeneration::current();
+}
+
+/// Says how many lines may come before something must be done. Caller holds m_instanceMutex.
+void traceimpl::settle() noexcept
+{
+    m_budget.close();
+    const std::size_t waiting = waitingLines();
+    if (waiting < linelimits::pruneAbove) {
+        m_prunedUnder = 0;
+    }
+    const std::size_t limit = isPruned() ? linelimits::writeAbove : linelimits::pruneAbove;
+    const bool mayCome = waiting < limit && !m_finished && (!m_running || writerRuns());
+    m_budget.settle(mayCome ? limit - waiting : 0, isPruned() ? m_prunedUnder : 0);
+}
+
+/// Moves what is staged to the queue. Caller holds m_instanceMutex.
+void traceimpl::drain() noexcept
+{
+    const insidelibrary busy;
+    m_drainedUpTo = m_drain.run([this](const stagedline& line, const stage& from) {
+        try {
+            m_queue.append(line, from.threadId());
+        } catch (const std::bad_alloc&) {
+            lose(trace::noMemory, *line.function, line.level);
+        }
+    });
+    refuse(m_drain.takeRefused());
+    m_drain.tidy();
+    const unsigned long long others =
+        m_losses.take([this](trace::lossreason reason, const hashedfunction& function,
+                             tracelevel_t level) { lose(reason, function, level); });
+    for (auto& attached : m_sinks) {
+        attached.second.counts.lose(trace::noMemory, others);
+    }
+}
+
+/// Drops what no sink takes. Caller holds m_instanceMutex.
+void traceimpl::prune() noexcept
+{
+    const insidelibrary busy;
+    const unsigned int generation = levelgeneration::current(); // before the levels are looked at
+    const std::size_t before = m_queue.size();
+    m_queue.prune(generation, [this](const hashedfunction& function, tracelevel_t level) {
+        return std::none_of(m_sinks.begin(), m_sinks.end(), [&](const auto& attached) {
+            return level <= attached.second.sink->level(function);
+        });
+    });
+    refuse(before - m_queue.size());
+    m_prunedUnder = generation;
+}
+
+/// Caller holds m_instanceMutex, and m_sinkLock unless the batch is dropped.
+traceimpl::batch_t traceimpl::takeAll() noexcept
+{
+    drain();
+    batch_t batch = m_queue.takeAll();
+    if (m_sinks.empty()) {
+        m_nobodys += batch.size();
+    }
+    m_takenUpTo = m_drainedUpTo;
+    ++m_batches;
+    settle();
+    return batch;
+}
+
+/// Caller holds m_instanceMutex or m_sinkLock.
+void traceimpl::lose(trace::lossreason reason, const hashedfunction& function,
+                     tracelevel_t level) noexcept
+{
+    for (auto& attached : m_sinks) {
+        sinkcounts& counts = attached.second.counts;
+        if (level <= attached.second.sink->level(function)) {
+            counts.lose(reason);
+        } else {
+            counts.refused.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
+    if (m_sinks.empty()) {
+        m_nobodys.fetch_add(1, std::memory_order_relaxed);
+    }
+    for (const auto& sink : m_endedSinks) {
+        if (level <= sink->level(function)) {
+            m_departed.lose(reason);
+        }
+    }
+}
+
+void traceimpl::loseAll(const batch_t& batch, trace::lossreason reason) noexcept
+{
+    linequeue::visit(batch, [&](const hashedfunction& function, tracelevel_t level) {
+        lose(reason, function, level);
+    });
+}
+
+/// Counts lines that no sink takes. Caller holds m_instanceMutex.
+void traceimpl::refuse(unsigned long long lines) noexcept
+{
+    for (auto& attached : m_sinks) {
+        attached.second.counts.refused.fetch_add(lines, std::memory_order_relaxed);
+    }
+    if (m_sinks.empty()) {
+        m_nobodys.fetch_add(lines, std::memory_order_relaxed);
+    }
+}
+
+void traceimpl::writePass()
+{
+    const std::exception_ptr fault = pass(passkind::full);
+    {
+        const eventlock lock(m_written.impl());
+        m_written.value = true;
+        m_written.impl()->signalLocked();
+    }
+    if (fault) {
+        const lockobject lock(m_instanceMutex);
+        m_faulted = true;
+        settle(); // the next line finds no allowance, and starts a new writer
+    }
+    if (fault) {
+        std::rethrow_exception(fault);
+    }
+}
+
+/// Writes what waits. A thread that is in a sink's call already does nothing.
+///
+/// \return the hardware fault of a sink, for the caller to throw when all is done.
+std::exception_ptr traceimpl::pass(passkind kind)
+{
+    const tolvane::NoCancellation noCancellation;
+    batch_t batch;
+    if (m_sinkLock.isMine() || !beginPass(kind, batch)) {
+        return nullptr;
+    }
+    std::exception_ptr fault = writeBatch(batch);
+    endPass();
+    m_sinkLock.leave();
+    keep(batch);
+    return fault;
+}
+
+/// Takes what waits, together with the sink lock. When the lock cannot be had in time the lines are
+/// dropped: nobody takes lines that he cannot write.
+bool traceimpl::beginPass(passkind kind, batch_t& batch)
+{
+    patience waiting(m_sinkLock.progress());
+    for (;;) {
+        {
+            const lockobject lock(m_instanceMutex);
+            if (!isWorthAPass(kind)) {
+                return false;
+            }
+            if (m_sinkLock.tryEnter(true)) {
+                batch = takeAll();
+                m_inPass = m_batches;
+                return true;
+            }
+            if (m_sinkLock.progress().moves() == m_givenUpAt || !waiting.lasts()) {
+                giveUp();
+                return false;
+            }
+        }
+        m_sinkLock.waitForReturn();
+    }
+}
+
+/// Caller holds m_instanceMutex.
+bool traceimpl::isWorthAPass(passkind kind) noexcept
+{
+    if (kind == passkind::relief) {
+        return waitingLines() > linelimits::writeAbove;
+    }
+    drain(); // also gives back what threads have left
+    return m_queue.size() != 0;
+}
+
+/// Until the sink that is busy moves, lines that come to this point are dropped at once. Caller
+/// holds m_instanceMutex.
+void traceimpl::giveUp() noexcept
+{
+    m_givenUpAt = m_sinkLock.progress().moves();
+    batch_t dropped = takeAll();
+    loseAll(dropped, trace::busySink);
+    linequeue::emptyRecords(dropped);
+    m_queue.keep(dropped);
+}
+
+/// Caller holds m_sinkLock alone.
+std::exception_ptr traceimpl::writeBatch(const batch_t& batch) noexcept
+{
+    try {
+        passwriter writer(m_sinks, m_sinkLock.progress());
+        writer.write(batch);
+        return writer.fault();
+    } catch (const std::bad_alloc&) {
+        loseAll(batch, trace::noMemory);
+        return nullptr;
+    }
+}
+
+/// Caller holds m_sinkLock alone.
+void traceimpl::endPass() noexcept
+{
+    m_inPass = 0;
+    destroyDetached();
+}
+
+/// The records' memory serves again. The thread that wrote them empties them, since it has them at
+/// hand; the lock is held for constant time.
+void traceimpl::keep(batch_t& written) noexcept
+{
+    linequeue::emptyRecords(written);
+    const lockobject lock(m_instanceMutex);
+    m_queue.keep(written);
+}
+
+bool traceimpl::flushQueue(unsigned long long milliseconds)
+{
+    const tolvane::NoCancellation noCancellation;
+    if (m_sinkLock.isMine()) {
+        return false;
+    }
+    {
+        const eventlock lock(m_written.impl());
+        m_written.value = false;
+    }
+    if (milliseconds != 0) {
+        return waitForPass(milliseconds);
+    }
+    if (const std::exception_ptr fault = pass(passkind::full)) {
+        std::rethrow_exception(fault);
+    }
+    return true;
+}
+
+/// The value was cleared once, before: a pass that ends during the pause counts. Signals of earlier
+/// passes, for which nobody waited, end a wait at once and leave the value false.
+bool traceimpl::waitForPass(unsigned long long budget)
+{
+    while (m_running) {
+        bool timedOut = false;
+        {
+            const eventlock lock(m_written.impl());
+            m_written.impl()->wait(true, &timedOut,
+                                   static_cast<unsigned int>(std::min(budget, longestWait)));
+            if (m_written.value) {
+                return true;
+            }
+        }
+        if (!timedOut) {
+            tolvane::Clock::current().sleep(retryPause);
+        }
+        if (budget <= budgetPerRetry) {
+            return false;
+        }
+        budget -= budgetPerRetry;
+    }
+    return false;
+}
+
+bool traceimpl::sync(unsigned long long milliseconds)
+{
+    const tolvane::Clock& clock = tolvane::Clock::current();
+    const unsigned long long asked = tolvane::stamps::now();
+    const unsigned long long start = clock.monotonicMilliseconds();
+    unsigned long long lastBatch = 0; // that lines from before the call are in, once it is known
+    while (!isWritten(asked, lastBatch)) {
+        if (clock.monotonicMilliseconds() - start >= milliseconds || m_sinkLock.isMine()) {
+            return false;
+        }
+        clock.sleep(syncPause);
+        if (!writerRuns()) {
+            if (const std::exception_ptr fault = pass(passkind::full)) {
+                std::rethrow_exception(fault);
+            }
+        }
+    }
+    return true;
+}
+
+/// Whether the lines of before a stamp were handed to the sinks, or lost.
+/// \param lastBatch  the number of the last batch that such lines are in; 0 until they are taken.
+bool traceimpl::isWritten(unsigned long long before, unsigned long long& lastBatch)
+{
+    const lockobject lock(m_instanceMutex);
+    if (lastBatch == 0 && (waitingLines() == 0 || m_takenUpTo >= before || m_sinks.empty())) {
+        lastBatch = std::max(m_batches, 1ULL);
+    }
+    const unsigned long long inPass = m_inPass;
+    return lastBatch != 0 && (inPass == 0 || inPass > lastBatch);
+}

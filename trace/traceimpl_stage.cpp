@@ -1,0 +1,343 @@
+#include "trace/traceimpl.h"
+
+#include "sinks/levelgeneration.h"
+#include "support/coldpath.h"
+#include "support/stamps.h"
+#include "support/threadid.h"
+#include "trace/insidelibrary.h"
+#include "trace/linelimits.h"
+#include "trace/stage.h"
+#include "trace/threadstage.h"
+
+#include <cstring>
+#include <memory>
+
+// How a line is staged. What depends on what it holds is in one of the contents below; each can put
+// it into a staged line, or make its text for a line that is queued directly.
+
+namespace {
+
+struct markercontent
+{
+    formattedline::type_t type;
+
+    static std::size_t size() noexcept { return 0; }
+    void put(stagedline& line) const noexcept
+    {
+        line.type = static_cast<unsigned char>(type);
+        line.form = stagedline::noText;
+    }
+    void makeText(tolvane::string&) const noexcept {}
+};
+
+template <class block_t>
+void putBlock(stagedline& line, stagedline::form_t form, std::unique_ptr<block_t> block) noexcept
+{
+    block_t* const owned = block.release(); // the line's now
+    std::memcpy(line.payload(), &owned, sizeof owned);
+    line.form = form;
+}
+
+/// Most lines have so few bytes that a call would take as long as the copying.
+void copyShort(unsigned char* to, const unsigned char* from, std::size_t count) noexcept
+{
+    constexpr std::size_t word = sizeof(unsigned long long);
+    constexpr std::size_t shortest = word;
+    constexpr std::size_t longest = 8 * word;
+    if (count < shortest || count > longest) {
+        std::memcpy(to, from, count);
+        return;
+    }
+    const std::size_t last = count - word; // may overlap the word before
+    for (std::size_t at = 0; at < last; at += word) {
+        std::memcpy(to + at, from + at, word);
+    }
+    std::memcpy(to + last, from + last, word);
+}
+
+struct operandcontent
+{
+    const unsigned char* operands;
+    std::size_t count;
+
+    static constexpr formattedline::type_t type = formattedline::tt_text;
+
+    bool isLong() const noexcept { return count > stage::longestPayload; }
+    std::size_t size() const noexcept { return isLong() ? sizeof(operandtext*) : count; }
+
+    void put(stagedline& line) const
+    {
+        line.type = type;
+        if (isLong()) {
+            auto block = std::make_unique<operandtext>(count);
+            std::memcpy(block->bytes, operands, count);
+            putBlock(line, stagedline::operandblock, std::move(block));
+        } else {
+            copyShort(line.payload(), operands, count);
+            line.form = stagedline::operands;
+        }
+    }
+
+    void makeText(tolvane::string& text) const { operandreader().append(text, operands, count); }
+};
+
+struct textcontent
+{
+    tolvane::string& text;
+
+    static constexpr formattedline::type_t type = formattedline::tt_text;
+
+    std::size_t bytes() const noexcept
+    {
+        return static_cast<std::size_t>(text.length()) * sizeof(wchar_t);
+    }
+    bool isLong() const noexcept { return bytes() > stage::longestPayload; }
+    std::size_t size() const noexcept { return isLong() ? sizeof(tolvane::string*) : bytes(); }
+
+    void put(stagedline& line) const
+    {
+        line.type = type;
+        if (isLong()) {
+            auto block = std::make_unique<tolvane::string>();
+            block->swapText(text);
+            putBlock(line, stagedline::textblock, std::move(block));
+        } else {
+            std::memcpy(line.payload(), text.c_str(), bytes());
+            line.form = stagedline::characters;
+        }
+    }
+
+    void makeText(tolvane::string& taken) const noexcept { taken.swapText(text); }
+};
+
+} // namespace
+
+void traceimpl::queueMarker(const hashedfunction& function, formattedline::type_t type)
+{
+    stageLine(tl_trace, function, markercontent{type});
+}
+
+void traceimpl::queueOperands(tracelevel_t level, const hashedfunction& function,
+                              const unsigned char* operands, std::size_t size)
+{
+    stageLine(level, function, operandcontent{operands, size});
+}
+
+void traceimpl::queueLine(tracelevel_t level, const hashedfunction& function, tolvane::string& text)
+{
+    try {
+        stageLine(level, function, textcontent{text});
+    } catch (...) {
+        text.erase(tolvane::string::npos);
+        throw;
+    }
+    text.erase(tolvane::string::npos);
+}
+
+template <class content_t>
+void traceimpl::stageLine(tracelevel_t level, const hashedfunction& function,
+                          const content_t& content)
+{
+    stage* mine = threadstage::get();
+    if (!mine || mine->dispatcher() != m_number) {
+        mine = enterThread(level, function);
+        if (!mine) {
+            if (!threadstage::isBusy()) {
+                queueDirectly(level, function, content);
+            }
+            return;
+        }
+    }
+    if (mine->isVisited()) { // a signal handler, or an allocator, within what follows
+        m_losses.note(trace::noMemory, function, level);
+        return;
+    }
+    admission admitted = stageOn(*mine, level, function, content);
+    for (; admitted == admission::writeFirst; admitted = stageOn(*mine, level, function, content)) {
+        relieve(admitted);
+    }
+    if (admitted != admission::stage) {
+        relieve(admitted);
+    }
+}
+
+template <class content_t>
+inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
+                                               const hashedfunction& function,
+                                               const content_t& content)
+{
+    // before everything else: the processor goes on while it reads the counter
+    unsigned long long stamp = tolvane::stamps::now();
+    const stage::visit visit(mine);
+    linebudget::allowance& allowance = mine.allowance();
+    admission admitted = admission::stage;
+    if (!m_budget.holds(allowance)) {
+        admitted = admit(allowance, function, level);
+        stamp = tolvane::stamps::now(); // that may have taken its time
+    } else if (allowance.isSelective && isRefused(function, level)) {
+        admitted = admission::refuse;
+    } else {
+        --allowance.left;
+    }
+    if (admitted >= admission::writeFirst) {
+        if (admitted == admission::writeFirst) {
+            return admitted;
+        }
+        if (admitted == admission::refuse) {
+            mine.refuse();
+        }
+        return admission::stage; // nothing is left to be done
+    }
+    try {
+        stagedline& line = mine.prepare(content.size());
+        line.size = static_cast<unsigned short>(content.size());
+        line.function = &function;
+        line.level = level;
+        content.put(line);
+        mine.publish(line, stamp);
+    } catch (...) {
+        m_losses.note(trace::noMemory, function, level);
+        throw;
+    }
+    return admitted;
+}
+
+/// Makes the thread's stage. While that goes on, whatever traces on this thread is lost, since it
+/// comes from the allocator.
+///
+/// \return null when the line was lost thereby, or the thread has left or can keep no stage.
+TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunction& function)
+{
+    if (threadstage::isBusy()) {
+        m_losses.note(trace::noMemory, function, level);
+        return nullptr;
+    }
+    stage* const ofOther = threadstage::get(); // of another dispatcher
+    if (!ofOther && threadstage::place() != threadstage::noStage) {
+        return nullptr;
+    }
+    const lockobject lock(m_instanceMutex);
+    try {
+        const insidelibrary busy;
+        auto made = std::make_unique<stage>(m_number, tolvane::currentThreadId());
+        m_drain.add(made.get());
+        threadstage::set(made.get());
+        if (threadstage::get() != made.get()) {
+            stage::release(made.release()); // the other hold on it is the drain's
+            return nullptr;
+        }
+        static_cast<void>(made.release());
+    } catch (...) {
+        m_losses.note(trace::noMemory, function, level);
+        throw;
+    }
+    if (ofOther) {
+        stage::release(ofOther);
+    }
+    return threadstage::get();
+}
+
+bool traceimpl::isRefused(const hashedfunction& function, tracelevel_t level)
+{
+    tracelevel_t greatest = tl_always;
+    return level > (levelgeneration::remembers(function, greatest) ? greatest : maxLevel(function));
+}
+
+/// Counts exactly what waits, and decides. An allowance for more lines comes along when there is
+/// room for them.
+TOLVANE_COLD traceimpl::admission
+traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tracelevel_t level)
+{
+    if (m_budget.take(mine)) {
+        return select(mine, function, level);
+    }
+    const lockobject lock(m_instanceMutex);
+    if (m_finished) {
+        lose(trace::ended, function, level);
+        return admission::drop;
+    }
+    startWriter();
+    if (m_budget.take(mine)) { // somebody settled meanwhile
+        return select(mine, function, level);
+    }
+    const bool selects = isPruned();
+    if (selects && isRefused(function, level)) {
+        return admission::refuse;
+    }
+    const std::size_t waiting = waitingLines();
+    if (waiting < (selects ? linelimits::writeAbove : linelimits::pruneAbove)) {
+        settle();
+        m_budget.take(mine); // without one, the next line comes here again
+        return admission::stage;
+    }
+    if (!selects) {
+        return admission::stageThenPrune;
+    }
+    if (m_sinkLock.isMine()) { // a sink that traces: it is to return before anything is written
+        lose(trace::busySink, function, level);
+        return admission::drop;
+    }
+    return waiting > linelimits::writeAbove ? admission::writeFirst : admission::stageThenWrite;
+}
+
+/// A line that no sink takes leaves the allowance as it is.
+traceimpl::admission traceimpl::select(linebudget::allowance& mine, const hashedfunction& function,
+                                       tracelevel_t level)
+{
+    if (mine.isSelective && isRefused(function, level)) {
+        ++mine.left;
+        return admission::refuse;
+    }
+    return admission::stage;
+}
+
+/// What was staged without an allowance is pruned or written. When pruning leaves more than may
+/// wait, the thread writes.
+TOLVANE_COLD void traceimpl::relieve(admission admitted)
+{
+    if (admitted == admission::stageThenPrune) {
+        const lockobject lock(m_instanceMutex);
+        drain();
+        prune();
+        settle();
+        if (m_queue.size() <= linelimits::writeAbove) {
+            return;
+        }
+    }
+    if (const std::exception_ptr fault = pass(passkind::relief)) {
+        std::rethrow_exception(fault);
+    }
+}
+
+/// A line of a thread that has left its stage: it comes behind all that is staged.
+template <class content_t>
+TOLVANE_COLD void traceimpl::queueDirectly(tracelevel_t level, const hashedfunction& function,
+                                           const content_t& content)
+{
+    {
+        const lockobject lock(m_instanceMutex);
+        if (m_finished) {
+            lose(trace::ended, function, level);
+            return;
+        }
+        startWriter();
+        drain();
+        const insidelibrary busy;
+        try {
+            tolvane::string text;
+            content.makeText(text);
+            m_queue.append(level, function, content.type, text);
+        } catch (...) {
+            lose(trace::noMemory, function, level);
+            throw;
+        }
+        if (m_queue.size() > linelimits::pruneAbove) {
+            prune();
+        }
+        settle();
+        if (m_queue.size() <= linelimits::writeAbove) {
+            return;
+        }
+    }
+    relieve(admission::stageThenWrite);
+}
