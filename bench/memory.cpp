@@ -1,55 +1,60 @@
-/// How much memory a queued line holds. The allocator of this program counts.
+/// How much memory a queued line holds.
 
-#include "bench/idledispatcher.h"
+#include "bench/allocations.h"
 #include "bench/measure.h"
 #include "bench/sinks.h"
+#include "tests/helpers/gate.h"
 
-#include <atomic>
-#include <cstddef>
-#include <cstdlib>
-#include <new>
+#include <tolvane/tolvane.h>
 
 namespace {
 
-constexpr std::size_t headerSize = alignof(std::max_align_t); ///< in front of each block: its size
+/// Holds up whoever writes the first line, so that the following lines stay queued.
+class holdingsink : public forgetfulsink
+{
+public:
+    holdingsink(gate& reached, gate& released)
+        : forgetfulsink(1), m_reached(reached), m_released(released)
+    {}
 
-std::atomic<long long> bytesInUse{0};
+    void log(const formattedline&) override
+    {
+        m_reached.open();
+        m_released.wait();
+    }
+
+    holdingsink* clone() const override { return new holdingsink(m_reached, m_released); }
+
+private:
+    gate& m_reached;
+    gate& m_released;
+};
+
+void queueLines(int count)
+{
+    TOLVANE_SCOPE(log);
+    for (int number = 0; number < count; ++number) {
+        TOLVANE_LOG(log, tl_always) << "loaded item " << number;
+    }
+}
 
 } // namespace
-
-void* operator new(std::size_t size)
-{
-    void* const block = std::malloc(headerSize + size);
-    if (!block) {
-        throw std::bad_alloc();
-    }
-    *static_cast<std::size_t*>(block) = size;
-    bytesInUse += static_cast<long long>(size);
-    return static_cast<char*>(block) + headerSize;
-}
-
-void operator delete(void* pointer) noexcept
-{
-    if (pointer) {
-        void* const block = static_cast<char*>(pointer) - headerSize;
-        bytesInUse -= static_cast<long long>(*static_cast<std::size_t*>(block));
-        std::free(block);
-    }
-}
-
-void operator delete(void* pointer, std::size_t) noexcept
-{
-    operator delete(pointer);
-}
 
 int main()
 {
     constexpr int count = 900; // below the number where the dispatcher begins to prune
 
     bench::reportBuild();
-    bench::idledispatcher dispatcher;
-    dispatcher.output(forgetfulsink(1));
-    const long long before = bytesInUse;
-    dispatcher.queueLines(count);
-    bench::report("queued line", static_cast<double>(bytesInUse - before) / count, "bytes");
+    gate reached;
+    gate released;
+    const holdingsink sink(reached, released);
+    trace::output(sink);
+    queueLines(1);
+    reached.wait();
+    const long long before = bench::bytesInUse();
+    queueLines(count);
+    bench::report("queued line", static_cast<double>(bench::bytesInUse() - before) / count,
+                  "bytes");
+    released.open();
+    trace::remove(sink);
 }

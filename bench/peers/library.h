@@ -3,6 +3,7 @@
 #include "bench/measure.h"
 
 #include <atomic>
+#include <optional>
 #include <string>
 
 /// One logging library, set up as its manual recommends for many lines from many threads into one
@@ -34,8 +35,11 @@ void suppressedLines(int count);
 /// Enters and leaves a function.
 void scopes(int count, clock::time_point* stamps);
 
-/// Returns when the last byte is in the file. Nothing is called afterwards.
+/// Returns when the last byte is in the file. Nothing of the above is called afterwards.
 void closeLog();
+
+/// Lines that the library itself knows to be lost; nothing when it does not count them.
+std::optional<unsigned long long> countedAsLost();
 
 /// Does an action count times, with its number, and notes the time after each unless stamps is
 /// null. The fence keeps the compiler from moving what the action reads out of the loop.

@@ -1,3 +1,4 @@
+#include "bench/peers/completion.h"
 #include "bench/peers/library.h"
 
 #include <tolvane/tolvane.h>
@@ -7,10 +8,6 @@
 namespace bench {
 
 namespace {
-
-/// Milliseconds; a flush's budget shrinks, so this waits 4.6 s where no line has started the
-/// writer.
-constexpr unsigned long long longerThanAPass = 300;
 
 std::unique_ptr<filetracestream> sink;
 
@@ -49,11 +46,15 @@ void scopes(int count, clock::time_point* stamps)
     repeat(count, stamps, [](int) { work(); });
 }
 
-/// The writer may be in the middle of a pass: its end is waited for, then the rest is written here.
 void closeLog()
 {
-    trace::flush(longerThanAPass);
+    waitForLines();
     trace::remove(*sink);
+}
+
+std::optional<unsigned long long> countedAsLost()
+{
+    return lostLines();
 }
 
 } // namespace bench
