@@ -17,9 +17,9 @@
 #endif
 
 /// What tells the calling thread from all others, in one instruction, and accesses to a number that
-/// other threads read. Where the compiler has no words for these, the mark is null: then nothing is
-/// accessed in this way.
-#if defined(__has_builtin)
+/// other threads read. Where the compiler has no words for these, or the system no such
+/// instruction, the mark is null: then nothing is accessed in this way.
+#if defined(__has_builtin) && !defined(_WIN32)
 #if __has_builtin(__builtin_thread_pointer)
 #define TOLVANE_THREAD_MARK() static_cast<const void*>(__builtin_thread_pointer())
 #define TOLVANE_LOAD(place) __atomic_load_n((place), __ATOMIC_RELAXED)
