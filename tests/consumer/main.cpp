@@ -31,5 +31,5 @@ int main()
     trace::setLevel(tl_info);
     consumer::work(42);
     consumer::measure(nullptr);
-    trace::flush(0);
+    trace::sync(10000);
 }

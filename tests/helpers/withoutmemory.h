@@ -38,7 +38,7 @@ inline bool withoutMemoryForItsEntryLine(const std::function<void()>& open)
         }
         isEmpty = stacktrace::getTrace().size() == 0;
     }).join();
-    trace::flush(0);
+    trace::sync(10000);
     return failed && isEmpty && trace::lost(trace::noMemory) == lost + 1 && sink.count() == 0;
 }
 
@@ -56,6 +56,6 @@ inline bool withoutMemoryForItsExitLine(
         std::optional<allocations::failure> failing;
         use([] { trace::setLevel(tl_trace); }, [&failing] { failing.emplace(); });
     }).join();
-    trace::flush(0);
+    trace::sync(10000);
     return trace::lost(trace::noMemory) == lost + 1 && sink.count() == 0;
 }

@@ -100,7 +100,7 @@ void traceToTheEnd()
 {
     attachFile();
     traceLines("flushed", 100);
-    trace::flush(0);
+    trace::sync(10000);
     traceLines("queued", 500);
     say("leaving");
 }
@@ -172,7 +172,7 @@ int tracingLate()
     attachFile();
     TOLVANE_SCOPE(log);
     TOLVANE_LOG(log, tl_info) << "in time";
-    trace::flush(0);
+    trace::sync(10000);
     return 0;
 }
 
@@ -253,7 +253,7 @@ int reporting()
     outer(fail);
     done = true;
     other.join();
-    trace::flush(0);
+    trace::sync(10000);
     return 0;
 }
 
@@ -264,9 +264,9 @@ int rotatingByAge()
         .setLevel(tl_info);
     TOLVANE_SCOPE(log);
     TOLVANE_LOG(log, tl_info) << "first";
-    trace::flush(0);
+    trace::sync(10000);
     TOLVANE_LOG(log, tl_info) << "second";
-    trace::flush(0);
+    trace::sync(10000);
     return 0;
 }
 

@@ -92,7 +92,7 @@ TEST_CASE("threads trace while sinks are attached and removed and levels change"
     // and it all works still
     const attached attachment(remembering, tl_info);
     crowd::important(1, 2);
-    trace::flush(0);
+    trace::sync(10000);
     CHECK(remembering.bodies().back() == L"important 1 2");
 }
 

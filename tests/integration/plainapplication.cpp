@@ -71,6 +71,6 @@ int main(int count, char** arguments)
     trace::output(ostreamtracestream<char>(std::cerr));
     trace::setLevel(tl_info);
     traceLines(lines);
-    trace::flush(0);
+    trace::sync(10000);
     return 0;
 }

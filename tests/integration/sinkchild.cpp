@@ -129,7 +129,7 @@ void inFlush()
         }
     }
     traceLines("second", 5);
-    trace::flush(0);
+    trace::sync(10000);
     tell();
 }
 

@@ -289,7 +289,7 @@ int main(int argumentCount, char** arguments)
         const threadend end;
         std::thread([end] {
             const unsigned int code = end.wait();
-            trace::flush(0); // the report
+            trace::sync(10000); // the report
             say("ended " + std::to_string(code));
             std::_Exit(EXIT_SUCCESS);
         }).detach();
@@ -301,7 +301,7 @@ int main(int argumentCount, char** arguments)
     trace::output(ostreamtracestream<char>(taken)).setLevel(tl_error);
     if (words[2] == "main") {
         run();
-        trace::flush(0);
+        trace::sync(10000);
         std::_Exit(EXIT_SUCCESS);
     }
     std::thread(run).join();

@@ -36,7 +36,7 @@ public:
 
     std::vector<std::wstring> bodies()
     {
-        trace::flush(0);
+        trace::sync(10000);
         return m_sink.bodies();
     }
 

@@ -312,7 +312,7 @@ TEST_CASE("a line for which there is no memory is lost as a whole, and the next 
         TOLVANE_LOG(log, tl_info) << "next";
     })
         .join();
-    trace::flush(0);
+    trace::sync(10000);
 
     CHECK(sink.bodies() == texts_t{L"next"});
     CHECK(trace::lost(trace::noMemory) == lost + 1);

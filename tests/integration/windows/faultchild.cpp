@@ -285,7 +285,7 @@ HANDLE ownHandle()
     DWORD code = 0;
     WaitForSingleObject(thread, INFINITE);
     GetExitCodeThread(thread, &code);
-    trace::flush(0);
+    trace::sync(10000);
     say("ended " + std::to_string(code));
     ExitProcess(0);
 }
@@ -453,7 +453,7 @@ void giveInvalidParameters()
     functionOf<void __cdecl(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, uintptr_t)>(
         older, "_invalid_parameter")(L"x", L"f", L"a.c", 5, 0);
     say("returned");
-    trace::flush(0);
+    trace::sync(10000);
 }
 
 LONG WINAPI applicationFilter(EXCEPTION_POINTERS*)
