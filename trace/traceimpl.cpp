@@ -178,6 +178,7 @@ unsigned long long traceimpl::lost(trace::lossreason reason)
         return 0;
     }
     const lockobject lock(m_instanceMutex);
+    countNoted();
     unsigned long long lines = m_departed.lost[reason];
     for (const sinkmap_t* const sinks : {&m_sinks, &m_detached}) {
         for (const auto& each : *sinks) {

@@ -152,6 +152,7 @@ private:
     bool isPruned() const noexcept;
     void settle() noexcept;
     void drain() noexcept;
+    void countNoted() noexcept;
     void prune() noexcept;
     batch_t takeAll() noexcept;
     void lose(trace::lossreason reason, const hashedfunction& function,

@@ -66,6 +66,12 @@ void traceimpl::drain() noexcept
     });
     refuse(m_drain.takeRefused());
     m_drain.tidy();
+    countNoted();
+}
+
+/// Counts what was lost where no lock could be taken. Caller holds m_instanceMutex.
+void traceimpl::countNoted() noexcept
+{
     const unsigned long long others =
         m_losses.take([this](trace::lossreason reason, const hashedfunction& function,
                              tracelevel_t level) { lose(reason, function, level); });
