@@ -30,8 +30,10 @@ struct attachedsink
 {
     tracestream* sink = nullptr; ///< owned by the dispatcher
     sinkcounts counts;
-    bool isFaulty = false; ///< a hardware fault came from it: it is not called any more, and not
-                           ///< destroyed. Guarded by the sink lock.
+
+    /// A hardware fault came from it: it is not called any more, and not destroyed. Set by the
+    /// holder of the sink lock.
+    std::atomic<bool> isFaulty{false};
 };
 
 /// By id, which is the order of every walk.

@@ -12,11 +12,24 @@ std::atomic<bool> useCycles{systemTrustsCycles()};
 
 std::atomic<unsigned long long> sharedCounter{0};
 
+/// What the counter of cycles fell behind when the machine slept.
+std::atomic<unsigned long long> behind{0};
+
 } // namespace
 
 unsigned long long now() noexcept
 {
-    return useCycles.load(std::memory_order_relaxed) ? cycles() : ++sharedCounter;
+    return useCycles.load(std::memory_order_relaxed)
+               ? cycles() + behind.load(std::memory_order_relaxed)
+               : ++sharedCounter;
+}
+
+void catchUp(unsigned long long stamp) noexcept
+{
+    const unsigned long long reached = now();
+    if (reached < stamp) {
+        behind += stamp - reached;
+    }
 }
 
 unsigned long long nowBeforeReading() noexcept
@@ -31,10 +44,15 @@ bool areCycles() noexcept
     return useCycles.load(std::memory_order_relaxed);
 }
 
+void fallBehind(unsigned long long cycles) noexcept
+{
+    behind -= cycles;
+}
+
 void useSharedCounter(bool shared) noexcept
 {
     if (shared && useCycles) {
-        sharedCounter = cycles();
+        sharedCounter = now();
     }
     useCycles = !shared && systemTrustsCycles();
 }

@@ -14,8 +14,15 @@ unsigned long long now() noexcept;
 /// The same; what the thread reads afterwards is read after the stamp was taken, too.
 unsigned long long nowBeforeReading() noexcept;
 
+/// Lets all stamps from now on be at least this one, which was taken before the call. A counter of
+/// cycles may begin anew while the machine sleeps.
+void catchUp(unsigned long long stamp) noexcept;
+
 /// Whether stamps count cycles, of which there are at least one in two nanoseconds.
 bool areCycles() noexcept;
+
+/// The counter of cycles falls back by so many. For tests; does nothing for the shared counter.
+void fallBehind(unsigned long long cycles) noexcept;
 
 /// Stamps come from the shared counter from now on, or again from where the platform has them;
 /// neither lets a later stamp be smaller. For tests.

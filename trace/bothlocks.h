@@ -1,11 +1,12 @@
 #pragma once
 
+#include "support/nocancellation.h"
 #include "trace/traceimpl.h"
 
 #include <utility>
 
 /// Holds the instance lock and the sink lock, for what changes the sinks. The sink lock is waited
-/// for while the instance lock is free.
+/// for while the instance lock is free. The thread is not cancelled meanwhile.
 class traceimpl::bothlocks
 {
 public:
@@ -45,6 +46,7 @@ public:
     }
 
 private:
+    const tolvane::NoCancellation m_noCancellation;
     traceimpl& m_dispatcher;
     bool m_hasInstanceLock = false;
 };

@@ -123,22 +123,30 @@ void formatwriter::writeRest()
         }
         return;
     }
-    string& rest = ownRest();
-    while (hasPlaceholder(rest)) {
-        m_line.m_stream->logtosplit(rest);
+    try {
+        string& rest = ownRest();
+        while (hasPlaceholder(rest)) {
+            m_line.m_stream->logtosplit(rest);
+        }
+        m_line << rest;
+    } catch (const std::bad_alloc&) {
+        m_line.cut();
     }
-    m_line << rest;
 }
 
 /// The stream's own way of splitting a format.
 void formatwriter::splitRest()
 {
-    string& rest = ownRest();
-    if (!hasPlaceholder(rest)) {
-        m_line << rest;
-        rest.erase(string::npos);
+    try {
+        string& rest = ownRest();
+        if (!hasPlaceholder(rest)) {
+            m_line << rest;
+            rest.erase(string::npos);
+        }
+        m_line.m_stream->logtosplit(rest);
+    } catch (const std::bad_alloc&) {
+        m_line.cut();
     }
-    m_line.m_stream->logtosplit(rest);
 }
 
 /// Once a line goes through the stream, it does to its end.

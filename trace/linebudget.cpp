@@ -29,10 +29,10 @@ bool linebudget::take(allowance& mine) noexcept
         block = std::clamp(rest / sharesOfRest, 1, longestBlock);
     } while (!m_left.compare_exchange_weak(rest, rest - block, std::memory_order_acq_rel,
                                            std::memory_order_relaxed));
-    mine.left = static_cast<unsigned int>(block) - 1;
+    mine.left = static_cast<unsigned int>(block);
     mine.epoch = epoch;
-    mine.isSelective = generation != 0;
-    mine.generation = generation;
+    mine.generation = m_generation.load(std::memory_order_acquire); // of what the block is from
+    mine.isSelective = mine.generation != 0;
     // what was taken from another settlement than the one that it is told to be of is void
     return epoch == m_epoch.load(std::memory_order_acquire);
 }
@@ -46,6 +46,6 @@ void linebudget::close() noexcept
 
 void linebudget::settle(std::size_t lines, unsigned int generation) noexcept
 {
-    m_generation.store(generation, std::memory_order_relaxed);
+    m_generation.store(generation, std::memory_order_release);
     m_left.store(static_cast<int>(lines), std::memory_order_release);
 }

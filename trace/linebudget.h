@@ -34,7 +34,7 @@ public:
                (!mine.isSelective || mine.generation == levelgeneration::current());
     }
 
-    /// Takes a new allowance for a line, which is taken from it, and for some more.
+    /// Takes a new allowance, for at least one line.
     /// \return false when nothing is left; mine is void then.
     bool take(allowance& mine) noexcept;
 

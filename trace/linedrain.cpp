@@ -24,6 +24,18 @@ std::size_t linedrain::pending() const noexcept
     return lines;
 }
 
+/// The stages' stamps never go back, and neither may those up to which they are looked at.
+unsigned long long linedrain::stampOfNow() noexcept
+{
+    unsigned long long stamp = tolvane::stamps::nowBeforeReading();
+    if (stamp < m_lastStamp) {
+        tolvane::stamps::catchUp(m_lastStamp);
+        stamp = tolvane::stamps::nowBeforeReading();
+    }
+    m_lastStamp = stamp;
+    return stamp;
+}
+
 void linedrain::collect(unsigned long long upTo) noexcept
 {
     for (stage* const each : m_stages) {

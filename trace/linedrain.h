@@ -34,7 +34,7 @@ public:
     template <class take_t>
     unsigned long long run(const take_t& take) noexcept
     {
-        const unsigned long long upTo = tolvane::stamps::nowBeforeReading();
+        const unsigned long long upTo = stampOfNow();
         collect(upTo);
         while (!m_waiting.empty()) {
             stage& from = *nextStage();
@@ -69,6 +69,7 @@ private:
         bool operator<(const waitingstage& other) const noexcept { return stamp > other.stamp; }
     };
 
+    unsigned long long stampOfNow() noexcept;
     void collect(unsigned long long upTo) noexcept;
     stage* nextStage() noexcept;
     unsigned long long oldestElsewhere(unsigned long long upTo) const noexcept;
@@ -76,4 +77,5 @@ private:
 
     std::vector<stage*> m_stages;
     std::vector<waitingstage> m_waiting; ///< has room for all stages; empty between runs
+    unsigned long long m_lastStamp = 0;  ///< of the last run
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tolvane/trace.h>
+#include <tolvane/tracelevel.h>
 
 #include <atomic>
 
@@ -14,15 +14,21 @@ class lossnotes
 {
 public:
     /// A line of this function and level was lost.
-    void note(trace::lossreason reason, const hashedfunction& function, tracelevel_t level) noexcept
+    void note(const hashedfunction& function, tracelevel_t level) noexcept
     {
-        for (place& free : m_places) {
-            int expected = isFree;
-            if (free.state.compare_exchange_strong(expected, isTaken, std::memory_order_acquire)) {
-                free.reason = reason;
-                free.function = &function;
-                free.level = level;
-                free.state.store(isNoted, std::memory_order_release);
+        for (place& noted : m_places) {
+            int found = noted.state.load(std::memory_order_relaxed);
+            if (found == isTaken || !noted.take(found)) {
+                continue;
+            }
+            const bool isSame = found == isFree || noted.isOf(function, level);
+            if (isSame) {
+                noted.function = &function;
+                noted.level = level;
+                ++noted.lines;
+            }
+            noted.state.store(isNoted, std::memory_order_release);
+            if (isSame) {
                 return;
             }
         }
@@ -30,14 +36,16 @@ public:
     }
 
     /// Hands every note over, once.
-    /// \param count  called with reason, function and level.
+    /// \param count  called with function, level, and the number of lines.
     /// \return how many more were lost than there was room to note.
     template <class count_t>
     unsigned long long take(const count_t& count) noexcept
     {
         for (place& noted : m_places) {
-            if (noted.state.load(std::memory_order_acquire) == isNoted) {
-                count(noted.reason, *noted.function, noted.level);
+            int found = noted.state.load(std::memory_order_relaxed);
+            if (found == isNoted && noted.take(found)) {
+                count(*noted.function, noted.level, noted.lines);
+                noted.lines = 0;
                 noted.state.store(isFree, std::memory_order_release);
             }
         }
@@ -55,12 +63,23 @@ private:
     struct place
     {
         std::atomic<int> state{isFree};
-        trace::lossreason reason = trace::noMemory;
         const hashedfunction* function = nullptr;
         tracelevel_t level = tl_always;
+        unsigned long long lines = 0;
+
+        bool take(int& expected) noexcept
+        {
+            return state.compare_exchange_strong(expected, isTaken, std::memory_order_acquire);
+        }
+
+        bool isOf(const hashedfunction& other, tracelevel_t otherLevel) const noexcept
+        {
+            return function == &other && level == otherLevel;
+        }
     };
 
-    /// More losses between two drains, 10 ms apart, are counted without a name.
+    /// Lines of more functions and levels between two drains, 10 ms apart, are counted for every
+    /// sink.
     static constexpr int places = 64;
 
     place m_places[places];

@@ -1,6 +1,7 @@
 #include "trace/scopeentry.h"
 
 #include "support/coldpath.h"
+#include "trace/insidelibrary.h"
 #include "trace/traceimpl.h"
 
 /// Two threads may enter a function for the first time at once: the lock decides which of them
@@ -9,6 +10,7 @@ TOLVANE_COLD const hashedfunction* scopeentry::registerOnce(const hashedfunction
                                                             const char* signature)
 {
     std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
+    const insidelibrary busy;
     const lockobject lock(safesingleton<traceimpl>::instance().m_instanceMutex);
     const hashedfunction* known = shared.load(std::memory_order_acquire);
     if (!known) {

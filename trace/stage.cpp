@@ -8,13 +8,14 @@
 
 namespace {
 
-/// The next chunk is sent for when so many bytes are left, and so many of its first bytes.
+/// The next chunk is sent for when so many bytes are left.
 constexpr std::size_t fetchAhead = 512;
-constexpr std::size_t cacheLineSize = 64;
-constexpr std::size_t firstBytes = 4 * cacheLineSize;
 
 /// Drains without a line, 10 ms apart as a rule, after which a thread rests.
 constexpr unsigned int drainsToRest = 100;
+
+/// Bytes, of which the allocator adds some: a thread that rests is to need no more than 8 KiB.
+constexpr std::size_t mostAtRest = 8192 - 256;
 
 /// Processors count faster than that.
 constexpr unsigned long long nanosecondsPerCycle = 2;
@@ -44,6 +45,7 @@ stage::stage(unsigned long long dispatcher, unsigned int threadId)
     : m_dispatcher(dispatcher), m_tail(new chunk), m_threadId(threadId), m_head(m_tail)
 {
     static_assert(sizeof(chunk) == chunkSize);
+    static_assert(sizeof(stage) + sizeof(chunk) < mostAtRest);
     static_assert(sizeof(stagedline) + longestPayload + fetchAhead < chunk::capacity);
     m_to = m_tail->bytes;
     m_end = m_to + chunk::capacity;
@@ -85,7 +87,7 @@ TOLVANE_COLD void stage::fetchNext() const noexcept
 {
     for (const std::atomic<chunk*>& place : m_spare) {
         if (const chunk* const next = place.load(std::memory_order_relaxed)) {
-            for (std::size_t byte = 0; byte < firstBytes; byte += cacheLineSize) {
+            for (std::size_t byte = 0; byte < fetchedBytes; byte += cacheLine) {
                 tolvane::prefetch(reinterpret_cast<const unsigned char*>(next) + byte);
             }
             return;

@@ -68,11 +68,9 @@ struct operandtext
 ///   load makes the line's bytes visible. A line whose thread was stopped before that store is not
 ///   there.
 /// - chunk::next: the same for the next chunk, whose first line may be stored before or after.
-/// - m_staged: stored, relaxed, before the line is published, so that what was drained is never
-/// more.
-///   Who must count exactly comes after the lines that he counts and sees their stores.
-/// - m_spare: chunks that were read, on their way back; each place is emptied and filled by
-/// exchange.
+/// - m_staged: stored, relaxed, before the line is published, so that it is never less than what
+///   was drained. Who must count exactly comes after the lines that he counts, and sees them.
+/// - m_spare: chunks that were read, on their way back: emptied by exchange, filled by the drain.
 class stage
 {
 public:
@@ -193,8 +191,8 @@ public:
     static void release(stage* released) noexcept;
 
 private:
-    /// Bytes. A thread that rests keeps one chunk, and is to need no more than 8 KiB in all; and
-    /// fewer than one line in a hundred of usual length is to be the one that changes chunks.
+    /// Bytes. A thread that rests keeps one chunk; fewer than one line in a hundred of usual length
+    /// is to be the one that changes chunks.
     static constexpr std::size_t chunkSize = 6144;
 
     struct chunk
@@ -228,8 +226,7 @@ private:
     unsigned long long readMillisecond(unsigned long long stamp) noexcept;
 
     static constexpr std::size_t cacheLine = 64;
-    static constexpr std::size_t fetchedBytes =
-        4 * cacheLine;                           ///< ahead of the line that comes next
+    static constexpr std::size_t fetchedBytes = 4 * cacheLine; ///< ahead of the next line
     static constexpr std::size_t mostSpare = 16; ///< chunks: nearly all lines that may be queued
 
     // The thread's own.

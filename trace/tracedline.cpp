@@ -321,6 +321,7 @@ void tracedline::end() noexcept
 {
     try {
         if (m_stream) {
+            (*m_stream)(m_level); // an operand may have traced at another one
             m_stream->repair();
             m_stream->endLine();
         } else {

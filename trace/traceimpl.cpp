@@ -6,6 +6,7 @@
 #include "support/nativethread.h"
 #include "support/nocancellation.h"
 #include "trace/bothlocks.h"
+#include "trace/insidelibrary.h"
 #include "trace/threadstage.h"
 #include "trace/writethread.h"
 
@@ -88,14 +89,12 @@ tracestream& traceimpl::output(const tracestream& sink, tracelevel_t level)
 tracestream& traceimpl::attach(const tracestream& sink)
 {
     sinkmap_t made;
-    {
-        const passprogress::foreigncall call(m_sinkLock.progress());
-        const unsigned long long id = sink.id();
-        // cloned before anything is destroyed: the sink may be the attached one
-        std::unique_ptr<tracestream> cloned(sink.clone());
-        made[id].sink = cloned.release();
+    attachedsink& place = made[sink.id()];
+    place.sink = sink.clone(); // before anything is destroyed: the sink may be the attached one
+    if (!place.sink) {
+        throw std::bad_alloc();
     }
-    tracestream& attached = *made.begin()->second.sink;
+    tracestream& attached = *place.sink;
     const auto replaced = m_sinks.find(made.begin()->first);
     if (replaced != m_sinks.end()) {
         detach(replaced);
@@ -106,11 +105,20 @@ tracestream& traceimpl::attach(const tracestream& sink)
 }
 
 /// Caller holds both locks. The sink is destroyed later, by destroyDetached().
-void traceimpl::detach(sinkmap_t::iterator attached)
+void traceimpl::detach(sinkmap_t::iterator attached) noexcept
 {
     auto node = m_sinks.extract(attached);
     node.key() = m_detachments++;
     m_detached.insert(std::move(node));
+}
+
+/// Caller holds both locks.
+void traceimpl::detachAll() noexcept
+{
+    while (!m_sinks.empty()) {
+        detach(m_sinks.begin());
+    }
+    levelgeneration::raise();
 }
 
 /// Sinks are destroyed under the sink lock alone, and not by a thread that is in the middle of
@@ -120,25 +128,31 @@ void traceimpl::destroyDetached() noexcept
     if (m_inPass != 0) {
         return; // the end of the pass will
     }
-    sinkmap_t detached;
-    {
-        const lockobject lock(m_instanceMutex);
-        detached.swap(m_detached);
+    std::optional<lockobject> lock(std::in_place, m_instanceMutex);
+    sinkmap_t detached = takeDetached();
+    lock.reset();
+    destroy(detached);
+}
+
+/// Nothing is counted for them any more. Caller holds both locks.
+sinkmap_t traceimpl::takeDetached() noexcept
+{
+    for (const auto& detached : m_detached) {
+        for (int reason = 0; reason < sinkcounts::reasons; ++reason) {
+            m_departed.lost[reason] += detached.second.counts.lost[reason];
+        }
     }
-    for (auto& each : detached) {
-        depart(each.second);
-    }
+    return std::exchange(m_detached, {});
 }
 
 /// A sink that faulted may be in any state, and is left alone.
-void traceimpl::depart(attachedsink& detached) noexcept
+void traceimpl::destroy(sinkmap_t& detached) noexcept
 {
-    for (int reason = 0; reason < sinkcounts::reasons; ++reason) {
-        m_departed.lost[reason] += detached.counts.lost[reason];
-    }
-    if (!detached.isFaulty) {
-        const passprogress::foreigncall call(m_sinkLock.progress());
-        delete detached.sink;
+    for (const auto& each : detached) {
+        if (!each.second.isFaulty) {
+            const passprogress::foreigncall call(m_sinkLock.progress());
+            delete each.second.sink;
+        }
     }
 }
 
@@ -179,6 +193,9 @@ unsigned long long traceimpl::lost(trace::lossreason reason)
     }
     const lockobject lock(m_instanceMutex);
     countNoted();
+    if (m_finished) { // a thread may have been about to stage its line
+        loseAll(takeAll(), trace::ended);
+    }
     unsigned long long lines = m_departed.lost[reason];
     for (const sinkmap_t* const sinks : {&m_sinks, &m_detached}) {
         for (const auto& each : *sinks) {
@@ -190,6 +207,7 @@ unsigned long long traceimpl::lost(trace::lossreason reason)
 
 void traceimpl::setLevel(tracelevel_t level, const tolvane::string& name)
 {
+    const insidelibrary busy;
     const lockobject lock(m_instanceMutex);
     for (const auto& attached : m_sinks) {
         attached.second.sink->setLevel(level, name);
@@ -198,6 +216,7 @@ void traceimpl::setLevel(tracelevel_t level, const tolvane::string& name)
 
 void traceimpl::clearLevels(tracelevel_t level)
 {
+    const insidelibrary busy;
     const lockobject lock(m_instanceMutex);
     for (const auto& attached : m_sinks) {
         attached.second.sink->clearLevels(level);
@@ -210,6 +229,7 @@ void traceimpl::clearLevels(const tolvane::string& name)
         clearLevels(tl_always);
         return;
     }
+    const insidelibrary busy;
     const lockobject lock(m_instanceMutex);
     for (const auto& attached : m_sinks) {
         attached.second.sink->clearLevels(name);
@@ -230,6 +250,7 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
 
 const hashedfunction& traceimpl::registerfunction(const char* signature)
 {
+    const insidelibrary busy;
     const lockobject lock(m_instanceMutex);
     countedptr<hashedfunction> function(new hashedfunction(signature));
     m_functions.push_back(std::move(function));
@@ -243,6 +264,7 @@ void traceimpl::startWriter() noexcept
     if (!m_running || writerRuns()) {
         return;
     }
+    const insidelibrary busy;
     try {
         if (m_faulted) {
             m_writers.push_back(std::make_unique<tolvane::ThreadControl>(new WriteThread(*this)));
@@ -309,12 +331,11 @@ std::exception_ptr traceimpl::finish() noexcept
 {
     const bool othersAreStopped = tolvane::nativethread::othersAreStopped();
     const bool killed = writerWasKilled();
-    std::optional<tolvane::Auto_TimedMutex> lock;
-    const bool sinksAreMine = enterBoth(lock,
-                                        othersAreStopped ? ofStopped
+    const unsigned long long patience = othersAreStopped ? ofStopped
                                         : killed         ? besideKilled
-                                                         : ofLiving,
-                                        killed ? ofStopped : ofLiving);
+                                                         : ofLiving;
+    std::optional<tolvane::Auto_TimedMutex> lock;
+    const bool sinksAreMine = enterBoth(lock, patience, killed ? ofStopped : ofLiving);
     m_finished = true;
     m_budget.close();
     const bool hasQueue = lock->owns();
@@ -328,13 +349,18 @@ std::exception_ptr traceimpl::finish() noexcept
     if (hasQueue) {
         batch = takeAll();
     }
-    rememberEnded();
-    sinkmap_t sinks;
-    sinks.swap(m_sinks);
-    levelgeneration::raise();
+    m_inPass = m_batches;
     lock.reset();
-    std::exception_ptr fault = writeLast(sinks, batch);
-    destroyDetached();
+    std::exception_ptr fault = writeBatch(batch);
+    m_inPass = 0;
+    lock.emplace(m_instanceMutex, patience * ticksPerMillisecond);
+    if (lock->owns() || othersAreStopped) {
+        rememberEnded();
+        detachAll();
+        sinkmap_t sinks = takeDetached();
+        lock.reset();
+        destroy(sinks);
+    }
     if (sinksAreMine) {
         m_sinkLock.leave();
     }
@@ -372,20 +398,4 @@ void traceimpl::rememberEnded() noexcept
     } catch (const std::bad_alloc&) {
         // then they are not counted
     }
-}
-
-std::exception_ptr traceimpl::writeLast(sinkmap_t& sinks, const batch_t& batch) noexcept
-{
-    std::exception_ptr fault;
-    try {
-        passwriter writer(sinks, m_sinkLock.progress());
-        writer.write(batch);
-        fault = writer.fault();
-    } catch (const std::bad_alloc&) {
-        // no memory to begin with: the lines are lost with the sinks that count them
-    }
-    for (auto& each : sinks) {
-        depart(each.second);
-    }
-    return fault;
 }

@@ -32,7 +32,7 @@ class stage;
 /// Locks: the instance lock (m_instanceMutex) guards the central queue, the list of stages and the
 /// registry. The sink lock (m_sinkLock) is tried while the instance lock is held, and waited for
 /// only without it. Whoever writes holds the sink lock alone. The map of the sinks is read under
-/// either lock and changed under both; a sink's levels have a lock of their own.
+/// either lock and changed under both; a sink's levels are replaced as a whole and need none.
 ///
 /// What stands where: traceimpl.cpp the dispatcher's life, sinks, levels and functions;
 /// traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and written.
@@ -108,12 +108,15 @@ private:
     enum class admission
     {
         stage,
+        refuse, ///< no sink takes it
+        drop,   ///< it is lost, and counted
         stageThenPrune,
         stageThenWrite,
-        writeFirst, ///< others have brought the lines beyond the limit
-        refuse,     ///< no sink takes it
-        drop,       ///< it is lost, and counted
+        writeFirst, ///< others have brought the lines beyond the limit; then it is asked again
     };
+
+    static bool isStaged(admission admitted) noexcept;
+    static bool needsRelief(admission admitted) noexcept;
 
     // traceimpl.cpp
     void startWriter() noexcept;
@@ -121,13 +124,14 @@ private:
     void waitForWriter();
     bool writerWasKilled() const noexcept;
     tracestream& attach(const tracestream& sink);
-    void detach(sinkmap_t::iterator attached);
+    void detach(sinkmap_t::iterator attached) noexcept;
+    void detachAll() noexcept;
     void destroyDetached() noexcept;
-    void depart(attachedsink& detached) noexcept;
+    sinkmap_t takeDetached() noexcept;
+    void destroy(sinkmap_t& detached) noexcept;
     std::exception_ptr finish() noexcept;
     bool enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
                    unsigned long long instancePatience, unsigned long long sinkPatience) noexcept;
-    std::exception_ptr writeLast(sinkmap_t& sinks, const batch_t& batch) noexcept;
     void rememberEnded() noexcept;
 
     // traceimpl_stage.cpp
@@ -136,12 +140,13 @@ private:
     template <class content_t>
     admission stageOn(stage& mine, tracelevel_t level, const hashedfunction& function,
                       const content_t& content);
+    std::unique_ptr<stage> makeStage();
     stage* enterThread(tracelevel_t level, const hashedfunction& function);
     bool isRefused(const hashedfunction& function, tracelevel_t level);
+    admission spend(linebudget::allowance& mine, const hashedfunction& function,
+                    tracelevel_t level);
     admission admit(linebudget::allowance& mine, const hashedfunction& function,
                     tracelevel_t level);
-    admission select(linebudget::allowance& mine, const hashedfunction& function,
-                     tracelevel_t level);
     void relieve(admission admitted);
     template <class content_t>
     void queueDirectly(tracelevel_t level, const hashedfunction& function,
@@ -160,6 +165,7 @@ private:
     void loseAll(const batch_t& batch, trace::lossreason reason) noexcept;
     void refuse(unsigned long long lines) noexcept;
     void writePass();
+    void signalWritten();
     std::exception_ptr pass(passkind kind);
     bool beginPass(passkind kind, batch_t& batch);
     bool isWorthAPass(passkind kind) noexcept;
@@ -168,6 +174,7 @@ private:
     void endPass() noexcept;
     void keep(batch_t& written) noexcept;
     bool waitForPass(unsigned long long budget);
+    unsigned long long drainedUpTo();
     bool isWritten(unsigned long long before, unsigned long long& lastBatch);
 
     static constexpr unsigned long long neverGivenUp = ~0ULL;
@@ -183,8 +190,8 @@ private:
     unsigned long long m_drainedUpTo = 0; ///< stamp of the last drain
     unsigned long long m_takenUpTo = 0;   ///< stamp of the last drain whose lines were taken
     unsigned long long m_batches = 0;     ///< that were taken
-    unsigned int m_prunedUnder =
-        0;                ///< generation of levels when many lines were pruned; 0: few wait
+    /// Generation of the levels when many lines were pruned; 0: few wait.
+    unsigned int m_prunedUnder = 0;
     sinkmap_t m_detached; ///< removed or replaced, in this order, to be destroyed
     unsigned long long m_detachments = 0;
     std::vector<std::unique_ptr<tolvane::ThreadControl>> m_writers; ///< one, and those that faulted

@@ -4,7 +4,6 @@
 #include "sinks/passwriter.h"
 #include "support/clock.h"
 #include "support/nocancellation.h"
-#include "support/stamps.h"
 #include "trace/insidelibrary.h"
 #include "trace/linelimits.h"
 #include "trace/stage.h"
@@ -72,11 +71,17 @@ void traceimpl::drain() noexcept
 /// Counts what was lost where no lock could be taken. Caller holds m_instanceMutex.
 void traceimpl::countNoted() noexcept
 {
-    const unsigned long long others =
-        m_losses.take([this](trace::lossreason reason, const hashedfunction& function,
-                             tracelevel_t level) { lose(reason, function, level); });
+    const unsigned long long others = m_losses.take(
+        [this](const hashedfunction& function, tracelevel_t level, unsigned long long lines) {
+            for (; lines != 0; --lines) {
+                lose(trace::noMemory, function, level);
+            }
+        });
     for (auto& attached : m_sinks) {
         attached.second.counts.lose(trace::noMemory, others);
+    }
+    if (m_sinks.empty()) {
+        m_nobodys.fetch_add(others, std::memory_order_relaxed);
     }
 }
 
@@ -98,6 +103,7 @@ void traceimpl::prune() noexcept
 /// Caller holds m_instanceMutex, and m_sinkLock unless the batch is dropped.
 traceimpl::batch_t traceimpl::takeAll() noexcept
 {
+    const insidelibrary busy;
     drain();
     batch_t batch = m_queue.takeAll();
     if (m_sinks.empty()) {
@@ -116,7 +122,7 @@ void traceimpl::lose(trace::lossreason reason, const hashedfunction& function,
     for (auto& attached : m_sinks) {
         sinkcounts& counts = attached.second.counts;
         if (level <= attached.second.sink->level(function)) {
-            counts.lose(reason);
+            counts.lose(attached.second.isFaulty ? trace::destination : reason);
         } else {
             counts.refused.fetch_add(1, std::memory_order_relaxed);
         }
@@ -152,19 +158,27 @@ void traceimpl::refuse(unsigned long long lines) noexcept
 void traceimpl::writePass()
 {
     const std::exception_ptr fault = pass(passkind::full);
-    {
-        const eventlock lock(m_written.impl());
-        m_written.value = true;
-        m_written.impl()->signalLocked();
+    if (!fault) {
+        signalWritten();
+        return;
     }
-    if (fault) {
+    {
         const lockobject lock(m_instanceMutex);
         m_faulted = true;
         settle(); // the next line finds no allowance, and starts a new writer
+        if (waitingLines() != 0) {
+            startWriter();
+        }
     }
-    if (fault) {
-        std::rethrow_exception(fault);
-    }
+    signalWritten();
+    std::rethrow_exception(fault);
+}
+
+void traceimpl::signalWritten()
+{
+    const eventlock lock(m_written.impl());
+    m_written.value = true;
+    m_written.impl()->signalLocked();
 }
 
 /// Writes what waits. A thread that is in a sink's call already does nothing.
@@ -255,6 +269,7 @@ void traceimpl::endPass() noexcept
 void traceimpl::keep(batch_t& written) noexcept
 {
     linequeue::emptyRecords(written);
+    const insidelibrary busy;
     const lockobject lock(m_instanceMutex);
     m_queue.keep(written);
 }
@@ -305,8 +320,9 @@ bool traceimpl::waitForPass(unsigned long long budget)
 
 bool traceimpl::sync(unsigned long long milliseconds)
 {
+    const tolvane::NoCancellation noCancellation;
     const tolvane::Clock& clock = tolvane::Clock::current();
-    const unsigned long long asked = tolvane::stamps::now();
+    const unsigned long long asked = drainedUpTo();
     const unsigned long long start = clock.monotonicMilliseconds();
     unsigned long long lastBatch = 0; // that lines from before the call are in, once it is known
     while (!isWritten(asked, lastBatch)) {
@@ -321,6 +337,14 @@ bool traceimpl::sync(unsigned long long milliseconds)
         }
     }
     return true;
+}
+
+/// A stamp that no line of before the call is younger than.
+unsigned long long traceimpl::drainedUpTo()
+{
+    const lockobject lock(m_instanceMutex);
+    drain();
+    return m_drainedUpTo;
 }
 
 /// Whether the lines of before a stamp were handed to the sinks, or lost.

@@ -149,16 +149,27 @@ void traceimpl::stageLine(tracelevel_t level, const hashedfunction& function,
         }
     }
     if (mine->isVisited()) { // a signal handler, or an allocator, within what follows
-        m_losses.note(trace::noMemory, function, level);
+        m_losses.note(function, level);
         return;
     }
-    admission admitted = stageOn(*mine, level, function, content);
-    for (; admitted == admission::writeFirst; admitted = stageOn(*mine, level, function, content)) {
-        relieve(admitted);
+    admission admitted = admission::writeFirst;
+    while (admitted == admission::writeFirst) {
+        admitted = stageOn(*mine, level, function, content);
+        if (needsRelief(admitted)) {
+            relieve(admitted);
+        }
     }
-    if (admitted != admission::stage) {
-        relieve(admitted);
-    }
+}
+
+inline bool traceimpl::isStaged(admission admitted) noexcept
+{
+    return admitted == admission::stage || admitted == admission::stageThenPrune ||
+           admitted == admission::stageThenWrite;
+}
+
+inline bool traceimpl::needsRelief(admission admitted) noexcept
+{
+    return admitted >= admission::stageThenPrune;
 }
 
 template <class content_t>
@@ -170,23 +181,17 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
     unsigned long long stamp = tolvane::stamps::now();
     const stage::visit visit(mine);
     linebudget::allowance& allowance = mine.allowance();
-    admission admitted = admission::stage;
-    if (!m_budget.holds(allowance)) {
-        admitted = admit(allowance, function, level);
-        stamp = tolvane::stamps::now(); // that may have taken its time
-    } else if (allowance.isSelective && isRefused(function, level)) {
-        admitted = admission::refuse;
-    } else {
-        --allowance.left;
-    }
-    if (admitted >= admission::writeFirst) {
-        if (admitted == admission::writeFirst) {
-            return admitted;
-        }
+    const bool isAllowed = m_budget.holds(allowance);
+    const admission admitted =
+        isAllowed ? spend(allowance, function, level) : admit(allowance, function, level);
+    if (!isStaged(admitted)) {
         if (admitted == admission::refuse) {
             mine.refuse();
         }
-        return admission::stage; // nothing is left to be done
+        return admitted;
+    }
+    if (!isAllowed) {
+        stamp = tolvane::stamps::now(); // that may have taken its time
     }
     try {
         stagedline& line = mine.prepare(content.size());
@@ -196,7 +201,7 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
         content.put(line);
         mine.publish(line, stamp);
     } catch (...) {
-        m_losses.note(trace::noMemory, function, level);
+        m_losses.note(function, level);
         throw;
     }
     return admitted;
@@ -209,18 +214,16 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
 TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunction& function)
 {
     if (threadstage::isBusy()) {
-        m_losses.note(trace::noMemory, function, level);
+        m_losses.note(function, level);
         return nullptr;
     }
     stage* const ofOther = threadstage::get(); // of another dispatcher
     if (!ofOther && threadstage::place() != threadstage::noStage) {
         return nullptr;
     }
-    const lockobject lock(m_instanceMutex);
     try {
         const insidelibrary busy;
-        auto made = std::make_unique<stage>(m_number, tolvane::currentThreadId());
-        m_drain.add(made.get());
+        auto made = makeStage();
         threadstage::set(made.get());
         if (threadstage::get() != made.get()) {
             stage::release(made.release()); // the other hold on it is the drain's
@@ -228,7 +231,7 @@ TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunct
         }
         static_cast<void>(made.release());
     } catch (...) {
-        m_losses.note(trace::noMemory, function, level);
+        m_losses.note(function, level);
         throw;
     }
     if (ofOther) {
@@ -237,10 +240,31 @@ TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunct
     return threadstage::get();
 }
 
+/// Known to the drain, but not to the thread yet: the system may hold locks of its own while it
+/// notes that the thread's end is to be told, so that this comes without the library's.
+std::unique_ptr<stage> traceimpl::makeStage()
+{
+    const lockobject lock(m_instanceMutex);
+    auto made = std::make_unique<stage>(m_number, tolvane::currentThreadId());
+    m_drain.add(made.get());
+    return made;
+}
+
 bool traceimpl::isRefused(const hashedfunction& function, tracelevel_t level)
 {
     tracelevel_t greatest = tl_always;
     return level > (levelgeneration::remembers(function, greatest) ? greatest : maxLevel(function));
+}
+
+/// A line that no sink takes costs nothing of the allowance.
+inline traceimpl::admission traceimpl::spend(linebudget::allowance& mine,
+                                             const hashedfunction& function, tracelevel_t level)
+{
+    if (mine.isSelective && isRefused(function, level)) {
+        return admission::refuse;
+    }
+    --mine.left;
+    return admission::stage;
 }
 
 /// Counts exactly what waits, and decides. An allowance for more lines comes along when there is
@@ -249,7 +273,7 @@ TOLVANE_COLD traceimpl::admission
 traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tracelevel_t level)
 {
     if (m_budget.take(mine)) {
-        return select(mine, function, level);
+        return spend(mine, function, level);
     }
     const lockobject lock(m_instanceMutex);
     if (m_finished) {
@@ -258,7 +282,7 @@ traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tr
     }
     startWriter();
     if (m_budget.take(mine)) { // somebody settled meanwhile
-        return select(mine, function, level);
+        return spend(mine, function, level);
     }
     const bool selects = isPruned();
     if (selects && isRefused(function, level)) {
@@ -267,28 +291,16 @@ traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tr
     const std::size_t waiting = waitingLines();
     if (waiting < (selects ? linelimits::writeAbove : linelimits::pruneAbove)) {
         settle();
-        m_budget.take(mine); // without one, the next line comes here again
-        return admission::stage;
+        return m_budget.take(mine) ? spend(mine, function, level) : admission::stage;
+    }
+    if (waiting >= linelimits::writeAbove && m_sinkLock.isMine()) {
+        lose(trace::busySink, function, level); // a sink that traces: it is to return first
+        return admission::drop;
     }
     if (!selects) {
         return admission::stageThenPrune;
     }
-    if (m_sinkLock.isMine()) { // a sink that traces: it is to return before anything is written
-        lose(trace::busySink, function, level);
-        return admission::drop;
-    }
     return waiting > linelimits::writeAbove ? admission::writeFirst : admission::stageThenWrite;
-}
-
-/// A line that no sink takes leaves the allowance as it is.
-traceimpl::admission traceimpl::select(linebudget::allowance& mine, const hashedfunction& function,
-                                       tracelevel_t level)
-{
-    if (mine.isSelective && isRefused(function, level)) {
-        ++mine.left;
-        return admission::refuse;
-    }
-    return admission::stage;
 }
 
 /// What was staged without an allowance is pruned or written. When pruning leaves more than may

@@ -36,7 +36,7 @@ class recentlinessink : public tracestream
 public:
     explicit recentlinessink(recentlines& lines) : m_lines(&lines) {}
 
-    // Called for one line at a time, mostly on the library's writer thread. It must not trace.
+    // Called for one line at a time, mostly on the library's writer thread. It should not trace.
     void log(const formattedline& line) override
     {
         const tolvane::string text = line;
@@ -67,8 +67,7 @@ int main()
         work(step);
     }
 
-    trace::flush(1000);
-    trace::flush(1000);  // the pass that the first one saw may have begun before the last line
+    trace::sync(1000);
     trace::remove(sink); // from now on the lines are ours alone
     std::cout << "the last lines were:" << std::endl;
     for (const std::string& line : lines.lines()) {

@@ -68,5 +68,5 @@ int main()
 {
     attachSinks();
     serveCustomers();
-    trace::flush(100);
+    trace::sync(1000);
 }

@@ -62,8 +62,7 @@ namespace {
 [[noreturn]] void reportAndEnd()
 {
     stacktrace::FaultHandler("The control program failed");
-    trace::flush(100);
-    trace::flush(100); // the pass that the first one saw may have begun before the report
+    trace::sync(1000); // the report is written then, or a sink is stuck
     std::_Exit(3);     // no destructors: the other threads still run
 }
 

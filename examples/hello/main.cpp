@@ -22,5 +22,5 @@ int main()
     trace::output(ostreamtracestream<char>(std::cout));
     trace::setLevel(tl_trace);
     shop::order(3);
-    trace::flush(100);
+    trace::sync(1000);
 }

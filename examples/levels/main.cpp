@@ -36,12 +36,10 @@ public:
 namespace {
 
 /// Levels are looked up when a line is written: what was traced so far is written with the levels
-/// so far. The first pass of the writer that ends may have begun before the last line; the second
-/// one has not.
+/// so far.
 void finish()
 {
-    trace::flush(1000);
-    trace::flush(1000);
+    trace::sync(1000);
 }
 
 void run(const char* heading)

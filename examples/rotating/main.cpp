@@ -27,8 +27,7 @@ int main()
         .setLevel(tl_info);
 
     weather::station(100);
-    trace::flush(1000);
-    trace::flush(1000); // the pass that the first one saw may have begun before the last line
+    trace::sync(1000);
 
     for (const char* const name :
          {"rotating.log", "rotating.log.0", "rotating.log.1", "rotating.log.2"}) {

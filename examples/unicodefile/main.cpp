@@ -30,5 +30,5 @@ int main()
     greet(L"Greek", L"\u03b3\u03b5\u03b9\u03b1 \u03c3\u03bf\u03c5");
     greet(L"Japanese", L"\u3053\u3093\u306b\u3061\u306f");
     greet(L"Emoji", L"\U0001F44B");
-    trace::flush(100);
+    trace::sync(1000);
 }

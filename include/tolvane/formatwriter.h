@@ -19,14 +19,25 @@ public:
     /// \param scope   a scope, or a stream of class traceobject.
     /// \param format  narrow or wide text that ends with a NUL, null being the empty text, or a
     ///                tolvane::string.
-    template <class scope_t, class format_t, class... values_t>
-    static void write(scope_t& scope, tracelevel_t level, const format_t& format,
+    template <class scope_t, class... values_t>
+    static void write(scope_t& scope, tracelevel_t level, const char* format,
                       const values_t&... values)
     {
-        tracedline line(scope, level);
-        formatwriter writer(line, format);
-        (writer.writeValue(values), ...);
-        writer.writeRest();
+        writeThrough(scope, level, format, values...);
+    }
+
+    template <class scope_t, class... values_t>
+    static void write(scope_t& scope, tracelevel_t level, const wchar_t* format,
+                      const values_t&... values)
+    {
+        writeThrough(scope, level, format, values...);
+    }
+
+    template <class scope_t, class... values_t>
+    static void write(scope_t& scope, tracelevel_t level, const string& format,
+                      const values_t&... values)
+    {
+        writeThrough(scope, level, format.c_str(), values...);
     }
 
     formatwriter(const formatwriter&) = delete;
@@ -35,7 +46,6 @@ public:
 private:
     TOLVANE_EXPORT formatwriter(tracedline& line, const char* format);
     TOLVANE_EXPORT formatwriter(tracedline& line, const wchar_t* format);
-    formatwriter(tracedline& line, const string& format) : formatwriter(line, format.c_str()) {}
     ~formatwriter()
     {
         if (m_owned) {
@@ -43,24 +53,26 @@ private:
         }
     }
 
+    template <class scope_t, class char_t, class... values_t>
+    static void writeThrough(scope_t& scope, tracelevel_t level, const char_t* format,
+                             const values_t&... values)
+    {
+        tracedline line(scope, level);
+        formatwriter writer(line, format);
+        (writer.writeValue(values), ...);
+        writer.writeRest();
+    }
+
+    /// Whether an array can change is not known here.
     template <class value_t>
     void writeValue(const value_t& value)
     {
         writePiece();
-        if constexpr (std::is_same_v<std::remove_extent_t<value_t>, char>) {
-            insert(value);
+        if constexpr (tracedline::isArray<char, value_t>) {
+            m_line.insertArray(value, std::extent_v<value_t>);
         } else {
             m_line << value;
         }
-    }
-
-    void insert(char value) { m_line << value; }
-
-    /// Whether the array can change is not known here.
-    template <std::size_t size>
-    void insert(const char (&text)[size])
-    {
-        m_line.insertArray(text, size);
     }
 
     TOLVANE_EXPORT void release() noexcept;

@@ -27,7 +27,8 @@ struct insertiontarget
 
 /// A wide stream, of class traceobject, that is built when somebody uses it: most scopes write
 /// lines by TOLVANE_LOG or none at all. Has the interface of a wide stream, and converts to a
-/// reference to one.
+/// reference to one. It is none: where the kind of stream is deduced (std::endl(log), templates of
+/// std::basic_ostream) or its address is taken, say static_cast<traceobject&>(log).
 ///
 /// The stream takes the locale that is global at its first use, or was at the scope's first traced
 /// line. Used by one thread at a time. Neither copied nor moved.
@@ -104,7 +105,17 @@ public:
         return stream() << value;
     }
 
-    template <class value_t, std::enable_if_t<!hasOwnInserters<value_t>, int> = 0>
+    /// By value, so that a constant needs no definition.
+    template <class value_t, std::enable_if_t<std::is_fundamental_v<value_t>, int> = 0>
+    friend auto operator<<(insertiontarget target, value_t value)
+        -> decltype(std::declval<traceobject&>() << value)
+    {
+        return target.stream.stream() << value;
+    }
+
+    template <
+        class value_t,
+        std::enable_if_t<!hasOwnInserters<value_t> && !std::is_fundamental_v<value_t>, int> = 0>
     friend auto operator<<(insertiontarget target, const value_t& value)
         -> decltype(std::declval<traceobject&>() << value)
     {

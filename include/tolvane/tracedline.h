@@ -23,15 +23,19 @@ namespace tolvane {
 /// stream takes, and narrow text, which is converted as by tolvane::string.
 ///
 /// Numbers, characters, pointers and text are gathered as what they are, and handed over at the end
-/// of the line: whoever writes it makes text of them. Whatever depends on more than its value is
-/// written by the scope's stream at once: behind a manipulator, in a locale of the application's,
-/// or by an inserter of the application's. Then all that was gathered goes there, too, and what
-/// follows on the line. The line's text is the same either way.
+/// of the line: whoever writes it makes text of them. Whatever may depend on more than its value is
+/// written by the scope's stream at once: what has an inserter of the application's, what comes
+/// behind a manipulator, in a locale of the application's, or in another mode of rounding. Then all
+/// that was gathered goes there, too, and what follows on the line. The line's text is the same
+/// either way.
 ///
 /// Lives within one statement of one thread. Throws what an inserter throws that it was given;
 /// without memory the line ends where it was, or is dropped.
 class tracedline
 {
+    /// Characters; a text array of so few is the head of a text that goes on behind it.
+    static constexpr std::size_t longestHead = 1;
+
 public:
     tracedline(scopestream& scope, tracelevel_t level) : m_scope(&scope), m_level(level)
     {
@@ -54,12 +58,14 @@ public:
     tracedline& operator<<(const value_t& value)
     {
         using plain_t = std::remove_cv_t<value_t>;
-        if constexpr (std::is_same_v<std::remove_extent_t<value_t>, char> &&
-                      std::is_array_v<value_t>) {
+        if constexpr (isArray<char, value_t>) {
             insertLiteral(value, std::extent_v<value_t>);
-        } else if constexpr (std::is_same_v<std::remove_extent_t<value_t>, wchar_t> &&
-                             std::is_array_v<value_t>) {
+        } else if constexpr (isArray<wchar_t, value_t>) {
             insertArray(value, std::extent_v<value_t>);
+        } else if constexpr (isHead<char, value_t>) {
+            insertText(static_cast<const char*>(value));
+        } else if constexpr (isHead<wchar_t, value_t>) {
+            insertWide(static_cast<const wchar_t*>(value));
         } else if constexpr (isText<char, plain_t>) {
             insertText(value);
         } else if constexpr (isText<wchar_t, plain_t> || std::is_same_v<plain_t, string>) {
@@ -72,8 +78,7 @@ public:
             insertReal(static_cast<double>(value));
         } else if constexpr (std::is_same_v<plain_t, long double>) {
             insertReal(static_cast<long double>(value));
-        } else if constexpr (std::is_same_v<plain_t, void*> ||
-                             std::is_same_v<plain_t, const void*>) {
+        } else if constexpr (isAddress<plain_t>) {
             insertBits(operand::pointer, reinterpret_cast<std::uintptr_t>(value));
         } else if constexpr (integer<plain_t> != operand::none) {
             insertBits(integer<plain_t>, +value);
@@ -84,7 +89,7 @@ public:
     }
 
     /// An array that can still change is a buffer, most often with a short text in it.
-    template <std::size_t size>
+    template <std::size_t size, std::enable_if_t<(size > longestHead), int> = 0>
     tracedline& operator<<(char (&text)[size])
     {
         insertArray(text, size);
@@ -109,12 +114,31 @@ private:
     /// Enough for all but few lines; longer ones go on on the heap.
     static constexpr std::size_t bufferSize = 256;
 
+    /// An array whose text ends within it.
+    template <class char_t, class value_t>
+    static constexpr bool isArray = std::is_same_v<std::remove_extent_t<value_t>, char_t> &&
+                                    (std::extent_v<value_t> > longestHead);
+
+    /// An array of unknown length, or one that declares the head of a longer text.
+    template <class char_t, class value_t>
+    static constexpr bool
+        isHead = std::is_same_v<std::remove_extent_t<value_t>, char_t>&& std::is_array_v<value_t> &&
+                 (std::extent_v<value_t> <= longestHead);
+
     /// What is written as a text of these characters.
     template <class char_t, class value_t>
     static constexpr bool isText =
         std::is_same_v<value_t, char_t*> || std::is_same_v<value_t, const char_t*> ||
         std::is_same_v<value_t, std::basic_string<char_t>> ||
         std::is_same_v<value_t, std::basic_string_view<char_t>>;
+
+    /// A pointer that the stream writes as an address. An inserter of the application's is not
+    /// found for it.
+    template <class value_t>
+    static constexpr bool isAddress =
+        std::is_pointer_v<value_t>&&
+            std::is_fundamental_v<std::remove_const_t<std::remove_pointer_t<value_t>>> &&
+        !isText<char, value_t> && !isText<wchar_t, value_t>;
 
     /// What the stream writes as an integer, or none.
     template <class value_t>

@@ -34,7 +34,8 @@ public:
     /// Called by the dispatcher only, one line at a time, on its writer thread or on a thread that
     /// flushes, with the sink lock held; levels may change meanwhile. An implementation reports
     /// nothing. What it throws costs this sink this line and nothing else; a hardware fault in it
-    /// costs this sink all lines from then on. It must not trace and not call the facade.
+    /// costs this sink all lines from then on. It should neither trace nor call the facade: what
+    /// it traces comes back to it.
     virtual void log(const formattedline& line) = 0;
 
     virtual ~tracestream();

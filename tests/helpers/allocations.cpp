@@ -14,13 +14,19 @@ thread_local unsigned long long made = 0;
 thread_local unsigned long long released = 0;
 thread_local unsigned long long failFrom = never;
 thread_local bool nothrowFails = false;
+thread_local unsigned long long interruptedFrom = never;
+thread_local const std::function<void()>* interrupt = nullptr;
 
 std::atomic<long long> inUse{0};
 
-void* allocate(std::size_t size) noexcept
+void* allocate(std::size_t size)
 {
     if (made >= failFrom) {
         return nullptr;
+    }
+    if (made >= interruptedFrom) {
+        interruptedFrom = never;
+        (*interrupt)();
     }
     ++made;
     void* const memory = std::malloc(size != 0 ? size : 1);
@@ -85,6 +91,17 @@ nothrowfailure::nothrowfailure() noexcept
 nothrowfailure::~nothrowfailure()
 {
     nothrowFails = false;
+}
+
+interruption::interruption(unsigned long long after, const std::function<void()>& action) noexcept
+{
+    interrupt = &action;
+    interruptedFrom = made + after;
+}
+
+interruption::~interruption()
+{
+    interruptedFrom = never;
 }
 
 } // namespace allocations

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 /// The allocations by new, which allocations.cpp counts and makes fail; those of the calling
 /// thread, if nothing else is said. Only in the program that is linked with it.
 namespace allocations {
@@ -36,6 +38,19 @@ public:
 
     nothrowfailure(const nothrowfailure&) = delete;
     nothrowfailure& operator=(const nothrowfailure&) = delete;
+};
+
+/// Does something within one of the calling thread's allocations, as an allocator of the
+/// application's may.
+class interruption
+{
+public:
+    /// \param after  how many allocations come before.
+    interruption(unsigned long long after, const std::function<void()>& action) noexcept;
+    ~interruption();
+
+    interruption(const interruption&) = delete;
+    interruption& operator=(const interruption&) = delete;
 };
 
 } // namespace allocations

@@ -220,6 +220,27 @@ TEST_CASE("without memory for more lines a stage stays as it was", "[trace]")
     CHECK(takeAll(stage.get()) == expected);
 }
 
+TEST_CASE("a stage that rests gives back the memory of many lines", "[trace]")
+{
+    teststage stage;
+    const unsigned long long atFirst = allocations::alive();
+    for (int line = 0; line < 500; ++line) {
+        stage.write(std::string(200, 'x'));
+    }
+    CHECK(takeAll(stage.get()).size() == 500);
+    REQUIRE(allocations::alive() > atFirst);
+
+    for (int drain = 0; drain < 99; ++drain) {
+        stage.get().rest();
+    }
+    CHECK(allocations::alive() > atFirst); // the next lines may come soon
+    stage.get().rest();
+    CHECK(allocations::alive() == atFirst);
+
+    stage.write("goes on");
+    CHECK(takeAll(stage.get()) == texts_t{"goes on"});
+}
+
 TEST_CASE("refused lines are counted once", "[trace]")
 {
     teststage stage;

@@ -1,9 +1,11 @@
 #include "trace/traceimpl.h"
 
+#include "stacktrace/structuredexception.h"
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/gate.h"
 #include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/probesink.h"
+#include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/scriptedclock.h"
 #include "tests/helpers/traceimpltest.h"
 #include "trace/insidelibrary.h"
@@ -26,45 +28,6 @@
 namespace {
 
 using events_t = std::vector<std::string>;
-
-/// A dispatcher whose writer does not start, so that a test sees the queue.
-struct quietdispatcher
-{
-    quietdispatcher() { traceimpltest::running(dispatcher) = false; }
-
-    void queue(tracelevel_t level, const wchar_t* text)
-    {
-        traceimpltest::queue(dispatcher, function, level, text);
-    }
-
-    void queue(int count, tracelevel_t level, const wchar_t* text)
-    {
-        for (int index = 0; index < count; ++index) {
-            queue(level, text);
-        }
-    }
-
-    /// Queues a line while allocations fail, but for so many.
-    /// \return whether it was queued; if not, unqueued is what became of its text.
-    bool queueWithoutMemory(unsigned long long allocationsBefore)
-    {
-        tolvane::string text(L"without memory");
-        try {
-            const allocations::failure noMemory(allocationsBefore);
-            dispatcher.queueLine(tl_error, function, text);
-        } catch (const std::bad_alloc&) {
-            unqueued = text.c_str();
-            return false;
-        }
-        return true;
-    }
-
-    std::vector<std::wstring> texts() { return traceimpltest::texts(dispatcher); }
-
-    traceimpl dispatcher;
-    std::wstring unqueued;
-    const hashedfunction& function = dispatcher.registerfunction("void a::f()");
-};
 
 /// A sink with the id 0xB that is in the middle of a line, on a thread that flushes, for as long as
 /// this lives.
@@ -364,6 +327,26 @@ TEST_CASE(
     CHECK(sink.events() == events_t{"clone 1", "1: busy", "1: kept"});
     CHECK(quiet.dispatcher.lost(trace::busySink) == 3 * 5); // three sinks, one of them the busy one
     CHECK(quiet.dispatcher.lost(trace::destination) == 0);
+}
+
+TEST_CASE("what a sink's fault costs is not put down to the sink that is busy", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink faulting(1);
+    faulting.told().onLog = [](const std::wstring&) { throw StructuredException("a fault"); };
+    quiet.dispatcher.output(faulting);
+    quiet.queue(tl_always, L"fault");
+    CHECK_THROWS_AS(quiet.dispatcher.flushQueue(0), StructuredException);
+    REQUIRE(quiet.dispatcher.lost(trace::destination) == 1);
+    {
+        const busysink busy(quiet); // its line is lost for the first sink, too
+        quiet.queue(3, tl_always, L"lost");
+        const scriptedclock clock;
+        quiet.dispatcher.flushQueue(0);
+    }
+
+    CHECK(quiet.dispatcher.lost(trace::destination) == 1 + 1 + 3);
+    CHECK(quiet.dispatcher.lost(trace::busySink) == 3); // the busy one's
 }
 
 TEST_CASE("who holds the sinks and is in no sink's call is waited for", "[trace]")

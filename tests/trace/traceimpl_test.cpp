@@ -1,5 +1,7 @@
 #include "trace/traceimpl.h"
 
+#include <tolvane/ostreamtracestream.h>
+
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/gate.h"
 #include "tests/helpers/heldelsewhere.h"
@@ -11,6 +13,7 @@
 
 #include <chrono>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -467,6 +470,8 @@ TEST_CASE("stopping gives up on a sink that hangs for good, and leaves the sinks
     dispatcher.output(sink);
     traceimpltest::queue(dispatcher, function, tl_always, L"first");
     entered.wait();
+    traceimpltest::queue(dispatcher, function, tl_always, L"second");
+    traceimpltest::queue(dispatcher, function, tl_trace, L"refused");
     {
         scriptedclock clock;
         clock.setTicksPerSleep(ticksPerMillisecond);
@@ -476,6 +481,7 @@ TEST_CASE("stopping gives up on a sink that hangs for good, and leaves the sinks
         CHECK(clock.sleptMilliseconds() > 10000);
         CHECK(clock.sleptMilliseconds() < 11000);
         CHECK(sink.events() == events_t{"clone 1", "1: first"});
+        CHECK(dispatcher.lost(trace::ended) == 1);
     }
     release.open();
     while (!traceimpltest::stopped(dispatcher)) {
@@ -545,6 +551,100 @@ TEST_CASE("lines that come after the stop are dropped, and leave the caller's te
     CHECK_FALSE(traceimpltest::writer(dispatcher).started());
     CHECK(function.name().compare("a::f") == 0); // still valid
     CHECK(sink.events() == events_t{"clone 1", "delete 1"});
+}
+
+TEST_CASE("lines that come after the stop are lost for the sinks that would have taken them",
+          "[trace]")
+{
+    traceimpl dispatcher;
+    const hashedfunction& function = dispatcher.registerfunction("void a::f()");
+    dispatcher.output(probesink(1)).setLevel(tl_info);
+    dispatcher.output(probesink(2)).setLevel(tl_debug);
+    traceimpltest::queue(dispatcher, function, tl_info, L"written");
+    dispatcher.stop();
+    CHECK(dispatcher.lost(trace::ended) == 0);
+
+    traceimpltest::queue(dispatcher, function, tl_info, L"late");
+    traceimpltest::queue(dispatcher, function, tl_debug, L"late");
+    traceimpltest::queue(dispatcher, function, tl_trace, L"refused");
+    std::thread([&] {
+        traceimpltest::queue(dispatcher, function, tl_info, L"of a new thread");
+        traceimpltest::leaveThread();
+        traceimpltest::queue(dispatcher, function, tl_info, L"of one that has left");
+    }).join();
+
+    CHECK(dispatcher.lost(trace::ended) == 2 + 1 + 2 + 2);
+}
+
+TEST_CASE("stopping writes what all threads have staged, in order", "[trace]")
+{
+    traceimpl dispatcher;
+    traceimpltest::running(dispatcher) = false; // nobody else writes
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    const probesink sink(1);
+    dispatcher.output(sink);
+    traceimpltest::queue(dispatcher, function, tl_always, L"a");
+    std::thread([&] { traceimpltest::queue(dispatcher, function, tl_always, L"b"); }).join();
+    traceimpltest::queue(dispatcher, function, tl_always, L"c");
+
+    dispatcher.stop();
+
+    CHECK(sink.events() == events_t{"clone 1", "1: a", "1: b", "1: c", "delete 1"});
+}
+
+TEST_CASE("a sink may remove itself while it is given the last lines", "[trace]")
+{
+    traceimpl dispatcher;
+    traceimpltest::running(dispatcher) = false;
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    const probesink sink(1);
+    sink.told().onLog = [&](const std::wstring&) { dispatcher.remove(sink); };
+    dispatcher.output(sink);
+    traceimpltest::queue(dispatcher, function, tl_always, L"a");
+    traceimpltest::queue(dispatcher, function, tl_always, L"b");
+
+    dispatcher.stop();
+
+    CHECK(sink.events() == events_t{"clone 1", "1: a", "1: b", "delete 1"});
+}
+
+TEST_CASE("without memory for the last pass its lines are counted as lost", "[trace]")
+{
+    traceimpl dispatcher;
+    traceimpltest::running(dispatcher) = false;
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    std::ostringstream stream;
+    dispatcher.output(ostreamtracestream<char>(stream));
+    traceimpltest::queue(dispatcher, function, tl_always, L"a");
+    traceimpltest::queue(dispatcher, function, tl_always, L"b");
+    traceimpltest::drain(dispatcher);
+    {
+        const allocations::failure noMemory;
+        dispatcher.stop();
+    }
+
+    CHECK(dispatcher.lost(trace::noMemory) == 2);
+    CHECK(stream.str().empty());
+}
+
+TEST_CASE("a sink that makes no clone is not attached, and leaves the attached one", "[trace]")
+{
+    class childless final : public tracestream
+    {
+    public:
+        void log(const formattedline&) override {}
+        unsigned long long id() const override { return 1; }
+        childless* clone() const override { return nullptr; }
+    };
+    traceimpl dispatcher;
+    const probesink sink(1);
+    dispatcher.output(sink);
+
+    CHECK_THROWS_AS(dispatcher.output(childless()), std::bad_alloc);
+    CHECK_THROWS_AS(dispatcher.output(childless(), tl_info), std::bad_alloc);
+
+    CHECK(traceimpltest::sinks(dispatcher) == 1);
+    CHECK(sink.events() == events_t{"clone 1"});
 }
 
 TEST_CASE("the dispatcher can be used harmlessly after its stop, and stopped again", "[trace]")
