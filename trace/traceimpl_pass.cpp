@@ -166,9 +166,6 @@ void traceimpl::writePass()
         const lockobject lock(m_instanceMutex);
         m_faulted = true;
         settle(); // the next line finds no allowance, and starts a new writer
-        if (waitingLines() != 0) {
-            startWriter();
-        }
     }
     signalWritten();
     std::rethrow_exception(fault);

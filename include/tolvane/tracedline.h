@@ -136,9 +136,9 @@ private:
     /// found for it.
     template <class value_t>
     static constexpr bool isAddress =
-        std::is_pointer_v<value_t>&&
-            std::is_fundamental_v<std::remove_const_t<std::remove_pointer_t<value_t>>> &&
-        !isText<char, value_t> && !isText<wchar_t, value_t>;
+        !std::is_volatile_v<std::remove_pointer_t<value_t>> && std::is_pointer_v<value_t> &&
+        std::is_fundamental_v<std::remove_pointer_t<value_t>> && !isText<char, value_t> &&
+        !isText<wchar_t, value_t>;
 
     /// What the stream writes as an integer, or none.
     template <class value_t>

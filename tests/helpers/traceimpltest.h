@@ -102,6 +102,9 @@ struct traceimpltest
     /// As at the end of the calling thread.
     static void leaveThread() { threadstage::leave(threadstage::get()); }
 
+    /// The next line of every thread asks the dispatcher. Caller holds the instance lock.
+    static void closeBudget(traceimpl& dispatcher) { dispatcher.m_budget.close(); }
+
     /// Moves what is staged to the queue.
     static void drain(traceimpl& dispatcher)
     {

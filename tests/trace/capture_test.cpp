@@ -24,6 +24,7 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <utility>
 
 // What a traced line gathers, instead of inserting it into the scope's stream, is compared with
 // what a stream of the standard library makes of it.
@@ -32,6 +33,10 @@ namespace {
 
 using preparation_t = std::function<void(std::wostream&)>;
 using texts_t = std::vector<std::wstring>;
+
+// As another source declares them.
+extern const char unboundedText[];
+extern const wchar_t unboundedWideText[];
 
 void asItIs(std::wostream&) {}
 
@@ -630,6 +635,108 @@ TEST_CASE("without memory to convert a text, the line ends where it was", "[trac
     }
 
     CHECK(onlyLine(queue) == L"begin");
+}
+
+namespace {
+
+const char unboundedText[] = "of no length here";
+const wchar_t unboundedWideText[] = L"wide";
+
+} // namespace
+
+TEST_CASE("an array without a length, or the head of a longer text, is read to its NUL",
+          "[trace][capture]")
+{
+    struct named
+    {
+        char name[1];
+        char rest[9];
+        wchar_t wideName[1];
+        wchar_t wideRest[9];
+    };
+    named thing = {{'l'}, "ong name", {L'w'}, L"ide name"};
+    const heldqueue queue;
+    tolvane::scope scope(function(), "void f()");
+
+    TOLVANE_LOG(scope, tl_always) << unboundedText << ' ' << unboundedWideText;
+    TOLVANE_LOGF(scope, tl_always, "%s %s %c", unboundedText, unboundedWideText, 'x');
+    TOLVANE_LOG(scope, tl_always) << thing.name << ' ' << thing.wideName << "" << L"";
+    TOLVANE_LOGF(scope, tl_always, "%s %s", thing.name, std::as_const(thing).name);
+
+    CHECK(queue.texts() == texts_t{L"of no length here wide", L"of no length here wide x",
+                                   L"long name wide name", L"long name long name"});
+}
+
+TEST_CASE("a format may be whatever converts to a string", "[trace][capture]")
+{
+    struct titled
+    {
+        operator tolvane::string() const { return tolvane::string("a title of some length: %d"); }
+    };
+    const heldqueue queue;
+    tolvane::scope scope(function(), "void f()");
+
+    TOLVANE_LOGF(scope, tl_always, titled(), 1);
+    TOLVANE_LOGF(scope, tl_always, tolvane::string(L"wide %d"), 2);
+
+    CHECK(queue.texts() == texts_t{L"a title of some length: 1", L"wide 2"});
+}
+
+TEST_CASE("pointers to numbers are gathered as addresses", "[trace][capture]")
+{
+    int number = 1;
+    const double real = 2;
+    signed char small = 3;
+    void (*const nobody)() = nullptr;
+    CHECK(gathered(&number) == expected(asItIs, &number));
+    CHECK(gathered(&real) == expected(asItIs, &real));
+    CHECK(gathered(&small) == expected(asItIs, &small));
+    CHECK(written(asItIs, nobody) == expected(asItIs, nobody));
+    volatile int changing = 4;
+    CHECK(written(asItIs, &changing) == expected(asItIs, &changing)); // as a truth value
+}
+
+TEST_CASE("a line that goes through the stream keeps its level when an operand traces",
+          "[trace][capture]")
+{
+    const probesink sink(1);
+    const attached attachment(sink, tl_debug);
+    const heldqueue queue;
+    tolvane::scope scope(function(), "void f()");
+    const auto inner = [&scope] {
+        TOLVANE_LOG(scope, tl_debug) << "inner";
+        return 2;
+    };
+
+    TOLVANE_LOG(scope, tl_error) << std::hex << inner() << " end";
+
+    const auto entries = queue.entries();
+    REQUIRE(entries.size() == 2);
+    CHECK(entries[0].level == tl_debug);
+    CHECK(entries[1].level == tl_error);
+}
+
+TEST_CASE("without memory for a format on a stream, the line ends where it was", "[trace][capture]")
+{
+    const heldqueue queue;
+    tolvane::scope scope(function(), "void f()");
+    scope << std::showbase;
+    const std::string longFormat = std::string(300, 'x') + "% and more %";
+    for (unsigned long long after = 0; after < 20; ++after) {
+        bool threw = false;
+        try {
+            const allocations::failure failure(after);
+            TOLVANE_LOGF(scope, tl_always, longFormat.c_str(), 1, 2);
+        } catch (...) {
+            threw = true;
+        }
+        CAPTURE(after);
+        CHECK_FALSE(threw);
+    }
+    scope.clear();
+    TOLVANE_LOGF(scope, tl_always, "next %d", 1);
+
+    CHECK(queue.texts().back() == L"next 1");
 }
 
 TEST_CASE("an operand may trace a line of its own", "[trace][capture]")

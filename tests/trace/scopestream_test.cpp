@@ -34,6 +34,12 @@ using texts_t = std::vector<std::wstring>;
 
 const char signature[] = "void a::f(int)";
 
+struct constants
+{
+    static const int number = 5;
+    static const bool isSo = true;
+};
+
 struct heldscope
 {
     heldqueue queue;
@@ -218,6 +224,15 @@ TEST_CASE("a scope takes numbers, characters, text and manipulators", "[trace][s
     CHECK(scope.queue.texts() == texts_t{L"1", L"234", L"0.5", L"1", L"cd", L"d", L"narrowwide",
                                          L"wide", L"string", L"view", L"buffer", L"  1", L"true",
                                          L"nullptr", L"0", L"flushed"});
+}
+
+TEST_CASE("a constant that is defined nowhere can be inserted", "[trace][scopestream]")
+{
+    heldscope held;
+
+    held.log << constants::number << L' ' << constants::isSo << std::endl;
+
+    CHECK(held.queue.texts() == texts_t{L"5 1"});
 }
 
 TEST_CASE("a scope may be given to whatever takes a stream", "[trace][scopestream]")

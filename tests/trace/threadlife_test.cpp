@@ -1,6 +1,8 @@
 #include "tests/helpers/allocations.h"
+#include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/quietdispatcher.h"
+#include "tests/helpers/scriptedclock.h"
 
 #include <catch2/catch.hpp>
 
@@ -71,6 +73,50 @@ TEST_CASE("threads that have come and gone leave no stage behind", "[trace]")
     endThreads(quiet, threads);
 
     CHECK(allocations::bytesInUse() - before < threads * bytesOfStage / 10);
+}
+
+TEST_CASE("a line that the application's allocator traces while lines are drained is lost alone",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    quiet.queue(tl_info, L"a line that needs memory to be recorded");
+    int interruptions = 0;
+    const std::function<void()> trace = [&] {
+        ++interruptions;
+        quiet.queue(tl_info, L"inner");
+    };
+    {
+        const allocations::interruption interrupted(0, trace);
+        traceimpltest::drain(quiet.dispatcher);
+    }
+
+    CHECK(interruptions == 1);
+    CHECK(quiet.texts() == texts_t{L"a line that needs memory to be recorded"});
+    CHECK(quiet.dispatcher.lost(trace::noMemory) == 1);
+}
+
+TEST_CASE("lines that the application's allocator traces within the facade wait for no sink",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    quiet.queue(tl_info, L"before");
+    const heldelsewhere busy(traceimpltest::streamMutex(quiet.dispatcher));
+    const scriptedclock clock;
+    const std::function<void()> trace = [&] { quiet.queue(3000, tl_info, L"inner"); };
+    {
+        const allocations::interruption interrupted(0, trace);
+        quiet.dispatcher.setLevel(tl_debug, L"a::f");
+    }
+    {
+        const allocations::interruption interrupted(0, trace);
+        quiet.dispatcher.registerfunction("void g()");
+    }
+
+    CHECK(clock.sleeps() == 0);
+    CHECK(quiet.texts() == texts_t{L"before"});
+    CHECK(quiet.dispatcher.lost(trace::noMemory) == 2 * 3000);
 }
 
 TEST_CASE("a line that the application's allocator traces is lost within the library, and only it",

@@ -1,6 +1,7 @@
 #include "trace/traceimpl.h"
 
 #include "stacktrace/structuredexception.h"
+#include "support/stamps.h"
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/gate.h"
 #include "tests/helpers/heldelsewhere.h"
@@ -1151,18 +1152,178 @@ TEST_CASE("a line that a handler traces while its thread stages another is lost 
     CHECK(traceimpltest::counts(quiet.dispatcher, 1).refused == 2);
 }
 
-TEST_CASE("more interrupted lines than can be noted are counted all the same", "[trace]")
+TEST_CASE("many interrupted lines are counted by their level", "[trace]")
 {
     quietdispatcher quiet;
     quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
     quiet.queue(tl_info, L"before");
     {
         const insidelibrary staging;
+        quiet.queue(300, tl_debug, L"refused");
         quiet.queue(200, tl_info, L"interrupts");
     }
     traceimpltest::drain(quiet.dispatcher);
 
     CHECK(quiet.dispatcher.lost(trace::noMemory) == 200);
+    CHECK(traceimpltest::counts(quiet.dispatcher, 1).refused == 300);
+}
+
+TEST_CASE("interrupted lines of more functions than can be noted are counted for every sink",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(probesink(1)).setLevel(tl_info);
+    std::vector<const hashedfunction*> functions;
+    for (int function = 0; function < 70; ++function) {
+        functions.push_back(&quiet.dispatcher.registerfunction("void f()"));
+    }
+    quiet.queue(tl_info, L"before");
+    {
+        const insidelibrary staging;
+        for (const hashedfunction* const function : functions) {
+            traceimpltest::queue(quiet.dispatcher, *function, tl_debug, L"refused");
+        }
+    }
+    traceimpltest::drain(quiet.dispatcher);
+
+    CHECK(traceimpltest::counts(quiet.dispatcher, 1).refused == 64);
+    CHECK(quiet.dispatcher.lost(trace::noMemory) == 70 - 64);
+}
+
+TEST_CASE("interrupted lines are counted without a sink, too", "[trace]")
+{
+    quietdispatcher quiet;
+    quiet.queue(tl_info, L"before");
+    {
+        const insidelibrary staging;
+        quiet.queue(200, tl_info, L"interrupts");
+    }
+    traceimpltest::emptyQueue(quiet.dispatcher);
+
+    CHECK(traceimpltest::nobodys(quiet.dispatcher) == 200 + 1);
+}
+
+TEST_CASE("lines go on, in order, when the counter of cycles begins anew", "[trace]")
+{
+    constexpr unsigned long long aDayAtMost = 1ULL << 48; // cycles
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    quiet.queue(3, tl_always, L"before");
+    traceimpltest::drain(quiet.dispatcher);
+    quiet.queue(1500, tl_always, L"staged before");
+    tolvane::stamps::fallBehind(aDayAtMost);
+
+    CHECK_FALSE(quiet.dispatcher.sync(0));
+    quiet.queue(1500, tl_always, L"staged after"); // past 2000 the thread writes
+    CHECK(sink.events().size() == 1 + 2001);
+    quiet.queue(tl_always, L"the last but one");
+    std::thread([&] { quiet.queue(tl_always, L"the last"); }).join();
+    CHECK_FALSE(quiet.dispatcher.sync(0));
+    quiet.dispatcher.flushQueue(0);
+    CHECK(quiet.dispatcher.sync(0));
+
+    const events_t events = sink.events();
+    CHECK(events.size() == 1 + 3005);
+    CHECK(events[events.size() - 2] == "1: the last but one");
+    CHECK(events.back() == "1: the last");
+}
+
+TEST_CASE("a line that waited to be staged has its place behind what was staged meanwhile",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    gate isKnown;
+    gate isClosed;
+    std::atomic<bool> comes{false};
+    std::thread waiting([&] {
+        quiet.queue(tl_always, L"first");
+        isKnown.open();
+        isClosed.wait();
+        comes = true;
+        quiet.queue(tl_always, L"waited");
+    });
+    isKnown.wait();
+    {
+        const lockobject held(quiet.dispatcher.m_instanceMutex);
+        traceimpltest::closeBudget(quiet.dispatcher);
+        isClosed.open();
+        while (!comes) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // it is at the lock by then
+        quiet.queue(tl_always, L"meanwhile");
+    }
+    waiting.join();
+
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"first", L"meanwhile", L"waited"});
+}
+
+TEST_CASE("removing a sink within a sink's call takes no lines from the running pass", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink other(2);
+    const probesink sink(1);
+    sink.told().onLog = [&](const std::wstring& text) {
+        if (text == L"outer") {
+            quiet.queue(tl_always, L"inner");
+            quiet.dispatcher.remove(other);
+        }
+    };
+    quiet.dispatcher.output(sink);
+    quiet.dispatcher.output(other);
+    quiet.queue(tl_always, L"outer");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(sink.events() == events_t{"clone 1", "1: outer"});
+    CHECK(other.events() == events_t{"clone 2", "2: outer", "delete 2"});
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"inner"});
+}
+
+TEST_CASE("sinks are destroyed while other threads go on", "[trace]")
+{
+    quietdispatcher quiet;
+    bool wentOn = true;
+    const probesink sink(1);
+    sink.told().onDelete = [&] {
+        std::atomic<bool> isThrough{false};
+        std::thread other([&] {
+            quiet.dispatcher.maxLevel(quiet.function);
+            isThrough = true;
+        });
+        for (int wait = 0; wait < 1000 && !isThrough; ++wait) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        wentOn = wentOn && isThrough;
+        other.detach();
+    };
+    quiet.dispatcher.output(sink);
+    quiet.dispatcher.output(sink); // replaces it
+    quiet.dispatcher.remove(sink);
+
+    CHECK(wentOn);
+    CHECK(sink.events() == events_t{"clone 1", "clone 1", "delete 1", "delete 1"});
+}
+
+TEST_CASE("what a sink traces is dropped beyond 2000 lines although levels change meanwhile",
+          "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    sink.told().onLog = [&](const std::wstring& text) {
+        for (int line = 0; text == L"outer" && line < 3000; ++line) {
+            quiet.dispatcher.setLevel(tl_info, tolvane::string());
+            quiet.queue(tl_info, L"inner");
+        }
+    };
+    quiet.dispatcher.output(sink);
+    quiet.queue(tl_always, L"outer");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(quiet.texts().size() == 2000);
+    CHECK(quiet.dispatcher.lost(trace::busySink) == 1000);
 }
 
 TEST_CASE("a thread's lines come out when it has ended", "[trace]")
