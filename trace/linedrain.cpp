@@ -24,11 +24,15 @@ std::size_t linedrain::pending() const noexcept
     return lines;
 }
 
-/// The stages' stamps never go back, and neither may those up to which they are looked at.
+/// Where stamps have gone back, they are made to go on behind the youngest line: stages do not let
+/// theirs go back.
 unsigned long long linedrain::stampOfNow() noexcept
 {
     unsigned long long stamp = tolvane::stamps::nowBeforeReading();
     if (stamp < m_lastStamp) {
+        for (const stage* const each : m_stages) {
+            m_lastStamp = std::max(m_lastStamp, each->lastStamp());
+        }
         tolvane::stamps::catchUp(m_lastStamp);
         stamp = tolvane::stamps::nowBeforeReading();
     }

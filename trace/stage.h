@@ -135,9 +135,10 @@ public:
     ///               a thread may move to a processor whose counter is a little behind.
     void publish(stagedline& line, unsigned long long stamp) noexcept
     {
-        m_lastStamp = std::max(stamp, m_lastStamp);
-        line.stamp = m_lastStamp;
-        line.time = millisecond(m_lastStamp);
+        const unsigned long long notBefore = std::max(stamp, lastStamp());
+        m_lastStamp.store(notBefore, std::memory_order_relaxed);
+        line.stamp = notBefore;
+        line.time = millisecond(notBefore);
         m_to += sizeOf(line.size);
         m_staged.store(m_staged.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
         m_tail->written.store(static_cast<std::size_t>(m_to - m_tail->bytes),
@@ -170,6 +171,12 @@ public:
     std::size_t pending() const noexcept
     {
         return static_cast<std::size_t>(m_staged.load(std::memory_order_relaxed) - m_taken);
+    }
+
+    /// Of the line that was staged last, about.
+    unsigned long long lastStamp() const noexcept
+    {
+        return m_lastStamp.load(std::memory_order_relaxed);
     }
 
     /// Whether there are lines that were refused since the last call of takeRefused().
@@ -237,7 +244,6 @@ private:
     unsigned char* m_end = nullptr;
     unsigned char* m_fetchFrom = nullptr; ///< from here on the next chunk is sent for
     chunk* m_tail;
-    unsigned long long m_lastStamp = 0;
     unsigned long long m_millisecond = 0;
     unsigned long long m_millisecondUntil = 0; ///< stamp
     const unsigned int m_threadId;
@@ -245,6 +251,7 @@ private:
     // Written by the thread, read by whoever drains.
     std::atomic<unsigned long long> m_staged{0};
     std::atomic<unsigned long long> m_refused{0};
+    std::atomic<unsigned long long> m_lastStamp{0};
     std::atomic<int> m_holders{2};
 
     // Of whoever drains.
