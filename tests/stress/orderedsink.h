@@ -10,6 +10,7 @@
 #include <cwchar>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -39,6 +40,7 @@ public:
     struct findings
     {
         std::atomic<unsigned long long> written{0};
+        std::atomic<unsigned long long> thrown{0}; ///< exceptions, each of which costs a record
         std::atomic<unsigned long long> torn{0};
         std::atomic<unsigned long long> overtaken{0}; ///< came behind what was made after them
         std::array<std::atomic<long long>, makers> last{};
@@ -46,33 +48,44 @@ public:
     };
 
     /// \param pauses  one record in so many takes so long that others are lost; 0: none.
-    explicit orderedsink(unsigned long long id, unsigned int pauses = 0)
-        : orderedsink(id, pauses, std::make_shared<findings>())
+    /// \param throws  one record in so many is answered by an exception; 0: none.
+    explicit orderedsink(unsigned long long id, unsigned int pauses = 0, unsigned int throws = 0)
+        : orderedsink(id, pauses, throws, std::make_shared<findings>())
     {}
 
     void log(const formattedline& line) override
     {
         formattedline copied(line);
         findings& found = *m_findings;
+        if (isTurn(m_throws)) {
+            ++found.thrown;
+            throw std::runtime_error("the sink's own trouble");
+        }
         ++found.written;
         if (formattedlinetest::type(copied) == formattedline::tt_text) {
             check(formattedlinetest::body(copied).c_str());
         }
-        if (m_pauses != 0 && m_random() % m_pauses == 0) {
+        if (isTurn(m_pauses)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(4));
         }
     }
 
     unsigned long long id() const override { return m_id; }
 
-    orderedsink* clone() const override { return new orderedsink(m_id, m_pauses, m_findings); }
+    orderedsink* clone() const override
+    {
+        return new orderedsink(m_id, m_pauses, m_throws, m_findings);
+    }
 
     const findings& found() const { return *m_findings; }
 
 private:
-    orderedsink(unsigned long long id, unsigned int pauses, std::shared_ptr<findings> shared)
-        : m_id(id), m_pauses(pauses), m_findings(std::move(shared))
+    orderedsink(unsigned long long id, unsigned int pauses, unsigned int throws,
+                std::shared_ptr<findings> shared)
+        : m_id(id), m_pauses(pauses), m_throws(throws), m_findings(std::move(shared))
     {}
+
+    bool isTurn(unsigned int oneIn) { return oneIn != 0 && m_random() % oneIn == 0; }
 
     void check(const wchar_t* text)
     {
@@ -95,6 +108,7 @@ private:
 
     const unsigned long long m_id;
     const unsigned int m_pauses;
+    const unsigned int m_throws;
     std::shared_ptr<findings> m_findings;
     std::minstd_rand m_random{1};
 };

@@ -32,6 +32,8 @@ struct knownrecord
 };
 
 std::atomic<unsigned long long> recordsMade{0};
+std::atomic<unsigned long long> syncsChecked{0};
+std::atomic<unsigned int> levelChanges{0}; ///< odd while they change
 std::atomic<bool> goOn{true};
 std::atomic<knownrecord> lastKnown{knownrecord{-1, 0}};
 std::atomic<bool> failed{false};
@@ -79,6 +81,7 @@ private:
         const knownrecord known = lastKnown;
         const long long number = ++m_made;
         const auto action = m_random() % 1000;
+        const beforesync before = isSync(action) ? beforesync{} : beforesync{0, 0};
         if (action % 2 == 0 && log.takes(level)) {
             ++recordsMade;
             TOLVANE_LOG(log, level) << m_number << ' ' << number << " after " << known.maker << ' '
@@ -98,13 +101,18 @@ private:
         if (action < 50) {
             lastKnown = knownrecord{m_number, static_cast<int>(number)};
         }
-        doElse(action, level, number, log);
+        doElse(action, log);
+        if (isSync(action)) {
+            checkSync(number, before);
+        }
     }
+
+    static bool isSync(unsigned long action) { return action == 102 || action == 103; }
 
     std::string filler() { return std::string(m_random() % 50 == 0 ? 3000 : m_random() % 60, ' '); }
 
     template <class scope_t>
-    void doElse(unsigned long action, tracelevel_t level, long long number, scope_t& log)
+    static void doElse(unsigned long action, scope_t& log)
     {
         switch (action) {
         case 100:
@@ -112,10 +120,6 @@ private:
             break;
         case 101:
             trace::flush(1);
-            break;
-        case 102:
-        case 103:
-            checkSync(level, number);
             break;
         case 104:
             log.reset();
@@ -128,12 +132,21 @@ private:
         }
     }
 
-    /// The permanent sink takes every level: what was not lost has reached it.
-    void checkSync(tracelevel_t, long long number)
+    struct beforesync
     {
-        const unsigned long long lostBefore = trace::lost();
-        const bool isAttached = m_permanent.found().written != 0;
-        if (trace::sync(20) && isAttached && trace::lost() == 0 && lostBefore == 0) {
+        unsigned long long lost = trace::lost();
+        unsigned int levelChanges = ::levelChanges;
+
+        bool isStillSo() const { return lost == trace::lost() && levelChanges == ::levelChanges; }
+    };
+
+    /// The permanent sink takes every level but while levels change: when nothing was lost
+    /// meanwhile, the record has reached it.
+    void checkSync(long long number, const beforesync& before)
+    {
+        const bool isAttached = m_permanent.found().written != 0 && before.levelChanges % 2 == 0;
+        if (trace::sync(20) && isAttached && before.isStillSo()) {
+            ++syncsChecked;
             check(m_permanent.found().last[static_cast<std::size_t>(m_number)] >= number,
                   "sync returned before the line had been written");
         }
@@ -159,7 +172,7 @@ class passingsink
 {
 public:
     passingsink(unsigned long long id, std::minstd_rand& random)
-        : m_sink(id, random() % 2 == 0 ? 400 : 0), m_id(id)
+        : m_sink(id, random() % 2 == 0 ? 400 : 0, random() % 2 == 0 ? 100 : 0), m_id(id)
     {}
 
     void come(unsigned long long permanentId)
@@ -180,6 +193,8 @@ public:
                                               std::to_string(its - m_before));
             check(traceimpltest::countsNow(m_id).written == m_sink.found().written,
                   "a sink got other lines than were counted");
+            check(traceimpltest::countsNow(m_id).lost[trace::destination] == m_sink.found().thrown,
+                  "a sink threw at other lines than were counted");
         });
     }
 
@@ -211,9 +226,11 @@ void change(unsigned long long permanentId, steady_clock::time_point end)
         passingsink second(id + 1000000, random);
         first.come(permanentId);
         for (auto rounds = random() % 20; rounds != 0 && steady_clock::now() < end; --rounds) {
+            ++levelChanges;
             trace::setLevel(static_cast<tracelevel_t>(random() % 7), L"stress");
             trace::setLevel(static_cast<tracelevel_t>(random() % 7), L"stress::work");
             traceimpltest::setLevel(permanentId, tl_trace);
+            ++levelChanges;
             std::this_thread::sleep_for(std::chrono::milliseconds(random() % 5));
             first.checkCounts(permanentId);
             stacktrace::getTraces();
@@ -286,6 +303,7 @@ int main(int argc, char** argv)
     for (const int threads : {1, 2, 8, orderedsink::makers}) {
         run(threads, seconds / 4);
     }
+    check(syncsChecked > 0, "no wait could be checked");
     std::cout << (failed ? "failed" : "all right") << std::endl;
     return failed ? 1 : 0;
 }
