@@ -15,10 +15,11 @@ TOLVANE_BEGIN_DECLARATIONS
 /// The library's front door: attaches sinks, sets levels, registers functions, flushes.
 ///
 /// Every member may be called from any thread. No call reports an error; none throws but on
-/// allocation failure, or what a custom sink's id() or clone() throws. Levels are kept by the
-/// sinks: setting one acts on the sinks that are attached by then. After the end of main, when the
-/// dispatcher is gone, calls do nothing harmful and lines are dropped. A sink that never returns
-/// from writing a line holds up output() and remove(), and no other call.
+/// allocation failure, for which a clone() that is null is taken, or what a custom sink's id() or
+/// clone() throws. Levels are kept by the sinks: setting one acts on the sinks that are attached by
+/// then. After the end of main, when the dispatcher is gone, calls do nothing harmful and lines are
+/// dropped. A sink that never returns from writing a line holds up output() and remove(), and no
+/// other call.
 class TOLVANE_EXPORT trace
 {
 public:
@@ -102,6 +103,9 @@ public:
     /// \param milliseconds  the longest time to wait; 0 only asks.
     /// \return false when that much time has passed, or at once within a sink's own call. True at
     ///         once when nothing is queued or no sink is attached.
+    ///
+    /// Where no writer thread runs, the calling thread writes, and a hardware fault in a sink
+    /// reaches it as an exception.
     static bool sync(unsigned long long milliseconds);
 
     /// A stream that discards everything.
