@@ -332,10 +332,11 @@ TEST_CASE(
 
 TEST_CASE("what a sink's fault costs is not put down to the sink that is busy", "[trace]")
 {
+    std::unique_ptr<tracestream> undestroyed; // by the dispatcher, which does not touch it any more
     quietdispatcher quiet;
     const probesink faulting(1);
     faulting.told().onLog = [](const std::wstring&) { throw StructuredException("a fault"); };
-    quiet.dispatcher.output(faulting);
+    undestroyed.reset(&quiet.dispatcher.output(faulting));
     quiet.queue(tl_always, L"fault");
     CHECK_THROWS_AS(quiet.dispatcher.flushQueue(0), StructuredException);
     REQUIRE(quiet.dispatcher.lost(trace::destination) == 1);
