@@ -149,25 +149,25 @@ TEST_CASE("who must select loses the allowance when a level changes", "[trace]")
 
 TEST_CASE("an allowance is of the kind that was settled, however often that changes", "[trace]")
 {
+    constexpr unsigned int settlements = 10000000;
     linebudget budget;
-    std::atomic<bool> goOn{true};
+    std::atomic<bool> isSettling{true};
     const auto isSelective = [](unsigned int epoch) { return epoch % 2 != 0; };
     budget.close();
     std::thread settling([&] {
-        for (unsigned int epoch = 3; goOn; ++epoch) { // the one above made 2
+        for (unsigned int epoch = 3; epoch < settlements; ++epoch) { // the one above made 2
             budget.close();
             budget.settle(1000, isSelective(epoch) ? levelgeneration::current() : 0);
         }
+        isSettling = false;
     });
     int wrong = 0;
     linebudget::allowance mine;
-    for (int taken = 0; taken < 100000;) {
-        if (budget.take(mine)) {
-            ++taken;
-            wrong += mine.isSelective != isSelective(mine.epoch) ? 1 : 0;
+    while (isSettling) {
+        if (budget.take(mine) && mine.isSelective != isSelective(mine.epoch)) {
+            ++wrong;
         }
     }
-    goOn = false;
     settling.join();
 
     CHECK(wrong == 0);
