@@ -32,6 +32,13 @@
 #define TOLVANE_RELEASE(place, value) static_cast<void>(*(place) = (value))
 #endif
 
+/// A condition that is false for most of the time: what follows is not to stand in the way.
+#if defined(__GNUC__)
+#define TOLVANE_RARELY(condition) __builtin_expect((condition), false)
+#else
+#define TOLVANE_RARELY(condition) (condition)
+#endif
+
 /// Around the declarations of a public header. The Microsoft compiler warns about data members and
 /// bases whose class is compiled into both sides instead of being exported (4251, 4275), which is
 /// what the library intends, and about the standard multibyte conversions (4996), whose results the

@@ -31,16 +31,19 @@
 /// The line ends with the statement. When no sink takes the level (see traceobject::takes), no
 /// operand is evaluated. The level is looked at twice: give it a plain value. The name may also be
 /// that of a plain traceobject.
-#define TOLVANE_LOG(name, level) \
-    static_cast<void>(0),        \
-        !(name).takes(level) ? (void)0 : tolvane::lineend() & tolvane::tracedline((name), (level))
+#define TOLVANE_LOG(name, level)                               \
+    static_cast<void>(0), !TOLVANE_RARELY((name).takes(level)) \
+                              ? (void)0                        \
+                              : tolvane::lineend() & tolvane::tracedline((name), (level))
 
 /// One line at a level from a %-format and its arguments, each inserted as into a stream. The
 /// character after a "%" is not interpreted; "%%" is written as it stands; an argument beyond the
 /// placeholders is set off by a space; a placeholder without an argument writes nothing. When no
 /// sink takes the level, no argument is evaluated.
-#define TOLVANE_LOGF(name, level, ...) \
-    (!(name).takes(level) ? (void)0 : tolvane::formatwriter::write((name), (level), __VA_ARGS__))
+#define TOLVANE_LOGF(name, level, ...)    \
+    (!TOLVANE_RARELY((name).takes(level)) \
+         ? (void)0                        \
+         : tolvane::formatwriter::write((name), (level), __VA_ARGS__))
 
 TOLVANE_BEGIN_DECLARATIONS
 
