@@ -8,6 +8,7 @@
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/scriptedclock.h"
+#include "tests/helpers/sinkblock.h"
 #include "tests/helpers/traceimpltest.h"
 #include "trace/insidelibrary.h"
 
@@ -582,16 +583,11 @@ TEST_CASE("a sink that blocks does not hold up the threads that trace", "[trace]
 {
     traceimpl dispatcher;
     const hashedfunction& function = dispatcher.registerfunction("void f()");
-    gate entered;
-    gate release;
     const probesink sink(1);
-    sink.told().onLog = [&](const std::wstring&) {
-        entered.open();
-        release.wait();
-    };
+    sinkblock block(sink);
     dispatcher.output(sink);
     traceimpltest::queue(dispatcher, function, tl_always, L"blocks");
-    REQUIRE(entered.wait());
+    REQUIRE(block.waitForLine());
 
     for (int line = 0; line < 100; ++line) { // not with the sink lock, not for the writer
         traceimpltest::queue(dispatcher, function, tl_always, L"more");
@@ -599,7 +595,7 @@ TEST_CASE("a sink that blocks does not hold up the threads that trace", "[trace]
     }
     CHECK(sink.events() == events_t{"clone 1", "1: blocks"});
 
-    release.open();
+    block.release();
     REQUIRE(traceimpltest::waitForWriter(dispatcher));
     CHECK(sink.events().size() == 102);
 }

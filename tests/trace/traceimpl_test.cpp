@@ -3,10 +3,10 @@
 #include <tolvane/ostreamtracestream.h>
 
 #include "tests/helpers/allocations.h"
-#include "tests/helpers/gate.h"
 #include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/scriptedclock.h"
+#include "tests/helpers/sinkblock.h"
 #include "tests/helpers/traceimpltest.h"
 
 #include <catch2/catch.hpp>
@@ -390,16 +390,11 @@ TEST_CASE("stopping does not wait for a writer whose loop has ended", "[trace]")
     traceimpl dispatcher;
     traceimpltest::stopped(dispatcher) = true;
     const hashedfunction& function = dispatcher.registerfunction("void f()");
-    gate entered;
-    gate release;
     const probesink sink(1);
-    sink.told().onLog = [&](const std::wstring&) {
-        entered.open();
-        release.wait();
-    };
+    sinkblock block(sink);
     dispatcher.output(sink);
     traceimpltest::queue(dispatcher, function, tl_always, L"line");
-    entered.wait();
+    block.waitForLine();
     scriptedclock clock;
     int longPauses = 0;
     unsigned long long slept = 0;
@@ -407,7 +402,7 @@ TEST_CASE("stopping does not wait for a writer whose loop has ended", "[trace]")
         longPauses += clock.sleptMilliseconds() - slept > 1 ? 1 : 0;
         slept = clock.sleptMilliseconds();
         traceimpltest::stopped(dispatcher) = false;
-        release.open();
+        block.release();
     });
 
     dispatcher.stop(); // needs the sink lock all the same, which it tries every millisecond
@@ -423,16 +418,11 @@ TEST_CASE("stopping waits nine times for a writer that hangs in a sink, then for
 {
     traceimpl dispatcher;
     const hashedfunction& function = dispatcher.registerfunction("void f()");
-    gate entered;
-    gate release;
     const probesink sink(1);
-    sink.told().onLog = [&](const std::wstring&) {
-        entered.open();
-        release.wait();
-    };
+    sinkblock block(sink);
     dispatcher.output(sink);
     traceimpltest::queue(dispatcher, function, tl_always, L"first");
-    entered.wait();
+    block.waitForLine();
     traceimpltest::queue(dispatcher, function, tl_always, L"second");
     scriptedclock clock;
     clock.setTicksPerSleep(ticksPerMillisecond);
@@ -445,7 +435,7 @@ TEST_CASE("stopping waits nine times for a writer that hangs in a sink, then for
         slept = clock.sleptMilliseconds();
         ++(isLong ? longPauses : shortPauses);
         if (longPauses > 9 || shortPauses >= patience) {
-            release.open();
+            block.release();
             std::this_thread::sleep_for(std::chrono::milliseconds(1)); // the writer's time is real
         }
     });
@@ -460,16 +450,11 @@ TEST_CASE("stopping gives up on a sink that hangs for good, and leaves the sinks
 {
     traceimpl dispatcher;
     const hashedfunction& function = dispatcher.registerfunction("void f()");
-    gate entered;
-    gate release;
     const probesink sink(1);
-    sink.told().onLog = [&](const std::wstring&) {
-        entered.open();
-        release.wait();
-    };
+    sinkblock block(sink);
     dispatcher.output(sink);
     traceimpltest::queue(dispatcher, function, tl_always, L"first");
-    entered.wait();
+    block.waitForLine();
     traceimpltest::queue(dispatcher, function, tl_always, L"second");
     traceimpltest::queue(dispatcher, function, tl_trace, L"refused");
     {
@@ -483,7 +468,7 @@ TEST_CASE("stopping gives up on a sink that hangs for good, and leaves the sinks
         CHECK(sink.events() == events_t{"clone 1", "1: first"});
         CHECK(dispatcher.lost(trace::ended) == 1);
     }
-    release.open();
+    block.release();
     while (!traceimpltest::stopped(dispatcher)) {
         std::this_thread::yield();
     }
