@@ -1,7 +1,6 @@
 #include "sinks/fileencoding.h"
 
 #include <algorithm>
-#include <cstring>
 #include <cwchar>
 
 namespace {
@@ -78,7 +77,7 @@ bool appendPlainLine(std::string& bytes, const tolvane::string& text)
     }
     to[length] = '\r';
     to[length + 1] = '\n';
-    if (seen > static_cast<unsigned int>(lastAscii) || std::memchr(to, '\n', length)) {
+    if (seen > static_cast<unsigned int>(lastAscii) || std::wmemchr(characters, L'\n', length)) {
         bytes.resize(start);
         return false;
     }

@@ -67,36 +67,18 @@ formattedline::formattedline()
 
 formattedline::formattedline(tracelevel_t level, const hashedfunction& function,
                              tolvane::string& text)
+    : formattedline(level, function, tt_text)
 {
-    renew(level, function, text);
-}
-
-formattedline::formattedline(tracelevel_t level, const hashedfunction& function, type_t type)
-{
-    renew(level, function, type);
-}
-
-void formattedline::retire()
-{
-    m_formatted.erase(tolvane::string::npos);
-    m_text.erase(tolvane::string::npos);
-}
-
-/// The caller's string gets the memory of this record's last text, for the next line.
-void formattedline::renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text)
-{
-    renew(level, function, tt_text);
     m_text.swapText(text);
 }
 
-void formattedline::renew(tracelevel_t level, const hashedfunction& function, type_t type)
-{
-    m_function = &function;
-    m_level = level;
-    m_time = tolvane::Clock::current().localMilliseconds();
-    m_type = type;
-    m_threadid = tolvane::currentThreadId();
-}
+formattedline::formattedline(tracelevel_t level, const hashedfunction& function, type_t type)
+    : m_function(&function),
+      m_level(level),
+      m_time(tolvane::Clock::current().localMilliseconds()),
+      m_type(type),
+      m_threadid(tolvane::currentThreadId())
+{}
 
 formattedline::formattedline(const formattedline& other) = default;
 

@@ -20,6 +20,9 @@ namespace {
 /// Bytes; what is gathered for a file beyond that is written before the pass ends.
 constexpr std::size_t mostGathered = 1 << 20;
 
+/// Bytes; most lines are shorter.
+constexpr std::size_t usualLine = 128;
+
 void publishCount(unsigned long long& counted, std::atomic<unsigned long long>& count) noexcept
 {
     if (counted != 0) {
@@ -57,7 +60,6 @@ passwriter::passwriter(sinkmap_t& sinks, passprogress& progress) : m_progress(pr
     m_destinations.reserve(sinks.size()); // they are pointed to
     for (auto& sink : sinks) {
         m_destinations.emplace_back(sink.second);
-        m_onlyFiles = m_onlyFiles && m_destinations.back().file;
     }
     group();
     m_gathers = filesDiffer();
@@ -103,33 +105,47 @@ bool passwriter::filesDiffer()
 }
 
 /// A cancellation would unwind through here: see NoCancellation.
-void passwriter::write(const batch_t& batch) noexcept
+void passwriter::write(const packedlines& batch) noexcept
 {
     const tolvane::NoCancellation noCancellation;
+    makeRoom(batch.size());
     for (const group_t& sinks : m_groups) {
         writeTo(sinks, batch);
     }
     publish();
 }
 
-void passwriter::writeTo(const group_t& sinks, const batch_t& batch) noexcept
+/// What is gathered does not move while it grows, then. Without memory it may still grow.
+void passwriter::makeRoom(std::size_t lines) noexcept
+{
+    try {
+        for (destination& to : m_destinations) {
+            if (to.file) {
+                to.bytes.reserve(std::min(lines * usualLine, mostGathered));
+                to.lineEnds.reserve(lines);
+            }
+        }
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+void passwriter::writeTo(const group_t& sinks, const packedlines& batch) noexcept
 {
     if (sinks.empty()) {
         return;
     }
-    for (const auto& line : batch) {
-        m_isRendered = false;
+    for (const queuedline& line : batch) {
         for (destination* const to : sinks) {
-            offer(*to, *line);
+            offer(*to, line);
         }
         m_progress.move();
     }
     settleAll();
 }
 
-void passwriter::offer(destination& to, const formattedline& line) noexcept
+void passwriter::offer(destination& to, const queuedline& line) noexcept
 {
-    if (line.m_level > levelOf(to, *line.m_function)) {
+    if (line.level > levelOf(to, *line.function)) {
         ++to.counted.refused;
         return;
     }
@@ -137,15 +153,37 @@ void passwriter::offer(destination& to, const formattedline& line) noexcept
         ++to.counted.lost[trace::destination];
         return;
     }
+    const formattedline* const record = recordOf(line);
+    if (!record) {
+        ++to.counted.lost[trace::noMemory];
+        return;
+    }
     try {
         if (to.file) {
-            writeToFile(to, line);
+            writeToFile(to, *record);
         } else {
-            callSink(to, line);
+            callSink(to, *record);
         }
     } catch (...) {
         // the other sinks, and the lines that follow, are none of this sink's business
         ++to.counted.lost[reasonOfException(to)];
+    }
+}
+
+/// Made for the first sink that takes the line.
+/// \return null when there is no memory.
+const formattedline* passwriter::recordOf(const queuedline& line) noexcept
+{
+    if (m_unpacked == &line) {
+        return m_record;
+    }
+    m_unpacked = nullptr;
+    try {
+        m_record = &m_unpacker.unpack(line);
+        m_unpacked = &line;
+        return m_record;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
     }
 }
 
@@ -216,7 +254,7 @@ trace::lossreason passwriter::reasonOfException(destination& to)
 
 void passwriter::gather(destination& to, const formattedline& line)
 {
-    const tolvane::string& text = textOf(line);
+    const tolvane::string& text = line.rendered(m_stamp);
     const std::size_t whole = to.bytes.size();
     try {
         appendEncodedLine(to.bytes, text, m_locale);
@@ -228,21 +266,6 @@ void passwriter::gather(destination& to, const formattedline& line)
     if (to.rotating) {
         rotate(to, text.length());
     }
-}
-
-/// Among files alone, nobody looks for the text in the record: one text's memory does for all lines
-/// of the pass. Memory that is touched for the first time takes longer than all that is written to
-/// it.
-const tolvane::string& passwriter::textOf(const formattedline& line)
-{
-    if (!m_onlyFiles || !line.m_formatted.empty()) {
-        return line.rendered(m_stamp);
-    }
-    if (!m_isRendered) {
-        line.render(m_text, m_stamp);
-        m_isRendered = true;
-    }
-    return m_text;
 }
 
 /// The line itself is gathered, or even written: what fails here does not cost it.

@@ -6,7 +6,8 @@
 #include "sinks/attachedsink.h"
 #include "sinks/passprogress.h"
 #include "sinks/timestamp.h"
-#include "trace/countedptr.h"
+#include "trace/lineunpacker.h"
+#include "trace/packedlines.h"
 
 #include <exception>
 #include <locale>
@@ -36,8 +37,6 @@ class rotatingfilestracestream;
 class passwriter
 {
 public:
-    using batch_t = std::vector<countedptr<formattedline>>;
-
     /// Throws std::bad_alloc; nothing is written or counted then.
     passwriter(sinkmap_t& sinks, passprogress& progress);
 
@@ -48,7 +47,7 @@ public:
     /// it all lines from then on: it is marked as faulty, and not called any more. The thread is
     /// not cancelled within a sink. (A sink that ends it all the same, by pthread_exit, brings the
     /// terminate handler on, which ends this thread alone.)
-    void write(const batch_t& batch) noexcept;
+    void write(const packedlines& batch) noexcept;
 
     /// The first hardware fault that came from a sink; null without one. To be thrown on when all
     /// locks are given back.
@@ -95,14 +94,15 @@ private:
 
     void group();
     bool filesDiffer();
-    void writeTo(const group_t& sinks, const batch_t& batch) noexcept;
-    void offer(destination& to, const formattedline& line) noexcept;
+    void makeRoom(std::size_t lines) noexcept;
+    void writeTo(const group_t& sinks, const packedlines& batch) noexcept;
+    void offer(destination& to, const queuedline& line) noexcept;
+    const formattedline* recordOf(const queuedline& line) noexcept;
     static tracelevel_t levelOf(destination& of, const hashedfunction& function) noexcept;
     void writeToFile(destination& to, const formattedline& line);
     void callSink(destination& to, const formattedline& line);
     trace::lossreason reasonOfException(destination& to);
     void gather(destination& to, const formattedline& line);
-    const tolvane::string& textOf(const formattedline& line);
     void rotate(destination& to, unsigned long long length) noexcept;
     void stopGathering() noexcept;
     void settleAll() noexcept;
@@ -114,9 +114,9 @@ private:
     std::vector<group_t> m_groups;
     std::locale m_locale; ///< the global one, which converts the text of files
     timestamp m_stamp;
-    tolvane::string m_text; ///< of the line that is being written, once it was rendered here
-    bool m_isRendered = false;
-    bool m_onlyFiles = true; ///< nobody else may convert a record, which keeps its text then
+    lineunpacker m_unpacker;
+    const queuedline* m_unpacked = nullptr; ///< whose record was made last
+    const formattedline* m_record = nullptr;
     bool m_gathers = true;
     std::exception_ptr m_fault;
 };

@@ -78,6 +78,19 @@ unsigned long long linedrain::takeRefused() noexcept
     return refused;
 }
 
+bool linedrain::hasDoubts() const noexcept
+{
+    return std::any_of(m_stages.begin(), m_stages.end(),
+                       [](const stage* each) { return each->hasDoubts(); });
+}
+
+void linedrain::forgetDoubts() noexcept
+{
+    for (stage* const each : m_stages) {
+        each->forgetDoubts();
+    }
+}
+
 /// Whether a thread has left is looked at before its lines are: none comes afterwards.
 void linedrain::tidy() noexcept
 {

@@ -29,7 +29,8 @@ public:
     /// Takes every line that was staged before the call, and none that was staged after it began: a
     /// line that was made after another one never overtakes it.
     ///
-    /// \param take  called with each line and its stage; throws nothing.
+    /// \param take  called with each line and its stage; may take the block of the line; throws
+    ///              nothing.
     /// \return the stamp up to which lines were taken.
     template <class take_t>
     unsigned long long run(const take_t& take) noexcept
@@ -39,7 +40,7 @@ public:
         while (!m_waiting.empty()) {
             stage& from = *nextStage();
             const unsigned long long runUpTo = oldestElsewhere(upTo);
-            const stagedline* line = from.oldest(upTo);
+            stagedline* line = from.oldest(upTo);
             do {
                 take(*line, from);
                 from.take();
@@ -54,6 +55,11 @@ public:
 
     /// Lines that threads did not stage since no sink would take them, since the last call.
     unsigned long long takeRefused() noexcept;
+
+    /// Whether any stage got doubtful lines since the last call of forgetDoubts().
+    bool hasDoubts() const noexcept;
+
+    void forgetDoubts() noexcept;
 
     /// Lets stages rest that were found empty, and goes without those whose threads have left.
     void tidy() noexcept;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cfenv>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <locale>
 #include <string_view>
 #include <type_traits>
@@ -150,13 +152,14 @@ bool operandreader::readNumber(operand kind, bytes& from)
 template <class value_t>
 bool operandreader::readInteger(bytes& from)
 {
+    constexpr std::size_t longest = std::numeric_limits<value_t>::digits10 + 2; // with a sign
     value_t value = 0;
     if (!from.read(value)) {
         return false;
     }
-    const bool negative = value < 0;
-    const auto bits = static_cast<unsigned long long>(value);
-    write(negative, negative ? 0 - bits : bits);
+    char digits[longest];
+    const char* const end = std::to_chars(digits, digits + longest, value).ptr;
+    std::copy(static_cast<const char*>(digits), end, room(static_cast<std::size_t>(end - digits)));
     return true;
 }
 
@@ -199,23 +202,6 @@ bool operandreader::readWide(bytes& from, std::size_t count)
     }
     std::memcpy(room(count), text, count * sizeof(wchar_t));
     return true;
-}
-
-void operandreader::write(bool negative, unsigned long long magnitude)
-{
-    constexpr unsigned int base = 10;
-    constexpr std::size_t longest = 20; // digits
-    wchar_t digits[longest + 1];
-    wchar_t* const end = digits + longest + 1;
-    wchar_t* first = end;
-    do {
-        *--first = static_cast<wchar_t>(L'0' + magnitude % base);
-        magnitude /= base;
-    } while (magnitude != 0);
-    if (negative) {
-        *--first = L'-';
-    }
-    write({first, static_cast<std::size_t>(end - first)});
 }
 
 void operandreader::write(std::wstring_view text)

@@ -4,8 +4,6 @@
 #include "support/coldpath.h"
 #include "support/stamps.h"
 
-#include <cstring>
-
 namespace {
 
 /// The next chunk is sent for when so many bytes are left.
@@ -20,33 +18,14 @@ constexpr std::size_t mostAtRest = 8192 - 256;
 /// Processors count faster than that.
 constexpr unsigned long long nanosecondsPerCycle = 2;
 
-/// What a line's payload points to, when it is a block.
-template <class block_t>
-block_t* blockOf(const stagedline& line) noexcept
-{
-    block_t* block = nullptr;
-    std::memcpy(&block, line.payload(), sizeof block);
-    return block;
-}
-
 } // namespace
-
-operandtext* stagedline::operandBlock() const noexcept
-{
-    return blockOf<operandtext>(*this);
-}
-
-tolvane::string* stagedline::textBlock() const noexcept
-{
-    return blockOf<tolvane::string>(*this);
-}
 
 stage::stage(unsigned long long dispatcher, unsigned int threadId)
     : m_dispatcher(dispatcher), m_tail(new chunk), m_threadId(threadId), m_head(m_tail)
 {
     static_assert(sizeof(chunk) == chunkSize);
     static_assert(sizeof(stage) + sizeof(chunk) < mostAtRest);
-    static_assert(sizeof(stagedline) + longestPayload + fetchAhead < chunk::capacity);
+    static_assert(sizeof(stagedline) + packedline::longestPayload + fetchAhead < chunk::capacity);
     m_to = m_tail->bytes;
     m_end = m_to + chunk::capacity;
     m_fetchFrom = m_end - fetchAhead;
@@ -138,11 +117,11 @@ void stage::freeSpare() noexcept
     }
 }
 
-const stagedline* stage::oldest(unsigned long long upTo) noexcept
+stagedline* stage::oldest(unsigned long long upTo) noexcept
 {
     for (;;) {
         if (m_read < m_known) {
-            const auto* const line = reinterpret_cast<const stagedline*>(m_head->bytes + m_read);
+            auto* const line = reinterpret_cast<stagedline*>(m_head->bytes + m_read);
             return line->stamp <= upTo ? line : nullptr;
         }
         chunk* const next = m_head->next.load(std::memory_order_acquire);
@@ -162,11 +141,7 @@ const stagedline* stage::oldest(unsigned long long upTo) noexcept
 void stage::take() noexcept
 {
     const auto* const line = reinterpret_cast<const stagedline*>(m_head->bytes + m_read);
-    if (line->form == stagedline::operandblock) {
-        delete line->operandBlock();
-    } else if (line->form == stagedline::textblock) {
-        delete line->textBlock();
-    }
+    line->freeBlock();
     m_read += sizeOf(line->size);
     ++m_taken;
     m_restfulDrains = 0;

@@ -1,63 +1,22 @@
 #pragma once
 
-#include <tolvane/formattedline.h>
-#include <tolvane/tracelevel.h>
-
 #include "support/clock.h"
 #include "support/prefetch.h"
 #include "trace/linebudget.h"
+#include "trace/packedline.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
 
-class hashedfunction;
-struct operandtext;
-
-/// One staged line, as it lies in a stage; its payload follows.
-struct stagedline
+struct linestamp
 {
-    /// How the payload holds the text.
-    enum form_t : unsigned char
-    {
-        noText,       ///< entry and exit lines
-        operands,     ///< encoded, see operandreader
-        characters,   ///< wide ones
-        operandblock, ///< a pointer to an operandtext
-        textblock,    ///< a pointer to a tolvane::string
-    };
-
-    unsigned long long stamp;
-    unsigned long long time; ///< milliseconds since 1970 on the local wall clock
-    const hashedfunction* function;
-    tracelevel_t level;
-    unsigned short size; ///< of the payload, in bytes
-    unsigned char type;  ///< a formattedline::type_t
-    form_t form;
-
-    const unsigned char* payload() const noexcept
-    {
-        return reinterpret_cast<const unsigned char*>(this + 1);
-    }
-
-    unsigned char* payload() noexcept { return reinterpret_cast<unsigned char*>(this + 1); }
-
-    operandtext* operandBlock() const noexcept;  ///< when the form is operandblock
-    tolvane::string* textBlock() const noexcept; ///< when it is textblock
+    unsigned long long stamp; ///< of when the line was made
 };
 
-/// Encoded operands that are too many to lie in a stage.
-struct operandtext
-{
-    explicit operandtext(std::size_t count) : size(count), bytes(new unsigned char[count]) {}
-    ~operandtext() { delete[] bytes; }
-
-    operandtext(const operandtext&) = delete;
-    operandtext& operator=(const operandtext&) = delete;
-
-    const std::size_t size;
-    unsigned char* const bytes;
-};
+/// A line as it lies in a stage.
+struct stagedline : linestamp, packedline
+{};
 
 /// The lines of one thread that nobody has drained yet: the thread appends, whoever drains takes
 /// them in the same order. No lock, and nothing that both write.
@@ -70,6 +29,7 @@ struct operandtext
 /// - chunk::next: the same for the next chunk, whose first line may be stored before or after.
 /// - m_staged: stored, relaxed, before the line is published, so that it is never less than what
 ///   was drained. Who must count exactly comes after the lines that he counts, and sees them.
+/// - m_refused, m_doubtful: stored in the same way; m_doubtful before the line in question.
 /// - m_spare: chunks that were read, on their way back: emptied by exchange, filled by the drain.
 class stage
 {
@@ -80,9 +40,6 @@ public:
 
     stage(const stage&) = delete;
     stage& operator=(const stage&) = delete;
-
-    /// Longest payload, in bytes; longer ones travel as blocks of their own.
-    static constexpr std::size_t longestPayload = 1024;
 
     unsigned long long dispatcher() const noexcept { return m_dispatcher; }
     unsigned int threadId() const noexcept { return m_threadId; }
@@ -119,7 +76,7 @@ public:
         m_isVisited.store(visited, std::memory_order_relaxed);
     }
 
-    /// Room for a line with a payload of so many bytes, at most longestPayload. Throws
+    /// Room for a line with a payload of so many bytes, at most the longest. Throws
     /// std::bad_alloc; nothing has changed then.
     stagedline& prepare(std::size_t payloadSize)
     {
@@ -158,11 +115,17 @@ public:
         m_refused.store(m_refused.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
 
+    /// To be called before a line is published that no sink may take as levels are now.
+    void doubt() noexcept
+    {
+        m_doubtful.store(m_doubtful.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+
     // By whoever drains, with the instance lock held:
 
     /// The oldest line that was not taken, or null; a line that is younger than the stamp is not
     /// looked at.
-    const stagedline* oldest(unsigned long long upTo) noexcept;
+    stagedline* oldest(unsigned long long upTo) noexcept;
 
     /// Takes the oldest line, with the block that it refers to.
     void take() noexcept;
@@ -187,6 +150,17 @@ public:
 
     /// Lines that were refused since the last call.
     unsigned long long takeRefused() noexcept;
+
+    /// Whether lines are doubtful that were staged since the last call of forgetDoubts().
+    bool hasDoubts() const noexcept
+    {
+        return m_doubtful.load(std::memory_order_relaxed) != m_doubtfulForgotten;
+    }
+
+    void forgetDoubts() noexcept
+    {
+        m_doubtfulForgotten = m_doubtful.load(std::memory_order_relaxed);
+    }
 
     /// A drain has found nothing here; after a while that gives memory back.
     void rest() noexcept;
@@ -213,8 +187,7 @@ private:
 
     static std::size_t sizeOf(std::size_t payloadSize) noexcept
     {
-        constexpr std::size_t alignment = alignof(stagedline);
-        return sizeof(stagedline) + (payloadSize + alignment - 1) / alignment * alignment;
+        return sizeof(stagedline) + packedline::padded(payloadSize);
     }
 
     void extend();
@@ -251,6 +224,7 @@ private:
     // Written by the thread, read by whoever drains.
     std::atomic<unsigned long long> m_staged{0};
     std::atomic<unsigned long long> m_refused{0};
+    std::atomic<unsigned long long> m_doubtful{0};
     std::atomic<unsigned long long> m_lastStamp{0};
     std::atomic<int> m_holders{2};
 
@@ -260,6 +234,7 @@ private:
     std::size_t m_known = 0; ///< bytes of the head that are known to be written
     unsigned long long m_taken = 0;
     unsigned long long m_refusedTaken = 0;
+    unsigned long long m_doubtfulForgotten = 0;
     unsigned int m_restfulDrains = 0;
 
     alignas(cacheLine) std::atomic<chunk*> m_spare[mostSpare] = {};

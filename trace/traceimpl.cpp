@@ -160,7 +160,7 @@ void traceimpl::remove(const tracestream& sink)
 {
     const tolvane::NoCancellation noCancellation;
     std::exception_ptr fault;
-    batch_t batch;
+    packedlines batch;
     {
         bothlocks locks(*this);
         const bool isInPass = m_inPass != 0; // a sink's own call leads here
@@ -345,7 +345,7 @@ std::exception_ptr traceimpl::finish() noexcept
         }
         return nullptr;
     }
-    batch_t batch;
+    packedlines batch;
     if (hasQueue) {
         batch = takeAll();
     }

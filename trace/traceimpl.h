@@ -95,7 +95,6 @@ private:
 
     class WriteThread;
     class bothlocks;
-    using batch_t = linequeue::batch_t;
 
     /// Who writes, which decides whether there is anything to do.
     enum class passkind
@@ -142,6 +141,7 @@ private:
                       const content_t& content);
     std::unique_ptr<stage> makeStage();
     stage* enterThread(tracelevel_t level, const hashedfunction& function);
+    static bool isTaken(const hashedfunction& function, tracelevel_t level) noexcept;
     bool isRefused(const hashedfunction& function, tracelevel_t level);
     admission spend(linebudget::allowance& mine, const hashedfunction& function,
                     tracelevel_t level);
@@ -159,20 +159,21 @@ private:
     void drain() noexcept;
     void countNoted() noexcept;
     void prune() noexcept;
-    batch_t takeAll() noexcept;
+    bool isAllTaken(unsigned int generation) const noexcept;
+    packedlines takeAll() noexcept;
     void lose(trace::lossreason reason, const hashedfunction& function,
               tracelevel_t level) noexcept;
-    void loseAll(const batch_t& batch, trace::lossreason reason) noexcept;
+    void loseAll(const packedlines& batch, trace::lossreason reason) noexcept;
     void refuse(unsigned long long lines) noexcept;
     void writePass();
     void signalWritten();
     std::exception_ptr pass(passkind kind);
-    bool beginPass(passkind kind, batch_t& batch);
+    bool beginPass(passkind kind, packedlines& batch);
     bool isWorthAPass(passkind kind) noexcept;
     void giveUp() noexcept;
-    std::exception_ptr writeBatch(const batch_t& batch) noexcept;
+    std::exception_ptr writeBatch(const packedlines& batch) noexcept;
     void endPass() noexcept;
-    void keep(batch_t& written) noexcept;
+    void keep(packedlines& written) noexcept;
     bool waitForPass(unsigned long long budget);
     unsigned long long drainedUpTo();
     bool isWritten(unsigned long long before, unsigned long long& lastBatch);
@@ -192,7 +193,8 @@ private:
     unsigned long long m_batches = 0;     ///< that were taken
     /// Generation of the levels when many lines were pruned; 0: few wait.
     unsigned int m_prunedUnder = 0;
-    sinkmap_t m_detached; ///< removed or replaced, in this order, to be destroyed
+    unsigned int m_emptiedUnder = 0; ///< generation of the levels when all lines were taken last
+    sinkmap_t m_detached;            ///< removed or replaced, in this order, to be destroyed
     unsigned long long m_detachments = 0;
     std::vector<std::unique_ptr<tolvane::ThreadControl>> m_writers; ///< one, and those that faulted
     std::vector<std::unique_ptr<tracestream>> m_endedSinks;         ///< levels that held at the end

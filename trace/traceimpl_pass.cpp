@@ -56,9 +56,9 @@ void traceimpl::settle() noexcept
 void traceimpl::drain() noexcept
 {
     const insidelibrary busy;
-    m_drainedUpTo = m_drain.run([this](const stagedline& line, const stage& from) {
+    m_drainedUpTo = m_drain.run([this](stagedline& line, const stage& from) {
         try {
-            m_queue.append(line, from.threadId());
+            m_queue.lines().append(line, from.threadId());
         } catch (const std::bad_alloc&) {
             lose(trace::noMemory, *line.function, line.level);
         }
@@ -85,27 +85,39 @@ void traceimpl::countNoted() noexcept
     }
 }
 
-/// Drops what no sink takes. Caller holds m_instanceMutex.
+/// Drops what no sink takes. Others need not wait meanwhile: from the beginning they stage nothing
+/// that would be dropped. Caller holds m_instanceMutex.
 void traceimpl::prune() noexcept
 {
     const insidelibrary busy;
     const unsigned int generation = levelgeneration::current(); // before the levels are looked at
-    const std::size_t before = m_queue.size();
-    m_queue.prune(generation, [this](const hashedfunction& function, tracelevel_t level) {
-        return std::none_of(m_sinks.begin(), m_sinks.end(), [&](const auto& attached) {
-            return level <= attached.second.sink->level(function);
-        });
-    });
-    refuse(before - m_queue.size());
     m_prunedUnder = generation;
+    settle();
+    if (isAllTaken(generation)) {
+        return;
+    }
+    drain();
+    refuse(m_queue.prune(generation, [this](const hashedfunction& function, tracelevel_t level) {
+        return m_sinks.empty() || isRefused(function, level);
+    }));
+    settle();
+}
+
+/// Whether some sink takes each line that waits, as each was found when it was staged, and levels
+/// have not changed since. Caller holds m_instanceMutex.
+bool traceimpl::isAllTaken(unsigned int generation) const noexcept
+{
+    return generation == m_emptiedUnder && !m_sinks.empty() && !m_drain.hasDoubts();
 }
 
 /// Caller holds m_instanceMutex, and m_sinkLock unless the batch is dropped.
-traceimpl::batch_t traceimpl::takeAll() noexcept
+packedlines traceimpl::takeAll() noexcept
 {
     const insidelibrary busy;
+    m_emptiedUnder = levelgeneration::current(); // before what is staged from now on
+    m_drain.forgetDoubts();
     drain();
-    batch_t batch = m_queue.takeAll();
+    packedlines batch = m_queue.takeAll();
     if (m_sinks.empty()) {
         m_nobodys += batch.size();
     }
@@ -137,11 +149,11 @@ void traceimpl::lose(trace::lossreason reason, const hashedfunction& function,
     }
 }
 
-void traceimpl::loseAll(const batch_t& batch, trace::lossreason reason) noexcept
+void traceimpl::loseAll(const packedlines& batch, trace::lossreason reason) noexcept
 {
-    linequeue::visit(batch, [&](const hashedfunction& function, tracelevel_t level) {
-        lose(reason, function, level);
-    });
+    for (const queuedline& line : batch) {
+        lose(reason, *line.function, line.level);
+    }
 }
 
 /// Counts lines that no sink takes. Caller holds m_instanceMutex.
@@ -184,7 +196,7 @@ void traceimpl::signalWritten()
 std::exception_ptr traceimpl::pass(passkind kind)
 {
     const tolvane::NoCancellation noCancellation;
-    batch_t batch;
+    packedlines batch;
     if (m_sinkLock.isMine() || !beginPass(kind, batch)) {
         return nullptr;
     }
@@ -197,7 +209,7 @@ std::exception_ptr traceimpl::pass(passkind kind)
 
 /// Takes what waits, together with the sink lock. When the lock cannot be had in time the lines are
 /// dropped: nobody takes lines that he cannot write.
-bool traceimpl::beginPass(passkind kind, batch_t& batch)
+bool traceimpl::beginPass(passkind kind, packedlines& batch)
 {
     patience waiting(m_sinkLock.progress());
     for (;;) {
@@ -235,14 +247,14 @@ bool traceimpl::isWorthAPass(passkind kind) noexcept
 void traceimpl::giveUp() noexcept
 {
     m_givenUpAt = m_sinkLock.progress().moves();
-    batch_t dropped = takeAll();
+    packedlines dropped = takeAll();
     loseAll(dropped, trace::busySink);
-    linequeue::emptyRecords(dropped);
+    dropped.clear();
     m_queue.keep(dropped);
 }
 
 /// Caller holds m_sinkLock alone.
-std::exception_ptr traceimpl::writeBatch(const batch_t& batch) noexcept
+std::exception_ptr traceimpl::writeBatch(const packedlines& batch) noexcept
 {
     try {
         passwriter writer(m_sinks, m_sinkLock.progress());
@@ -261,11 +273,10 @@ void traceimpl::endPass() noexcept
     destroyDetached();
 }
 
-/// The records' memory serves again. The thread that wrote them empties them, since it has them at
-/// hand; the lock is held for constant time.
-void traceimpl::keep(batch_t& written) noexcept
+/// The lines' memory serves again. The lock is held for constant time.
+void traceimpl::keep(packedlines& written) noexcept
 {
-    linequeue::emptyRecords(written);
+    written.clear();
     const insidelibrary busy;
     const lockobject lock(m_instanceMutex);
     m_queue.keep(written);

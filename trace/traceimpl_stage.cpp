@@ -1,6 +1,7 @@
 #include "trace/traceimpl.h"
 
 #include "sinks/levelgeneration.h"
+#include "support/clock.h"
 #include "support/coldpath.h"
 #include "support/stamps.h"
 #include "support/threadid.h"
@@ -12,8 +13,7 @@
 #include <cstring>
 #include <memory>
 
-// How a line is staged. What depends on what it holds is in one of the contents below; each can put
-// it into a staged line, or make its text for a line that is queued directly.
+// How a line is staged. What depends on what it holds is in one of the contents below.
 
 namespace {
 
@@ -22,16 +22,15 @@ struct markercontent
     formattedline::type_t type;
 
     static std::size_t size() noexcept { return 0; }
-    void put(stagedline& line) const noexcept
+    void put(packedline& line) const noexcept
     {
         line.type = static_cast<unsigned char>(type);
-        line.form = stagedline::noText;
+        line.form = packedline::noText;
     }
-    void makeText(tolvane::string&) const noexcept {}
 };
 
 template <class block_t>
-void putBlock(stagedline& line, stagedline::form_t form, std::unique_ptr<block_t> block) noexcept
+void putBlock(packedline& line, packedline::form_t form, std::unique_ptr<block_t> block) noexcept
 {
     block_t* const owned = block.release(); // the line's now
     std::memcpy(line.payload(), &owned, sizeof owned);
@@ -62,23 +61,21 @@ struct operandcontent
 
     static constexpr formattedline::type_t type = formattedline::tt_text;
 
-    bool isLong() const noexcept { return count > stage::longestPayload; }
+    bool isLong() const noexcept { return count > packedline::longestPayload; }
     std::size_t size() const noexcept { return isLong() ? sizeof(operandtext*) : count; }
 
-    void put(stagedline& line) const
+    void put(packedline& line) const
     {
         line.type = type;
         if (isLong()) {
             auto block = std::make_unique<operandtext>(count);
             std::memcpy(block->bytes, operands, count);
-            putBlock(line, stagedline::operandblock, std::move(block));
+            putBlock(line, packedline::operandblock, std::move(block));
         } else {
             copyShort(line.payload(), operands, count);
-            line.form = stagedline::operands;
+            line.form = packedline::operands;
         }
     }
-
-    void makeText(tolvane::string& text) const { operandreader().append(text, operands, count); }
 };
 
 struct textcontent
@@ -91,24 +88,33 @@ struct textcontent
     {
         return static_cast<std::size_t>(text.length()) * sizeof(wchar_t);
     }
-    bool isLong() const noexcept { return bytes() > stage::longestPayload; }
+    bool isLong() const noexcept { return bytes() > packedline::longestPayload; }
     std::size_t size() const noexcept { return isLong() ? sizeof(tolvane::string*) : bytes(); }
 
-    void put(stagedline& line) const
+    void put(packedline& line) const
     {
         line.type = type;
         if (isLong()) {
             auto block = std::make_unique<tolvane::string>();
             block->swapText(text);
-            putBlock(line, stagedline::textblock, std::move(block));
+            putBlock(line, packedline::textblock, std::move(block));
         } else {
             std::memcpy(line.payload(), text.c_str(), bytes());
-            line.form = stagedline::characters;
+            line.form = packedline::characters;
         }
     }
-
-    void makeText(tolvane::string& taken) const noexcept { taken.swapText(text); }
 };
+
+/// Throws std::bad_alloc.
+template <class content_t>
+void fill(packedline& line, tracelevel_t level, const hashedfunction& function,
+          const content_t& content)
+{
+    line.size = static_cast<unsigned short>(content.size());
+    line.function = &function;
+    line.level = level;
+    content.put(line);
+}
 
 } // namespace
 
@@ -195,10 +201,10 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
     }
     try {
         stagedline& line = mine.prepare(content.size());
-        line.size = static_cast<unsigned short>(content.size());
-        line.function = &function;
-        line.level = level;
-        content.put(line);
+        if (!isTaken(function, level)) {
+            mine.doubt();
+        }
+        fill(line, level, function, content);
         mine.publish(line, stamp);
     } catch (...) {
         m_losses.note(function, level);
@@ -248,6 +254,13 @@ std::unique_ptr<stage> traceimpl::makeStage()
     auto made = std::make_unique<stage>(m_number, tolvane::currentThreadId());
     m_drain.add(made.get());
     return made;
+}
+
+/// Whether a sink takes the line for certain. Takes no lock.
+inline bool traceimpl::isTaken(const hashedfunction& function, tracelevel_t level) noexcept
+{
+    tracelevel_t greatest = tl_always;
+    return levelgeneration::remembers(function, greatest) && level <= greatest;
 }
 
 bool traceimpl::isRefused(const hashedfunction& function, tracelevel_t level)
@@ -309,9 +322,7 @@ TOLVANE_COLD void traceimpl::relieve(admission admitted)
 {
     if (admitted == admission::stageThenPrune) {
         const lockobject lock(m_instanceMutex);
-        drain();
         prune();
-        settle();
         if (m_queue.size() <= linelimits::writeAbove) {
             return;
         }
@@ -336,9 +347,14 @@ TOLVANE_COLD void traceimpl::queueDirectly(tracelevel_t level, const hashedfunct
         drain();
         const insidelibrary busy;
         try {
-            tolvane::string text;
-            content.makeText(text);
-            m_queue.append(level, function, content.type, text);
+            queuedline& line = m_queue.lines().prepare(content.size());
+            line.time = tolvane::Clock::current().localMilliseconds();
+            line.threadId = tolvane::currentThreadId();
+            fill(line, level, function, content);
+            m_queue.lines().add(line);
+            if (!isTaken(function, level)) {
+                m_emptiedUnder = 0;
+            }
         } catch (...) {
             lose(trace::noMemory, function, level);
             throw;

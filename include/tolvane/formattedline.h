@@ -39,7 +39,7 @@ public:
 
 private:
     friend class filetracestream;
-    friend class linequeue;
+    friend class lineunpacker;
     friend class passwriter;
     friend class rotatingfilestracestream;
     friend class traceimpl;
@@ -58,13 +58,6 @@ private:
     /// Copies text, level and time only: a line that was rendered keeps its rendering, function,
     /// kind and thread.
     formattedline& operator=(const formattedline& other);
-
-    /// Empties the texts, which keep their memory, for renew().
-    void retire();
-
-    /// Makes a record that is new, or was retired, one of now and of this thread.
-    void renew(tracelevel_t level, const hashedfunction& function, tolvane::string& text);
-    void renew(tracelevel_t level, const hashedfunction& function, type_t type);
 
     wchar_t levelChar() const;
 

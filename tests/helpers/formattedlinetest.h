@@ -35,6 +35,7 @@ struct formattedlinetest
     static const hashedfunction*& function(formattedline& line) { return line.m_function; }
     static tolvane::string& body(formattedline& line) { return line.m_text; }
     static tracelevel_t& level(formattedline& line) { return line.m_level; }
+    static tracelevel_t level(const formattedline& line) { return line.m_level; }
     static unsigned long long& time(formattedline& line) { return line.m_time; }
     static formattedline::type_t& type(formattedline& line) { return line.m_type; }
     static unsigned long long& threadId(formattedline& line) { return line.m_threadid; }

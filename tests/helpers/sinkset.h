@@ -5,26 +5,49 @@
 #include "sinks/passwriter.h"
 #include "tests/helpers/formattedlinetest.h"
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-/// The lines of a pass.
+/// The lines of a pass, and the records that sinks are to get.
 class linebatch
 {
 public:
     void add(tracelevel_t level, const hashedfunction& function, const wchar_t* body)
     {
-        m_lines.emplace_back(new formattedline(formattedlinetest::text(level, function, body)));
+        m_records.push_back(formattedlinetest::text(level, function, body));
+        pack(m_records.back());
     }
 
-    formattedline& operator[](std::size_t line) const { return *m_lines[line]; }
-    std::size_t size() const { return m_lines.size(); }
-    const passwriter::batch_t& lines() const { return m_lines; }
+    formattedline& operator[](std::size_t line) { return m_records[line]; }
+    const formattedline& operator[](std::size_t line) const { return m_records[line]; }
+    std::size_t size() const { return m_records.size(); }
+    const packedlines& lines() const { return m_lines; }
 
 private:
-    passwriter::batch_t m_lines;
+    void pack(formattedline& record)
+    {
+        const tolvane::string& text = formattedlinetest::body(record);
+        const std::size_t bytes = static_cast<std::size_t>(text.length()) * sizeof(wchar_t);
+        const bool isLong = bytes > packedline::longestPayload;
+        queuedline& line = m_lines.prepare(isLong ? sizeof(tolvane::string*) : bytes);
+        line.size = static_cast<unsigned short>(isLong ? sizeof(tolvane::string*) : bytes);
+        line.form = isLong ? packedline::textblock : packedline::characters;
+        line.type = formattedline::tt_text;
+        line.level = formattedlinetest::level(record);
+        line.function = formattedlinetest::function(record);
+        line.time = formattedlinetest::time(record);
+        line.threadId = formattedlinetest::threadId(record);
+        const auto* const block = isLong ? new tolvane::string(text) : nullptr;
+        std::memcpy(line.payload(), isLong ? static_cast<const void*>(&block) : text.c_str(),
+                    line.size);
+        m_lines.add(line);
+    }
+
+    std::vector<formattedline> m_records;
+    packedlines m_lines;
 };
 
 /// Sinks as the dispatcher has them attached: clones, here in the order in which they are added.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tolvane/formattedline.h>
 #include <tolvane/hashedfunction.h>
 
 #include "support/stamps.h"

@@ -4,6 +4,7 @@
 
 #include "tests/helpers/formattedlinetest.h"
 #include "trace/bothlocks.h"
+#include "trace/lineunpacker.h"
 #include "trace/threadstage.h"
 #include "trace/traceimpl.h"
 #include "trace/writethread.h"
@@ -32,9 +33,10 @@ struct traceimpltest
     static std::atomic<bool>& running(traceimpl& dispatcher) { return dispatcher.m_running; }
     static std::atomic<bool>& stopped(traceimpl& dispatcher) { return dispatcher.m_stopped; }
 
-    static std::size_t spareLines(traceimpl& dispatcher)
+    /// Bytes that are kept for lines to come.
+    static std::size_t spareRoom(traceimpl& dispatcher)
     {
-        return dispatcher.m_queue.m_spareLines.size();
+        return dispatcher.m_queue.m_lines.capacity() + dispatcher.m_queue.m_spare.capacity();
     }
     static std::size_t sinks(traceimpl& dispatcher) { return dispatcher.m_sinks.size(); }
     static std::size_t functions(traceimpl& dispatcher)
@@ -67,6 +69,13 @@ struct traceimpltest
     {
         const lockobject lock(dispatcher.m_instanceMutex);
         return dispatcher.waitingLines();
+    }
+
+    /// Of the lines that wait, those that are not staged any more.
+    static std::size_t drained(traceimpl& dispatcher)
+    {
+        const lockobject lock(dispatcher.m_instanceMutex);
+        return dispatcher.m_queue.size();
     }
 
     /// Of an attached sink.
@@ -126,8 +135,9 @@ struct traceimpltest
         const lockobject lock(dispatcher.m_instanceMutex);
         std::vector<entry> found;
         dispatcher.drain();
-        for (const auto& counted : dispatcher.m_queue.m_lines) {
-            formattedline& line = *counted;
+        lineunpacker unpacker;
+        for (const queuedline& queued : dispatcher.m_queue.lines()) {
+            formattedline line(unpacker.unpack(queued));
             found.push_back({formattedlinetest::body(line).c_str(), formattedlinetest::level(line),
                              formattedlinetest::type(line), formattedlinetest::function(line)});
         }
@@ -148,7 +158,7 @@ struct traceimpltest
     {
         const lockobject lock(dispatcher.m_instanceMutex);
         dispatcher.takeAll();
-        dispatcher.m_queue.m_spareLines.clear();
+        dispatcher.m_queue.m_spare = {};
     }
 
     /// Waits until the writer has finished a pass that began after the call: a first pass may have

@@ -65,7 +65,8 @@ TEST_CASE("lines of all lengths come out in the order in which they were staged"
 
     for (int round = 0; round < 200; ++round) {
         for (auto lines = random() % 100; lines != 0; --lines) {
-            written.emplace_back(random() % (stage::longestPayload + 1), char('a' + lines % 26));
+            written.emplace_back(random() % (packedline::longestPayload + 1),
+                                 char('a' + lines % 26));
             stage.write(written.back());
         }
         for (auto lines = random() % 110; lines != 0; --lines) {

@@ -646,7 +646,57 @@ TEST_CASE("lines that were taken are dropped by pruning when the level was lower
     CHECK(quiet.texts() == std::vector<std::wstring>{L"error"});
 }
 
-TEST_CASE("a record that is used again holds nothing of its line before", "[trace]")
+TEST_CASE("after a pass too, the 1001st line drops what no sink takes", "[trace]")
+{
+    quietdispatcher quiet;
+    tracestream& attached = quiet.dispatcher.output(probesink(1));
+    attached.setLevel(tl_info);
+    quiet.dispatcher.maxLevel(quiet.function); // remembered from here on, as a scope does
+    quiet.queue(tl_info, L"passed");
+    quiet.queue(tl_debug, L"refused"); // which is forgotten with the pass
+    quiet.dispatcher.flushQueue(0);
+
+    SECTION("and leaves lines where they are while each was found to be taken")
+    {
+        quiet.queue(1001, tl_info, L"taken");
+        CHECK(traceimpltest::drained(quiet.dispatcher) == 0);
+        CHECK(quiet.texts().size() == 1001);
+    }
+    SECTION("one line of another thread")
+    {
+        std::thread([&] { quiet.queue(tl_debug, L"refused"); }).join();
+        quiet.queue(1000, tl_info, L"taken");
+        CHECK(quiet.texts().size() == 1000);
+    }
+    SECTION("one line of a thread that is about to end")
+    {
+        std::thread([&] {
+            quiet.queue(tl_info, L"taken");
+            traceimpltest::leaveThread();
+            quiet.queue(tl_debug, L"refused");
+        }).join();
+        quiet.queue(999, tl_info, L"taken");
+        CHECK(quiet.texts().size() == 1000);
+    }
+    SECTION("lines that were taken before the level was lowered")
+    {
+        quiet.queue(600, tl_info, L"taken");
+        attached.setLevel(tl_error);
+        quiet.queue(401, tl_error, L"error");
+        CHECK(quiet.texts().size() == 401);
+    }
+    SECTION("all lines, when the sinks are gone")
+    {
+        quiet.dispatcher.remove(probesink(1));
+        quiet.dispatcher.maxLevel(quiet.function);
+        quiet.queue(tl_always, L"nobody's");
+        quiet.dispatcher.flushQueue(0);
+        quiet.queue(1001, tl_always, L"nobody's");
+        CHECK(quiet.texts().empty());
+    }
+}
+
+TEST_CASE("memory that is used again holds nothing of a line before", "[trace]")
 {
     quietdispatcher quiet;
     const probesink sink(1);
@@ -705,15 +755,18 @@ TEST_CASE("in a steady flow the lines that are drained need a few allocations fo
     CHECK(drainHundred() < 10); // the room of the queue, and what a pass begins with
 }
 
-TEST_CASE("records of long texts are not kept", "[trace]")
+TEST_CASE("the memory of lines serves again, but not that of very many", "[trace]")
 {
     quietdispatcher quiet;
-    quiet.queue(10, tl_info, std::wstring(2000, L'x').c_str());
-    quiet.queue(5, tl_info, L"short");
-
+    const std::wstring text(packedline::longestPayload / sizeof(wchar_t), L'x');
+    quiet.queue(5, tl_info, text.c_str());
+    quiet.dispatcher.flushQueue(0);
+    const std::size_t ofFew = traceimpltest::spareRoom(quiet.dispatcher);
+    quiet.queue(500, tl_info, text.c_str());
     quiet.dispatcher.flushQueue(0);
 
-    CHECK(traceimpltest::spareLines(quiet.dispatcher) == 5);
+    CHECK(ofFew > 5 * packedline::longestPayload);
+    CHECK(traceimpltest::spareRoom(quiet.dispatcher) == ofFew);
 }
 
 TEST_CASE("a queue that is no more served starts no writer", "[trace]")
@@ -781,13 +834,11 @@ TEST_CASE("a line without memory is lost alone, and counted", "[trace]")
     CHECK(lost < 8);
 }
 
-TEST_CASE("a line for whose record there is no memory is lost alone, and counted", "[trace]")
+TEST_CASE("a line for which the queue can get no room is lost alone, and counted", "[trace]")
 {
     quietdispatcher quiet;
     const probesink sink(1);
     quiet.dispatcher.output(sink).setLevel(tl_info);
-    quiet.queue(2, tl_error, L"recorded");
-    quiet.texts();
     quiet.queue(tl_error, L"lost");
     quiet.queue(tl_debug, L"refused");
     {
@@ -796,8 +847,9 @@ TEST_CASE("a line for whose record there is no memory is lost alone, and counted
     }
     quiet.queue(tl_error, L"after");
 
-    CHECK(quiet.texts() == std::vector<std::wstring>{L"recorded", L"recorded", L"after"});
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"after"});
     CHECK(quiet.dispatcher.lost(trace::noMemory) == 1);
+    CHECK(traceimpltest::counts(quiet.dispatcher, 1).refused == 1);
 }
 
 TEST_CASE("a pass that has no memory to begin with loses its lines, and counts them", "[trace]")

@@ -1,0 +1,36 @@
+#include "trace/lineunpacker.h"
+
+const formattedline& lineunpacker::unpack(const queuedline& line)
+{
+    m_record.m_formatted.overwrite(0);
+    m_record.m_text.overwrite(0);
+    m_record.m_function = line.function;
+    m_record.m_level = line.level;
+    m_record.m_time = line.time;
+    m_record.m_type = static_cast<formattedline::type_t>(line.type);
+    m_record.m_threadid = line.threadId;
+    unpackText(line);
+    return m_record;
+}
+
+/// A line may be unpacked once more, so that its blocks stay with it.
+void lineunpacker::unpackText(const queuedline& line)
+{
+    switch (line.form) {
+    case packedline::noText:
+        break;
+    case packedline::operands:
+        m_reader.append(m_record.m_text, line.payload(), line.size);
+        break;
+    case packedline::characters:
+        m_record.m_text.assign(reinterpret_cast<const wchar_t*>(line.payload()),
+                               line.size / sizeof(wchar_t));
+        break;
+    case packedline::operandblock:
+        m_reader.append(m_record.m_text, line.operandBlock()->bytes, line.operandBlock()->size);
+        break;
+    case packedline::textblock:
+        m_record.m_text = *line.textBlock();
+        break;
+    }
+}
