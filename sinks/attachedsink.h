@@ -7,7 +7,7 @@
 
 class tracestream;
 
-/// What became of the records that one sink was offered.
+/// What became of the lines that one sink was offered.
 ///
 /// Counted by whoever holds the sink lock or the instance lock, read by anybody: each count is
 /// atomic by itself, and relaxed, since nothing is concluded from two of them together.

@@ -108,6 +108,7 @@ bool passwriter::filesDiffer()
 void passwriter::write(const packedlines& batch) noexcept
 {
     const tolvane::NoCancellation noCancellation;
+    m_unpacked = nullptr; // another batch may lie in the same memory
     makeRoom(batch.size());
     for (const group_t& sinks : m_groups) {
         writeTo(sinks, batch);

@@ -99,7 +99,7 @@ void linedrain::tidy() noexcept
         if (each->pending() != 0) {
             return false;
         }
-        if (!isLeft || each->hasRefused()) {
+        if (!isLeft || each->hasRefused() || each->hasDoubts()) {
             each->rest();
             return false;
         }

@@ -61,7 +61,8 @@ public:
 
     void forgetDoubts() noexcept;
 
-    /// Lets stages rest that were found empty, and goes without those whose threads have left.
+    /// Lets stages rest that were found empty, and goes without those whose threads have left, once
+    /// nothing of them is to be known any more.
     void tidy() noexcept;
 
 private:

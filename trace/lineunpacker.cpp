@@ -1,9 +1,25 @@
 #include "trace/lineunpacker.h"
 
+namespace {
+
+/// Characters. Memory of longer texts does not wait for the end of a pass.
+constexpr unsigned long long longestKept = 4096;
+
+void empty(tolvane::string& text) noexcept
+{
+    if (text.capacity() > longestKept) {
+        tolvane::string().swapText(text);
+    } else {
+        text.overwrite(0);
+    }
+}
+
+} // namespace
+
 const formattedline& lineunpacker::unpack(const queuedline& line)
 {
-    m_record.m_formatted.overwrite(0);
-    m_record.m_text.overwrite(0);
+    empty(m_record.m_formatted);
+    empty(m_record.m_text);
     m_record.m_function = line.function;
     m_record.m_level = line.level;
     m_record.m_time = line.time;

@@ -8,7 +8,6 @@
 #include <limits>
 #include <locale>
 #include <string_view>
-#include <type_traits>
 
 using tolvane::operand;
 

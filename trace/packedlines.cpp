@@ -4,6 +4,7 @@
 #include "trace/stage.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace {
@@ -50,10 +51,16 @@ void packedlines::clear() noexcept
     m_lines = 0;
 }
 
+/// Where there is no memory for many lines there may be for one.
 TOLVANE_COLD void packedlines::grow(std::size_t size)
 {
-    const std::size_t capacity = std::max({firstRoom, 2 * m_capacity, m_used + size});
-    std::unique_ptr<unsigned char[]> grown(new unsigned char[capacity]);
+    const std::size_t least = m_used + size;
+    std::size_t capacity = std::max({firstRoom, 2 * m_capacity, least});
+    std::unique_ptr<unsigned char[]> grown(new (std::nothrow) unsigned char[capacity]);
+    if (!grown) {
+        capacity = least;
+        grown.reset(new unsigned char[capacity]);
+    }
     if (m_used != 0) {
         std::memcpy(grown.get(), m_memory.get(), m_used);
     }

@@ -12,9 +12,10 @@ struct linethread
     unsigned long long threadId; ///< the operating system's number of the thread
 };
 
-/// A line that waits for the sinks.
+/// A line that waits for the sinks; the last of its parts has the payload behind it.
 struct queuedline : linethread, packedline
 {};
+static_assert(sizeof(queuedline) == sizeof(linethread) + sizeof(packedline)); // the payload follows
 
 /// Lines one behind the other in one piece of memory, with the blocks that they refer to.
 class packedlines

@@ -17,6 +17,7 @@ struct linestamp
 /// A line as it lies in a stage.
 struct stagedline : linestamp, packedline
 {};
+static_assert(sizeof(stagedline) == sizeof(linestamp) + sizeof(packedline)); // the payload follows
 
 /// The lines of one thread that nobody has drained yet: the thread appends, whoever drains takes
 /// them in the same order. No lock, and nothing that both write.

@@ -103,8 +103,9 @@ void traceimpl::prune() noexcept
     settle();
 }
 
-/// Whether some sink takes each line that waits, as each was found when it was staged, and levels
-/// have not changed since. Caller holds m_instanceMutex.
+/// Whether some sink takes each line that waits, as was found when each was staged, and levels have
+/// not changed since. A line that was amid being staged when all were taken may be another one; it
+/// is refused in the pass. Caller holds m_instanceMutex.
 bool traceimpl::isAllTaken(unsigned int generation) const noexcept
 {
     return generation == m_emptiedUnder && !m_sinks.empty() && !m_drain.hasDoubts();

@@ -323,7 +323,7 @@ TOLVANE_COLD void traceimpl::relieve(admission admitted)
     if (admitted == admission::stageThenPrune) {
         const lockobject lock(m_instanceMutex);
         prune();
-        if (m_queue.size() <= linelimits::writeAbove) {
+        if (waitingLines() <= linelimits::writeAbove) {
             return;
         }
     }

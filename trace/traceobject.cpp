@@ -141,7 +141,7 @@ void traceobject::prepend(tolvane::string& text)
     m_line.swapText(text);
 }
 
-/// Without memory for its record, the line's text is dropped: the next line is whole.
+/// Without memory for it, the line's text is dropped: the next line is whole.
 void traceobject::endLine()
 {
     try {

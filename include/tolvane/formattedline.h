@@ -13,9 +13,9 @@ TOLVANE_BEGIN_DECLARATIONS
 
 /// One trace record: who wrote it, at which level, when, from which thread, and what.
 ///
-/// Time and thread are taken when the record is made, in the thread that traces. Sinks turn a
-/// record into text by converting it to tolvane::string, and only within log(): the first
-/// conversion stores its result in the record.
+/// Time and thread are those of the moment in which it was traced. Sinks turn a record into text by
+/// converting it to tolvane::string, and only within log(): the first conversion stores its result
+/// in the record, whose memory serves for the next line afterwards.
 class TOLVANE_EXPORT formattedline
 {
 public:
@@ -42,17 +42,16 @@ private:
     friend class lineunpacker;
     friend class passwriter;
     friend class rotatingfilestracestream;
-    friend class traceimpl;
     friend struct formattedlinetest;
 
     /// A record to be filled.
     formattedline();
 
-    /// A text line. Takes the text over and leaves the caller's string empty, so that no text is
-    /// copied on its way.
+    /// A text line of now and of this thread. Takes the text over and leaves the caller's string
+    /// empty.
     formattedline(tracelevel_t level, const hashedfunction& function, tolvane::string& text);
 
-    /// An entry or exit line.
+    /// An entry or exit line of now and of this thread.
     formattedline(tracelevel_t level, const hashedfunction& function, type_t type);
 
     /// Copies text, level and time only: a line that was rendered keeps its rendering, function,

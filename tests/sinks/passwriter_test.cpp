@@ -505,6 +505,26 @@ TEST_CASE("files get the same text of a line, whatever sinks are beside them", "
     CHECK(folder.read("two.log") == folder.read("one.log"));
 }
 
+TEST_CASE("files and streams, which follow, get the same texts, long ones too", "[sinks]")
+{
+    const temporaryfolder folder;
+    std::wostringstream stream;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, folder.file("trace.log").c_str());
+    sinks.add<ostreamtracestream<wchar_t>>(tl_info, stream);
+    const std::wstring longText(2000, L'x');
+    const std::wstring longer(20000, L'y');
+
+    sinks.write(infos({L"short", longText.c_str(), longer.c_str(), L"last"}));
+
+    std::string expected = folder.read("trace.log");
+    CHECK(bodies(expected) ==
+          "short " + std::string(2000, 'x') + " " + std::string(20000, 'y') + " last ");
+    expected.erase(std::remove(expected.begin(), expected.end(), '\r'), expected.end());
+    const std::wstring streamed = stream.str();
+    CHECK(std::string(streamed.begin(), streamed.end()) == expected);
+}
+
 TEST_CASE("a sink gets only the lines that its level takes", "[sinks]")
 {
     std::ostringstream stream;

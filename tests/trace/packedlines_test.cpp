@@ -167,6 +167,24 @@ TEST_CASE("without memory for one more, packed lines stay as they were", "[trace
     CHECK_FALSE(staged.line().hasBlock());
 }
 
+TEST_CASE("where there is no memory for many lines there may be for one", "[trace]")
+{
+    packedlines lines;
+    append(lines, "first");
+    stagedtext longer(std::string(packedline::longestPayload, 'y'));
+    const std::size_t room = lines.capacity();
+    while (lines.capacity() - lines.bytes() > packedline::longestPayload) {
+        append(lines, std::string(500, 'x'));
+    }
+    {
+        const allocations::nothrowfailure failure; // of what is not asked for without need
+        lines.append(longer.line(), 7);
+    }
+
+    CHECK(allBytes(lines).back() == std::string(packedline::longestPayload, 'y'));
+    CHECK(lines.capacity() < 2 * room);
+}
+
 TEST_CASE("packed lines that are emptied keep their memory", "[trace]")
 {
     packedlines lines;

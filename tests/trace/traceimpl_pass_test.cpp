@@ -78,6 +78,22 @@ long long millisecondsOf(const std::function<void()>& action)
     return std::chrono::duration_cast<std::chrono::milliseconds>(took).count();
 }
 
+/// Shows each record to a test.
+class readingsink : public tracestream
+{
+public:
+    using reader_t = std::function<void(const formattedline&)>;
+
+    explicit readingsink(reader_t reader) : m_reader(std::move(reader)) {}
+
+    void log(const formattedline& line) override { m_reader(line); }
+    unsigned long long id() const override { return 4711; }
+    readingsink* clone() const override { return new readingsink(m_reader); }
+
+private:
+    reader_t m_reader;
+};
+
 } // namespace
 
 TEST_CASE("a queued line holds level, function and text, and leaves the caller's text empty",
@@ -678,6 +694,13 @@ TEST_CASE("after a pass too, the 1001st line drops what no sink takes", "[trace]
         quiet.queue(999, tl_info, L"taken");
         CHECK(quiet.texts().size() == 1000);
     }
+    SECTION("one line of a thread that has ended, and was drained since")
+    {
+        std::thread([&] { quiet.queue(tl_debug, L"refused"); }).join();
+        traceimpltest::drain(quiet.dispatcher);
+        quiet.queue(1000, tl_info, L"taken");
+        CHECK(quiet.texts().size() == 1000);
+    }
     SECTION("lines that were taken before the level was lowered")
     {
         quiet.queue(600, tl_info, L"taken");
@@ -894,6 +917,61 @@ TEST_CASE("a thread that is in a sink's call starts no pass: its flushes return 
     CHECK(clock.sleeps() == 0);
     CHECK(sink.events() == events_t{"clone 1", "1: outer"});
     CHECK(quiet.texts() == std::vector<std::wstring>{L"inner"});
+}
+
+TEST_CASE("a sink's record stays as it is while the sink traces and flushes", "[trace]")
+{
+    const std::wstring longText(3000, L'x');
+    std::vector<std::wstring> seen;
+    quietdispatcher quiet; // at its end the sink gets what is left
+    const readingsink sink([&](const formattedline& line) {
+        formattedline copied(line);
+        const std::wstring before = formattedlinetest::body(copied).c_str();
+        quiet.queue(tl_always, L"inner");
+        quiet.dispatcher.flushQueue(0);
+        quiet.dispatcher.sync(0);
+        formattedline after(line);
+        CHECK(formattedlinetest::body(after).c_str() == before);
+        seen.push_back(before);
+    });
+    quiet.dispatcher.output(sink);
+    quiet.queue(tl_always, L"short");
+    quiet.queue(tl_always, longText.c_str());
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(seen == std::vector<std::wstring>{L"short", longText});
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"inner", L"inner"});
+}
+
+TEST_CASE("an allocator that traces within a pass costs no line, and adds its own", "[trace]")
+{
+    const std::wstring longText(3000, L'x');
+    int interruptions = 0;
+    for (unsigned long long before = 0; before < 40; ++before) {
+        CAPTURE(before);
+        quietdispatcher quiet;
+        const probesink sink(1);
+        quiet.dispatcher.output(sink).setLevel(tl_info);
+        quiet.queue(tl_info, L"first");
+        quiet.queue(tl_info, longText.c_str());
+        quiet.queue(tl_info, L"last");
+        unsigned long long own = 0;
+        {
+            const allocations::interruption interrupted(before, [&] {
+                ++own;
+                quiet.queue(tl_info, L"own");
+            });
+            quiet.dispatcher.flushQueue(0);
+        }
+        quiet.dispatcher.flushQueue(0);
+
+        const sinkcounts& counts = traceimpltest::counts(quiet.dispatcher, 1);
+        CHECK(counts.written + quiet.dispatcher.lost(trace::noMemory) == 3 + own);
+        CHECK(counts.written >= 3);
+        interruptions += static_cast<int>(counts.written) - 3;
+    }
+    CHECK(interruptions > 5);
 }
 
 TEST_CASE("what a sink traces beyond 2000 lines is dropped and counted", "[trace]")
