@@ -53,7 +53,7 @@ private:
     friend struct traceimpltest;
 
     /// Bytes: as many lines of usual length as wait at most.
-    static constexpr std::size_t longestKept = 512 * 1024;
+    static constexpr std::size_t longestKept = 524288;
 
     packedlines m_lines;
     packedlines m_spare; ///< memory alone

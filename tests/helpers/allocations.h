@@ -45,7 +45,8 @@ public:
 class interruption
 {
 public:
-    /// \param after  how many allocations come before.
+    /// \param after   how many allocations come before.
+    /// \param action  must live as long as this object.
     interruption(unsigned long long after, const std::function<void()>& action) noexcept;
     ~interruption();
 

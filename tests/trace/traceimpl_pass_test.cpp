@@ -957,11 +957,12 @@ TEST_CASE("an allocator that traces within a pass costs no line, and adds its ow
         quiet.queue(tl_info, longText.c_str());
         quiet.queue(tl_info, L"last");
         unsigned long long own = 0;
+        const std::function<void()> trace = [&] {
+            ++own;
+            quiet.queue(tl_info, L"own");
+        };
         {
-            const allocations::interruption interrupted(before, [&] {
-                ++own;
-                quiet.queue(tl_info, L"own");
-            });
+            const allocations::interruption interrupted(before, trace);
             quiet.dispatcher.flushQueue(0);
         }
         quiet.dispatcher.flushQueue(0);
