@@ -151,14 +151,13 @@ bool operandreader::readNumber(operand kind, bytes& from)
 template <class value_t>
 bool operandreader::readInteger(bytes& from)
 {
-    constexpr std::size_t longest = std::numeric_limits<value_t>::digits10 + 2; // with a sign
     value_t value = 0;
     if (!from.read(value)) {
         return false;
     }
-    char digits[longest];
-    const char* const end = std::to_chars(digits, digits + longest, value).ptr;
-    std::copy(static_cast<const char*>(digits), end, room(static_cast<std::size_t>(end - digits)));
+    const bool negative = value < 0;
+    const auto bits = static_cast<unsigned long long>(value);
+    write(negative, negative ? 0 - bits : bits);
     return true;
 }
 
@@ -201,6 +200,15 @@ bool operandreader::readWide(bytes& from, std::size_t count)
     }
     std::memcpy(room(count), text, count * sizeof(wchar_t));
     return true;
+}
+
+void operandreader::write(bool negative, unsigned long long magnitude)
+{
+    constexpr std::size_t longest = std::numeric_limits<unsigned long long>::digits10 + 2;
+    char digits[longest] = {'-'};
+    char* const first = digits + (negative ? 1 : 0);
+    const char* const end = std::to_chars(first, digits + longest, magnitude).ptr;
+    std::copy(static_cast<const char*>(digits), end, room(static_cast<std::size_t>(end - digits)));
 }
 
 void operandreader::write(std::wstring_view text)

@@ -57,6 +57,7 @@ private:
     bool readText(bytes& from, std::size_t count);
     bool readWide(bytes& from, std::size_t count);
 
+    void write(bool negative, unsigned long long magnitude);
     void write(std::wstring_view text);
     template <class value_t>
     void writeByStream(value_t value);
