@@ -35,7 +35,8 @@ public:
     /// flushes, with the sink lock held; levels may change meanwhile. An implementation reports
     /// nothing. What it throws costs this sink this line and nothing else; a hardware fault in it
     /// costs this sink all lines from then on. It should neither trace nor call the facade: what
-    /// it traces comes back to it.
+    /// it traces comes back to it. The record is good until log() returns; a copy of it may be
+    /// kept.
     virtual void log(const formattedline& line) = 0;
 
     virtual ~tracestream();
