@@ -208,7 +208,7 @@ private:
 
     static constexpr std::size_t cacheLine = 64;
     static constexpr std::size_t fetchedBytes = 4 * cacheLine; ///< ahead of the next line
-    static constexpr std::size_t mostSpare = 16; ///< chunks: nearly all lines that may be queued
+    static constexpr std::size_t mostSpare = 24; ///< chunks: nearly all lines that may wait
 
     // The thread's own.
     const unsigned long long m_dispatcher;
