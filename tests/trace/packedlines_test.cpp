@@ -229,3 +229,23 @@ TEST_CASE("a record made of a line has nothing of the line before", "[trace]")
     CHECK(formattedlinetest::threadId(record) == 2);
     CHECK(formattedlinetest::function(record) == &teststage::function());
 }
+
+TEST_CASE("a record gives the memory of a long text back with the next line", "[trace]")
+{
+    packedlines lines;
+    {
+        stagedtext staged(new tolvane::string(std::wstring(10000, L'x').c_str()));
+        lines.append(staged.line(), 1);
+    }
+    append(lines, "");
+    lineunpacker unpacker;
+    const unsigned long long before = allocations::alive();
+    unpacker.unpack(*lines.begin());
+    const unsigned long long withLong = allocations::alive();
+
+    packedlines::iterator second = lines.begin();
+    unpacker.unpack(*++second);
+
+    CHECK(withLong > before);
+    CHECK(allocations::alive() == before);
+}
