@@ -21,7 +21,13 @@ public:
         pack(m_records.back());
     }
 
-    formattedline& operator[](std::size_t line) { return m_records[line]; }
+    /// For others in the same memory.
+    void clear()
+    {
+        m_records.clear();
+        m_lines.clear();
+    }
+
     const formattedline& operator[](std::size_t line) const { return m_records[line]; }
     std::size_t size() const { return m_records.size(); }
     const packedlines& lines() const { return m_lines; }

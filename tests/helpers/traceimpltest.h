@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "support/stamps.h"
 #include "tests/helpers/formattedlinetest.h"
 #include "trace/bothlocks.h"
 #include "trace/lineunpacker.h"
@@ -63,6 +64,22 @@ struct traceimpltest
                             formattedline::type_t type)
     {
         dispatcher.queueMarker(function, type);
+    }
+
+    /// Stages a marker without asking whether it may come, if this thread has a stage.
+    static void stageUnasked(const hashedfunction& function)
+    {
+        stage* const mine = threadstage::get();
+        if (!mine) {
+            return;
+        }
+        stagedline& line = mine->prepare(0);
+        line.function = &function;
+        line.level = tl_always;
+        line.size = 0;
+        line.type = formattedline::tt_exiting;
+        line.form = packedline::noText;
+        mine->publish(line, tolvane::stamps::now());
     }
 
     static std::size_t waiting(traceimpl& dispatcher)

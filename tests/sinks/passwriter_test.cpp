@@ -525,6 +525,22 @@ TEST_CASE("files and streams, which follow, get the same texts, long ones too", 
     CHECK(std::string(streamed.begin(), streamed.end()) == expected);
 }
 
+TEST_CASE("the next batch may lie in the memory of the one before", "[sinks]")
+{
+    const temporaryfolder folder;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, folder.file("trace.log").c_str());
+    passwriter pass(sinks.sinks(), sinks.progress());
+    linebatch batch;
+    for (const wchar_t* const body : {L"one", L"two"}) {
+        batch.clear();
+        batch.add(tl_info, function, body);
+        pass.write(batch.lines());
+    }
+
+    CHECK(bodies(folder.read("trace.log")) == "one two ");
+}
+
 TEST_CASE("a sink gets only the lines that its level takes", "[sinks]")
 {
     std::ostringstream stream;

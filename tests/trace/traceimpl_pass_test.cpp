@@ -719,6 +719,25 @@ TEST_CASE("after a pass too, the 1001st line drops what no sink takes", "[trace]
     }
 }
 
+TEST_CASE("who finds too many lines writes them, also when none of them can be pruned", "[trace]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    quiet.dispatcher.output(sink);
+    quiet.dispatcher.maxLevel(quiet.function);
+    quiet.queue(tl_always, L"first");
+    quiet.dispatcher.flushQueue(0);
+    for (int line = 0; line < 2000; ++line) {
+        traceimpltest::stageUnasked(quiet.function); // as by many threads at once
+    }
+    traceimpltest::closeBudget(quiet.dispatcher);
+
+    quiet.queue(tl_always, L"one too many");
+
+    CHECK(traceimpltest::waiting(quiet.dispatcher) == 0);
+    CHECK(sink.events().size() == 1 + 1 + 2001);
+}
+
 TEST_CASE("memory that is used again holds nothing of a line before", "[trace]")
 {
     quietdispatcher quiet;
