@@ -29,6 +29,7 @@ struct sinkcounts
 struct attachedsink
 {
     tracestream* sink = nullptr; ///< owned by the dispatcher
+    unsigned long long id = 0;   ///< under which it was attached
     sinkcounts counts;
 
     /// A hardware fault came from it: it is not called any more, and not destroyed. Set by the

@@ -16,6 +16,12 @@ public:
     /// that may therefore take as long as it likes.
     bool isInForeignCall() const noexcept { return m_isForeign.load(std::memory_order_relaxed); }
 
+    /// Whether the holder is in a call of the sink with that id, which is such a one.
+    bool isInCallOf(unsigned long long id) const noexcept
+    {
+        return isInForeignCall() && m_called.load(std::memory_order_relaxed) == id;
+    }
+
     /// The holder got on.
     void move() noexcept
     {
@@ -26,16 +32,21 @@ public:
     class foreigncall
     {
     public:
-        explicit foreigncall(passprogress& progress) noexcept
-            : m_progress(progress), m_outer(progress.m_isForeign.load(std::memory_order_relaxed))
+        /// \param id  of the sink.
+        foreigncall(passprogress& progress, unsigned long long id) noexcept
+            : m_progress(progress),
+              m_outer(progress.m_isForeign.load(std::memory_order_relaxed)),
+              m_outerId(progress.m_called.load(std::memory_order_relaxed))
         {
             m_progress.move();
+            m_progress.m_called.store(id, std::memory_order_relaxed);
             m_progress.m_isForeign.store(true, std::memory_order_relaxed);
         }
 
         ~foreigncall()
         {
             m_progress.m_isForeign.store(m_outer, std::memory_order_relaxed);
+            m_progress.m_called.store(m_outerId, std::memory_order_relaxed);
             m_progress.move();
         }
 
@@ -45,9 +56,11 @@ public:
     private:
         passprogress& m_progress;
         const bool m_outer; ///< a sink's call may lead to another one's
+        const unsigned long long m_outerId;
     };
 
 private:
     std::atomic<unsigned long long> m_moves{0};
     std::atomic<bool> m_isForeign{false};
+    std::atomic<unsigned long long> m_called{0}; ///< id of the sink; counts while that is true
 };

@@ -226,7 +226,7 @@ void passwriter::callSink(destination& to, const formattedline& line)
     if (to.isStream) {
         line.rendered(m_stamp); // it would do so itself, but not know the last line's time
     }
-    const passprogress::foreigncall call(m_progress);
+    const passprogress::foreigncall call(m_progress, to.attached.id);
     to.attached.sink->log(line);
     ++to.counted.written;
 }

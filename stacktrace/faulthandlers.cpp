@@ -4,7 +4,9 @@
 #include <tolvane/string.h>
 
 #include "stacktrace/structuredexception.h"
+#include "stacktrace/uncaught.h"
 
+#include <exception>
 #include <sstream>
 
 namespace faults {
@@ -43,8 +45,20 @@ tolvane::string describeParameter(const wchar_t* expression, const wchar_t* func
 
 void onTerminate() noexcept
 {
+    sayUncaught();
     report([] { return "Unhandled Exception"; });
     endThread(terminateExitCode);
+}
+
+/// Thrown no further than here, so that the unwinder need not find its way, and the handler finds
+/// the exception.
+void terminateFor(unsigned int code) noexcept
+{
+    try {
+        throwStructuredException(code);
+    } catch (...) {
+        std::terminate();
+    }
 }
 
 void onSignal(int number) noexcept

@@ -3,9 +3,13 @@
 /// Faults: what the platform's hooks call when one arrives, and what the platform provides.
 namespace faults {
 
-/// An exception that nobody catches, or a fault that nobody can: reports "Unhandled Exception" and
-/// ends the thread.
+/// An exception that nobody catches: says which on standard error, reports "Unhandled Exception"
+/// and ends the thread.
 [[noreturn]] void onTerminate() noexcept;
+
+/// A fault that nobody can catch: calls the terminate handler, which may be the application's, with
+/// the exception that stands for the fault's code as the current one.
+[[noreturn]] void terminateFor(unsigned int code) noexcept;
 
 /// A signal that somebody sent: reports it and ends the thread with the signal's number.
 [[noreturn]] void onSignal(int number) noexcept;
@@ -26,6 +30,13 @@ void onInvalidParameter(const wchar_t* expression, const wchar_t* function, cons
 /// Installs the hooks, those of the calling thread included. Any number of times, from any thread.
 /// What was installed before is replaced and not called any more.
 void installHooks() noexcept;
+
+/// Puts back what was there before the first installHooks(), where the library's hook is still in
+/// its place.
+void uninstallHooks() noexcept;
+
+/// Prepares a thread of the library's own for an overflow of its stack.
+void prepareThread() noexcept;
 
 /// Ends the calling thread alone, at once, without unwinding its stack.
 /// \param code  the thread's exit code.

@@ -3,6 +3,7 @@
 #include "support/nocancellation.h"
 #include "trace/traceimpl.h"
 
+#include <optional>
 #include <utility>
 
 /// Holds the instance lock and the sink lock, for what changes the sinks. The sink lock is waited
@@ -10,12 +11,14 @@
 class traceimpl::bothlocks
 {
 public:
+    /// Waits as long as a sink takes.
     explicit bothlocks(traceimpl& dispatcher) : m_dispatcher(dispatcher)
     {
         const sinklock::claim claim(m_dispatcher.m_sinkLock);
         for (;;) {
             takeInstanceLock();
             if (m_dispatcher.m_sinkLock.tryEnter(false)) {
+                m_hasSinkLock = true;
                 return;
             }
             giveInstanceLockBack();
@@ -23,14 +26,29 @@ public:
         }
     }
 
+    /// Waits so many milliseconds, see areHeld().
+    bothlocks(traceimpl& dispatcher, unsigned long long patience) : m_dispatcher(dispatcher)
+    {
+        const sinklock::claim claim(m_dispatcher.m_sinkLock);
+        std::optional<tolvane::Auto_TimedMutex> lock;
+        m_hasSinkLock = m_dispatcher.enterBoth(lock, patience, patience);
+        if (lock->owns()) {
+            takeInstanceLock();
+        }
+    }
+
     ~bothlocks()
     {
         giveInstanceLockBack();
-        m_dispatcher.m_sinkLock.leave();
+        if (m_hasSinkLock) {
+            m_dispatcher.m_sinkLock.leave();
+        }
     }
 
     bothlocks(const bothlocks&) = delete;
     bothlocks& operator=(const bothlocks&) = delete;
+
+    bool areHeld() const noexcept { return m_hasInstanceLock && m_hasSinkLock; }
 
     void takeInstanceLock()
     {
@@ -49,4 +67,5 @@ private:
     const tolvane::NoCancellation m_noCancellation;
     traceimpl& m_dispatcher;
     bool m_hasInstanceLock = false;
+    bool m_hasSinkLock = false;
 };

@@ -28,6 +28,7 @@ public:
 
     /// What the holder is doing.
     passprogress& progress() noexcept { return m_progress; }
+    const passprogress& progress() const noexcept { return m_progress; }
 
     tolvane::Mutex& mutex() noexcept { return m_mutex; }
 

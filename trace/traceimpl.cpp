@@ -89,13 +89,15 @@ tracestream& traceimpl::output(const tracestream& sink, tracelevel_t level)
 tracestream& traceimpl::attach(const tracestream& sink)
 {
     sinkmap_t made;
-    attachedsink& place = made[sink.id()];
+    const unsigned long long id = sink.id();
+    attachedsink& place = made[id];
+    place.id = id;
     place.sink = sink.clone(); // before anything is destroyed: the sink may be the attached one
     if (!place.sink) {
         throw std::bad_alloc();
     }
     tracestream& attached = *place.sink;
-    const auto replaced = m_sinks.find(made.begin()->first);
+    const auto replaced = m_sinks.find(id);
     if (replaced != m_sinks.end()) {
         detach(replaced);
     }
@@ -150,7 +152,7 @@ void traceimpl::destroy(sinkmap_t& detached) noexcept
 {
     for (const auto& each : detached) {
         if (!each.second.isFaulty) {
-            const passprogress::foreigncall call(m_sinkLock.progress());
+            const passprogress::foreigncall call(m_sinkLock.progress(), each.second.id);
             delete each.second.sink;
         }
     }

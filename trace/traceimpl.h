@@ -35,7 +35,8 @@ class stage;
 /// either lock and changed under both; a sink's levels are replaced as a whole and need none.
 ///
 /// What stands where: traceimpl.cpp the dispatcher's life, sinks, levels and functions;
-/// traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and written.
+/// traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and written, by
+/// passes and by a report.
 class traceimpl : public safesingleton<traceimpl>
 {
 public:
@@ -85,6 +86,18 @@ public:
     bool sync(unsigned long long milliseconds);
 
     unsigned long long lost(trace::lossreason reason);
+
+    /// Attaches a sink with a level, and hands lines to all sinks at once, on the calling thread,
+    /// behind all that waits: for the report of a fault, after which no pass may ever come.
+    ///
+    /// \return false when a sink has held the others up for a second, or the calling thread is in a
+    ///         sink's call; nothing was done then. Throws std::bad_alloc, or the hardware fault of
+    ///         a sink when all is done.
+    bool report(const tracestream& sink, tracelevel_t level, const packedlines& lines);
+
+    /// Whether some thread is in a call of the sink with that id, which is none of the library's
+    /// own file sinks.
+    bool isInCallOf(unsigned long long id) const noexcept;
 
     /// Stops the writer, writes what waits and deletes every sink. Lines that come later are
     /// dropped.

@@ -4,6 +4,7 @@
 #include "sinks/passwriter.h"
 #include "support/clock.h"
 #include "support/nocancellation.h"
+#include "trace/bothlocks.h"
 #include "trace/insidelibrary.h"
 #include "trace/linelimits.h"
 #include "trace/stage.h"
@@ -18,6 +19,9 @@ constexpr unsigned long long budgetPerRetry = 10; ///< milliseconds
 constexpr unsigned int retryPause = 10;           ///< milliseconds
 constexpr unsigned long long longestWait =
     0xFFFFFFFE; ///< milliseconds; the largest that is not "without limit"
+
+/// Milliseconds, for both locks together.
+constexpr unsigned long long longestWaitToReport = 1000;
 
 /// Milliseconds between two looks whether all is written.
 constexpr unsigned int syncPause = 1;
@@ -206,6 +210,39 @@ std::exception_ptr traceimpl::pass(passkind kind)
     m_sinkLock.leave();
     keep(batch);
     return fault;
+}
+
+bool traceimpl::report(const tracestream& sink, tracelevel_t level, const packedlines& lines)
+{
+    if (m_sinkLock.isMine()) {
+        return false;
+    }
+    packedlines batch;
+    std::exception_ptr fault;
+    {
+        bothlocks locks(*this, longestWaitToReport);
+        if (!locks.areHeld()) {
+            return false;
+        }
+        attach(sink).setLevel(level);
+        batch = takeAll();
+        m_inPass = m_batches;
+        locks.giveInstanceLockBack();
+        fault = writeBatch(batch);
+        const std::exception_ptr second = writeBatch(lines);
+        fault = fault ? fault : second;
+        endPass();
+    }
+    keep(batch);
+    if (fault) {
+        std::rethrow_exception(fault);
+    }
+    return true;
+}
+
+bool traceimpl::isInCallOf(unsigned long long id) const noexcept
+{
+    return m_sinkLock.progress().isInCallOf(id);
 }
 
 /// Takes what waits, together with the sink lock. When the lock cannot be had in time the lines are

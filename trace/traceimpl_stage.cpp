@@ -1,122 +1,18 @@
 #include "trace/traceimpl.h"
 
 #include "sinks/levelgeneration.h"
-#include "support/clock.h"
 #include "support/coldpath.h"
 #include "support/stamps.h"
 #include "support/threadid.h"
 #include "trace/insidelibrary.h"
+#include "trace/linecontents.h"
 #include "trace/linelimits.h"
 #include "trace/stage.h"
 #include "trace/threadstage.h"
 
-#include <cstring>
 #include <memory>
 
-// How a line is staged. What depends on what it holds is in one of the contents below.
-
-namespace {
-
-struct markercontent
-{
-    formattedline::type_t type;
-
-    static std::size_t size() noexcept { return 0; }
-    void put(packedline& line) const noexcept
-    {
-        line.type = static_cast<unsigned char>(type);
-        line.form = packedline::noText;
-    }
-};
-
-template <class block_t>
-void putBlock(packedline& line, packedline::form_t form, std::unique_ptr<block_t> block) noexcept
-{
-    block_t* const owned = block.release(); // the line's now
-    std::memcpy(line.payload(), &owned, sizeof owned);
-    line.form = form;
-}
-
-/// Most lines have so few bytes that a call would take as long as the copying.
-void copyShort(unsigned char* to, const unsigned char* from, std::size_t count) noexcept
-{
-    constexpr std::size_t word = sizeof(unsigned long long);
-    constexpr std::size_t shortest = word;
-    constexpr std::size_t longest = 8 * word;
-    if (count < shortest || count > longest) {
-        std::memcpy(to, from, count);
-        return;
-    }
-    const std::size_t last = count - word; // may overlap the word before
-    for (std::size_t at = 0; at < last; at += word) {
-        std::memcpy(to + at, from + at, word);
-    }
-    std::memcpy(to + last, from + last, word);
-}
-
-struct operandcontent
-{
-    const unsigned char* operands;
-    std::size_t count;
-
-    static constexpr formattedline::type_t type = formattedline::tt_text;
-
-    bool isLong() const noexcept { return count > packedline::longestPayload; }
-    std::size_t size() const noexcept { return isLong() ? sizeof(operandtext*) : count; }
-
-    void put(packedline& line) const
-    {
-        line.type = type;
-        if (isLong()) {
-            auto block = std::make_unique<operandtext>(count);
-            std::memcpy(block->bytes, operands, count);
-            putBlock(line, packedline::operandblock, std::move(block));
-        } else {
-            copyShort(line.payload(), operands, count);
-            line.form = packedline::operands;
-        }
-    }
-};
-
-struct textcontent
-{
-    tolvane::string& text;
-
-    static constexpr formattedline::type_t type = formattedline::tt_text;
-
-    std::size_t bytes() const noexcept
-    {
-        return static_cast<std::size_t>(text.length()) * sizeof(wchar_t);
-    }
-    bool isLong() const noexcept { return bytes() > packedline::longestPayload; }
-    std::size_t size() const noexcept { return isLong() ? sizeof(tolvane::string*) : bytes(); }
-
-    void put(packedline& line) const
-    {
-        line.type = type;
-        if (isLong()) {
-            auto block = std::make_unique<tolvane::string>();
-            block->swapText(text);
-            putBlock(line, packedline::textblock, std::move(block));
-        } else {
-            std::memcpy(line.payload(), text.c_str(), bytes());
-            line.form = packedline::characters;
-        }
-    }
-};
-
-/// Throws std::bad_alloc.
-template <class content_t>
-void fill(packedline& line, tracelevel_t level, const hashedfunction& function,
-          const content_t& content)
-{
-    line.size = static_cast<unsigned short>(content.size());
-    line.function = &function;
-    line.level = level;
-    content.put(line);
-}
-
-} // namespace
+// How a line is staged.
 
 void traceimpl::queueMarker(const hashedfunction& function, formattedline::type_t type)
 {
@@ -204,7 +100,7 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
         if (!isTaken(function, level)) {
             mine.doubt();
         }
-        fill(line, level, function, content);
+        fillLine(line, level, function, content);
         mine.publish(line, stamp);
     } catch (...) {
         m_losses.note(function, level);
@@ -347,11 +243,7 @@ TOLVANE_COLD void traceimpl::queueDirectly(tracelevel_t level, const hashedfunct
         drain();
         const insidelibrary busy;
         try {
-            queuedline& line = m_queue.lines().prepare(content.size());
-            line.time = tolvane::Clock::current().localMilliseconds();
-            line.threadId = tolvane::currentThreadId();
-            fill(line, level, function, content);
-            m_queue.lines().add(line);
+            appendLine(m_queue.lines(), level, function, content);
             if (!isTaken(function, level)) {
                 m_emptiedUnder = 0;
             }

@@ -1,5 +1,6 @@
 #include "trace/writethread.h"
 
+#include "stacktrace/faulthooks.h"
 #include "support/clock.h"
 
 namespace {
@@ -11,6 +12,7 @@ constexpr unsigned int passInterval = 10;
 
 unsigned int traceimpl::WriteThread::run()
 {
+    faults::prepareThread(); // sinks may use up its stack
     while (m_dispatcher->m_running) {
         tolvane::Clock::current().sleep(passInterval);
         m_dispatcher->writePass();

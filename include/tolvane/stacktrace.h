@@ -56,10 +56,25 @@ public:
     /// before, any number of times.
     static void installHandlers();
 
+    /// Puts back what was there before the library was loaded, so that faults go to the program's
+    /// own handlers, or to the system for a core dump: on Windows what belongs to a thread for the
+    /// calling thread. A handler that was put in the place of the library's stays. From any thread,
+    /// any number of times; installHandlers() takes it back.
+    static void uninstallHandlers();
+
     /// Writes a message and the stacks of all threads, at tl_error, through the attached sinks and
     /// to standard error, for which it attaches a sink at tl_error. Nothing is written when no sink
-    /// took errors before. Returns normally; the calling thread's stack is empty afterwards.
+    /// took errors before. The calling thread hands the lines to the sinks itself, behind all that
+    /// waits. When a sink has held the others up for a second they go to standard error alone, and
+    /// nowhere when that is the one. Returns normally; the calling thread's stack is empty
+    /// afterwards. Throws std::bad_alloc, and a sink's hardware fault.
     static void FaultHandler(const tolvane::string& message);
+
+    /// Writes the report, then what waits for the sinks (for a second at most), and ends the
+    /// process at once: no destructors, no functions of atexit. For handlers of the program's own.
+    /// Throws nothing: what cannot be written is lost.
+    /// \param status  the process's exit code, on Linux its low 8 bits.
+    [[noreturn]] static void reportAndEnd(const tolvane::string& message, int status);
 
 private:
     friend class scopeentry;

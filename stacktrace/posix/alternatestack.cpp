@@ -9,8 +9,11 @@ namespace faults {
 
 namespace {
 
-/// Room for the unwinder and a whole report: an overflow that nobody catches is reported from here.
-const std::size_t usableSize = 64UL * 1024;
+/// Room for the unwinder and a report: a stack of the application's with so much is left in place.
+const std::size_t leastSize = 64UL * 1024;
+
+/// The same with all that sinks may do. Pages that were never used cost nothing.
+const std::size_t usableSize = 256UL * 1024;
 
 std::size_t pageSize()
 {
@@ -59,7 +62,7 @@ void AlternateStack::arm()
 {
     const stack_t present = currentStack();
     const bool enabled = (present.ss_flags & SS_DISABLE) == 0;
-    if ((enabled && present.ss_size >= usableSize) || !allocate()) {
+    if ((enabled && present.ss_size >= leastSize) || !allocate()) {
         return;
     }
     stack_t mine = {};

@@ -14,11 +14,13 @@
 #include <unistd.h>
 #include <x86intrin.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <iterator>
 
 // How a hardware fault becomes an exception: the handler of the signal does not throw. It notes the
 // interrupted registers in an InterruptedFrame, changes the context to which the system returns,
@@ -61,9 +63,9 @@ void signalAction(uint64_t number)
     onSignal(static_cast<int>(number));
 }
 
-void terminateAction(uint64_t)
+void terminateAction(uint64_t code)
 {
-    onTerminate();
+    terminateFor(static_cast<unsigned int>(code));
 }
 
 void copyRegisters(const ArrivedSignal& signal, InterruptedFrame& frame)
@@ -99,11 +101,8 @@ void chooseAction(const ArrivedSignal& signal, InterruptedFrame& frame)
     if (!signal.isFromHardware()) {
         frame.action = &signalAction;
         frame.argument = static_cast<uint64_t>(signal.number());
-    } else if (signal.isInUnwinder()) {
-        frame.action = &terminateAction;
-        frame.argument = 0;
     } else {
-        frame.action = &throwAction;
+        frame.action = signal.isInUnwinder() ? &terminateAction : &throwAction;
         frame.argument = signal.exceptionCode();
     }
 }
@@ -163,7 +162,7 @@ UNCHECKED_MEMORY void handleSignal(int number, siginfo_t* information, void* con
     asm volatile("" : : "r"(place) : "memory"); // the frame is read later: no write to it is dead
 }
 
-void installHandler(int number)
+struct sigaction installHandler(int number)
 {
     struct sigaction action = {};
     action.sa_sigaction = &handleSignal;
@@ -172,19 +171,71 @@ void installHandler(int number)
     for (const int handled : handledSignals) {
         sigdelset(&action.sa_mask, handled); // a fault within the handler would end the process
     }
-    sigaction(number, &action, nullptr);
+    struct sigaction replaced = {};
+    sigaction(number, &action, &replaced);
+    return replaced;
 }
+
+/// Handlers of the whole process.
+struct Handlers
+{
+    struct sigaction ofSignals[std::size(handledSignals)];
+    std::terminate_handler terminate;
+};
+
+/// \return what was there.
+Handlers install()
+{
+    Handlers replaced = {};
+    std::transform(std::begin(handledSignals), std::end(handledSignals), replaced.ofSignals,
+                   installHandler);
+    replaced.terminate = std::set_terminate(&onTerminate);
+    return replaced;
+}
+
+/// What was there before the library was loaded: known from the first call on.
+const Handlers& original()
+{
+    static const Handlers found = install();
+    return found;
+}
+
+bool isInstalled(int number)
+{
+    struct sigaction present = {};
+    sigaction(number, nullptr, &present);
+    return (present.sa_flags & SA_SIGINFO) != 0 && present.sa_sigaction == &handleSignal;
+}
+
+std::atomic<bool> isPureCallReported{false};
 
 } // namespace
 
 void installHooks() noexcept
 {
-    armAlternateStack();
+    prepareThread();
     unwinderModule();
-    for (const int number : handledSignals) {
-        installHandler(number);
+    original();
+    install();
+    isPureCallReported = true;
+}
+
+void uninstallHooks() noexcept
+{
+    for (std::size_t i = 0; i < std::size(handledSignals); ++i) {
+        if (isInstalled(handledSignals[i])) {
+            sigaction(handledSignals[i], &original().ofSignals[i], nullptr);
+        }
     }
-    std::set_terminate(&onTerminate);
+    if (std::get_terminate() == &onTerminate) {
+        std::set_terminate(original().terminate);
+    }
+    isPureCallReported = false;
+}
+
+void prepareThread() noexcept
+{
+    armAlternateStack();
 }
 
 void endThread(unsigned int code) noexcept
@@ -224,5 +275,8 @@ void observeThreadEnd(ThreadEndObserver observer)
 /// before that of the runtime library.
 extern "C" [[noreturn]] TOLVANE_EXPORT void __cxa_pure_virtual()
 {
-    faults::onPureCall();
+    if (faults::isPureCallReported) {
+        faults::onPureCall();
+    }
+    std::terminate();
 }

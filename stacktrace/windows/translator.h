@@ -9,9 +9,22 @@ namespace faults {
 /// process. May be called any number of times, from any thread.
 void installTranslator();
 
+/// Leaves structured exceptions as they are again, in the same scope.
+void uninstallTranslator();
+
 /// Makes a call of a pure virtual function end in onPureCall(). Nothing to do where the library
 /// provides the function that such calls reach.
 void installPureCallHandler();
+
+/// Puts back what was there before.
+void uninstallPureCallHandler();
+
+/// True for what a throw of the compiler's raises.
+bool isThrow(unsigned int code);
+
+/// What the filter of unhandled exceptions answers when such a throw comes to it, or the terminate
+/// handler.
+long answerToThrow();
 
 /// True for breakpoints and single steps: a debugger gets them back when nobody else wants them.
 bool isForDebugger(unsigned int code);

@@ -18,6 +18,8 @@
 #include <iterator>
 #include <typeinfo>
 
+static std::atomic<bool> isPureCallReported{false};
+
 extern "C" {
 
 /// In trampoline_gcc.S: calls tolvaneThrowStructuredException(ecx) from a frame of its own.
@@ -32,7 +34,10 @@ extern "C" {
 /// the public headers provide. (The runtime's own would end the process.)
 [[noreturn]] __declspec(dllexport) void __cxa_pure_virtual()
 {
-    faults::onPureCall();
+    if (isPureCallReported) {
+        faults::onPureCall();
+    }
+    std::terminate();
 }
 
 } // extern "C"
@@ -40,6 +45,8 @@ extern "C" {
 namespace faults {
 
 namespace {
+
+std::atomic<bool> isTranslating{false};
 
 // Filled in before the vectored handler is installed; the list of structured handlers also grows
 // later.
@@ -65,12 +72,14 @@ void rememberStructuredHandler(void* address, void*)
     }
 }
 
+/// What GCC's throw raises.
+constexpr DWORD gccThrow = 0x20474343;
+
 /// Codes that are messages to a debugger, or exceptions of other languages and runtimes.
 bool isForOthers(DWORD code)
 {
     const DWORD gccMask =
         0x20ffffff; // GCC's throw, forced unwind and foreign unwind differ in the other bits
-    const DWORD gccThrow = 0x20474343;
     const DWORD microsoftThrow = 0xE06D7363;
     const DWORD dotNetThrow = 0xE0434352;
     const DWORD dotNetThrowOld = 0xE0434F4D;
@@ -145,7 +154,7 @@ void redirectToThrow(CONTEXT& context, const FaultPoint& point, DWORD code)
 LONG CALLBACK onFirstChance(EXCEPTION_POINTERS* fault)
 {
     const DWORD code = fault->ExceptionRecord->ExceptionCode;
-    if (isForOthers(code)) {
+    if (isForOthers(code) || !isTranslating) {
         return EXCEPTION_CONTINUE_SEARCH;
     }
     const Walking walking;
@@ -186,9 +195,35 @@ void installTranslator()
                   nullptr); // runtimes may have been added
     static void* const watcher = watchFaults();
     static_cast<void>(watcher); // without memory for the handler faults stay structured exceptions
+    isTranslating = true;
 }
 
-void installPureCallHandler() {}
+/// The handler stays, since another thread may be in it.
+void uninstallTranslator()
+{
+    isTranslating = false;
+}
+
+void installPureCallHandler()
+{
+    isPureCallReported = true;
+}
+
+void uninstallPureCallHandler()
+{
+    isPureCallReported = false;
+}
+
+bool isThrow(unsigned int code)
+{
+    return code == gccThrow;
+}
+
+/// A throw to which nobody comes calls the terminate handler itself when it goes on.
+long answerToThrow()
+{
+    return EXCEPTION_CONTINUE_EXECUTION;
+}
 
 bool isSignalOfStartupFilter()
 {

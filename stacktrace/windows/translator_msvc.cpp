@@ -9,6 +9,8 @@
 #include <eh.h>
 #include <stdlib.h>
 
+#include <exception>
+
 namespace faults {
 
 namespace {
@@ -23,16 +25,52 @@ void __cdecl pureCall()
     onPureCall();
 }
 
+_se_translator_function previousTranslator = nullptr;
+_purecall_handler previousPureCall = nullptr;
+
 } // namespace
 
 void installTranslator()
 {
-    _set_se_translator(translate);
+    const auto found = _set_se_translator(translate);
+    if (found != translate) {
+        previousTranslator = found;
+    }
+}
+
+void uninstallTranslator()
+{
+    const auto found = _set_se_translator(previousTranslator);
+    if (found != translate) {
+        _set_se_translator(found); // the application's, which came later
+    }
 }
 
 void installPureCallHandler()
 {
-    _set_purecall_handler(pureCall);
+    const auto found = _set_purecall_handler(pureCall);
+    if (found != pureCall) {
+        previousPureCall = found;
+    }
+}
+
+void uninstallPureCallHandler()
+{
+    const auto found = _set_purecall_handler(previousPureCall);
+    if (found != pureCall) {
+        _set_purecall_handler(found);
+    }
+}
+
+bool isThrow(unsigned int code)
+{
+    const unsigned int microsoftThrow = 0xE06D7363;
+    return code == microsoftThrow;
+}
+
+long answerToThrow()
+{
+    std::terminate();
 }
 
 bool isSignalOfStartupFilter()
