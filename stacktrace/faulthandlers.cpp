@@ -5,6 +5,7 @@
 
 #include "stacktrace/structuredexception.h"
 #include "stacktrace/uncaught.h"
+#include "trace/traceimpl.h"
 
 #include <exception>
 #include <sstream>
@@ -41,13 +42,19 @@ tolvane::string describeParameter(const wchar_t* expression, const wchar_t* func
     return text.str().c_str();
 }
 
+[[noreturn]] void end(unsigned int code) noexcept
+{
+    traceimpl::threadEnds();
+    endThread(code);
+}
+
 } // namespace
 
 void onTerminate() noexcept
 {
     sayUncaught();
     report([] { return "Unhandled Exception"; });
-    endThread(terminateExitCode);
+    end(terminateExitCode);
 }
 
 /// Thrown no further than here, so that the unwinder need not find its way, and the handler finds
@@ -65,13 +72,13 @@ void onSignal(int number) noexcept
 {
     report(
         [number] { return tolvane::string("Caught signal: #") + tolvane::string::number(number); });
-    endThread(static_cast<unsigned int>(number));
+    end(static_cast<unsigned int>(number));
 }
 
 void onPureCall() noexcept
 {
     report([] { return "Pure virtual function called"; });
-    endThread(pureCallExitCode);
+    end(pureCallExitCode);
 }
 
 void onInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,

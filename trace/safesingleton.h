@@ -19,9 +19,12 @@ public:
 
     static object_t& instance()
     {
-        object_t* const known = s_instance.load(std::memory_order_acquire);
-        return known ? *known : make();
+        object_t* const made = known();
+        return made ? *made : make();
     }
+
+    /// Null when nobody has used it yet.
+    static object_t* known() noexcept { return s_instance.load(std::memory_order_acquire); }
 
     mutex m_instanceMutex; ///< outermost lock; recursive, since sinks may call the facade while it
                            ///< is held

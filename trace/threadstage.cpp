@@ -1,5 +1,7 @@
 #include "trace/threadstage.h"
 
+#include "trace/traceimpl.h"
+
 namespace threadstage {
 
 void leave(void* value) noexcept
@@ -9,6 +11,7 @@ void leave(void* value) noexcept
         stage::release(reinterpret_cast<stage*>(found));
     }
     put(left);
+    traceimpl::threadEnds();
 }
 
 void set(stage* mine) noexcept

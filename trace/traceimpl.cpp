@@ -5,6 +5,7 @@
 #include "support/clock.h"
 #include "support/nativethread.h"
 #include "support/nocancellation.h"
+#include "support/signalheir.h"
 #include "trace/bothlocks.h"
 #include "trace/insidelibrary.h"
 #include "trace/threadstage.h"
@@ -282,6 +283,16 @@ void traceimpl::startWriter() noexcept
 bool traceimpl::writerRuns() const noexcept
 {
     return m_running && !m_faulted && m_writer.load()->started();
+}
+
+void traceimpl::threadEnds() noexcept
+{
+    const traceimpl* const dispatcher = known();
+    if (dispatcher && dispatcher->writerRuns()) {
+        tolvane::appointSignalHeir();
+    } else {
+        tolvane::noteEndWithoutHeir();
+    }
 }
 
 void traceimpl::stop() noexcept

@@ -99,6 +99,10 @@ public:
     /// own file sinks.
     bool isInCallOf(unsigned long long id) const noexcept;
 
+    /// To be called on a thread that is about to end, however. Signals that the process gets later
+    /// still end it, though its last thread is the writer.
+    static void threadEnds() noexcept;
+
     /// Stops the writer, writes what waits and deletes every sink. Lines that come later are
     /// dropped.
     void stop() noexcept;

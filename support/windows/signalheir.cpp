@@ -1,0 +1,10 @@
+#include "support/signalheir.h"
+
+namespace tolvane {
+
+/// The system calls console handlers on threads of its own.
+void appointSignalHeir() noexcept {}
+
+void noteEndWithoutHeir() noexcept {}
+
+} // namespace tolvane

@@ -1,0 +1,133 @@
+// A traced application whose main thread ends, and which gets a signal then: one scenario per run,
+// named by the first argument. The second argument is the signal's number.
+
+#include <tolvane/tolvane.h>
+
+#include <pthread.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+
+namespace {
+
+int number = 0;
+
+/// A main thread that has ended stays listed, as a zombie.
+bool hasMainThread(pid_t process)
+{
+    std::ifstream file("/proc/" + std::to_string(process) + "/task/" + std::to_string(process) +
+                       "/stat");
+    std::string text;
+    std::getline(file, text);
+    const std::size_t state = text.rfind(") ");
+    return state != std::string::npos && text[state + 2] != 'Z';
+}
+
+/// Another process sends the signal when the main thread has ended.
+void orderSignal()
+{
+    const pid_t target = getpid();
+    if (fork() == 0) {
+        fclose(stdout);
+        fclose(stderr);
+        while (hasMainThread(target)) {
+            usleep(1000);
+        }
+        kill(target, number);
+        _exit(0);
+    }
+}
+
+void attach()
+{
+    static std::ostringstream taken;
+    trace::output(ostreamtracestream<char>(taken)).setLevel(tl_error);
+    TOLVANE_SCOPE(log);
+    TOLVANE_LOG(log, tl_error) << "starts the writer";
+}
+
+void readNowhere()
+{
+    static_cast<void>(*static_cast<volatile int*>(nullptr));
+}
+
+void (*volatile const fault)() = readNowhere;
+
+void faultInMain()
+{
+    attach();
+    orderSignal();
+    fault();
+}
+
+void leaveMain()
+{
+    attach();
+    orderSignal();
+    pthread_exit(nullptr);
+}
+
+/// The writer comes when main has gone, and then the thread goes that started it.
+void leaveBeforeWriter()
+{
+    std::thread([] {
+        while (hasMainThread(getpid())) {
+            usleep(1000);
+        }
+        attach();
+    }).detach();
+    orderSignal();
+    fault();
+}
+
+/// The application blocks the signal everywhere, and fetches it.
+void fetch()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, number);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::thread([signals] {
+        int fetched = 0;
+        sigwait(&signals, &fetched);
+        std::printf("fetched %d\n", fetched);
+        std::fflush(stdout);
+        std::_Exit(0);
+    }).detach();
+    faultInMain();
+}
+
+void handle()
+{
+    signal(number, [](int) {
+        const char text[] = "handled\n";
+        static_cast<void>(!write(STDOUT_FILENO, text, sizeof text - 1));
+        _exit(0);
+    });
+    faultInMain();
+}
+
+const std::map<std::string, void (*)()> scenarios = {
+    {"faultInMain", faultInMain},
+    {"leaveMain", leaveMain},
+    {"leaveBeforeWriter", leaveBeforeWriter},
+    {"fetch", fetch},
+    {"handle", handle},
+};
+
+} // namespace
+
+int main(int, char** arguments)
+{
+    number = std::atoi(arguments[2]);
+    scenarios.at(arguments[1])();
+    return 1;
+}
