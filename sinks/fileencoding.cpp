@@ -105,11 +105,3 @@ void appendEncodedLine(std::string& bytes, const tolvane::string& text, const st
     appendUnshift(bytes, facet, state);
     addCarriageReturns(bytes, start);
 }
-
-std::string encodeFilename(const tolvane::string& filename)
-{
-    const std::string name = filename.narrow();
-    const wchar_t* const wide = filename.c_str();
-    const auto questionMarks = std::count(wide, wide + filename.length(), L'?');
-    return std::count(name.begin(), name.end(), '?') == questionMarks ? name : std::string();
-}

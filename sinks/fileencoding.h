@@ -9,7 +9,3 @@
 /// (std::codecvt<wchar_t, char, std::mbstate_t>) gives it, up to the first character that it does
 /// not convert, and a line end. Every line feed, in the text too, is carriage return and line feed.
 void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale);
-
-/// A file name as the platform takes it, converted in the process's current locale.
-/// \return empty when a character of the name does not convert: no file has that name.
-std::string encodeFilename(const tolvane::string& filename);

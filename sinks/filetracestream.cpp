@@ -20,7 +20,8 @@ void filetracestream::log(const formattedline& line)
     std::string bytes;
     appendEncodedLine(bytes, line.rendered(), std::locale());
     // a line that cannot be written is lost, and the next one tries again
-    tolvane::FileSystem::current().append(encodeFilename(m_filename), bytes.data(), bytes.size());
+    const std::size_t end = bytes.size();
+    tolvane::FileSystem::current().append(m_filename.narrow(), {bytes.data(), 0, &end, 1});
 }
 
 unsigned long long filetracestream::id() const

@@ -51,7 +51,7 @@ passwriter::destination::destination(attachedsink& target)
     file = target.sink->m_kind == tracestream::sk_file ? static_cast<filetracestream*>(target.sink)
                                                        : rotating;
     if (file) {
-        path = encodeFilename(file->filename());
+        path = file->filename().narrow();
     }
 }
 
@@ -289,25 +289,23 @@ void passwriter::settleAll() noexcept
 
 /// Every line has its try at opening the file: the ones that find it closed to them are lost, and
 /// the first one that does not takes all that follow along. When they do not all fit, those behind
-/// the one that was cut have their tries again.
+/// the first that did not have their tries again. But what waited once for somebody to read is not
+/// tried again in this pass: the other sinks are not to wait for every line.
 void passwriter::settle(destination& to) noexcept
 {
-    std::size_t start = 0;
-    for (auto lineEnd = to.lineEnds.begin(); lineEnd != to.lineEnds.end();) {
+    tolvane::Lines left = {to.bytes.data(), 0, to.lineEnds.data(), to.lineEnds.size()};
+    while (left.count != 0 && !to.isStuck) {
         m_progress.move();
-        const std::size_t reached =
-            start + tolvane::FileSystem::current()
-                        .append(to.path, to.bytes.data() + start, to.bytes.size() - start)
-                        .count;
+        const tolvane::Appended appended = tolvane::FileSystem::current().append(to.path, left);
         m_progress.move();
-        for (; lineEnd != to.lineEnds.end() && *lineEnd <= reached; ++lineEnd) {
-            ++to.counted.written;
-        }
-        if (lineEnd != to.lineEnds.end()) {
-            start = *lineEnd++;
-            ++to.counted.lost[trace::destination];
-        }
+        to.counted.written += appended.lines;
+        to.isStuck = appended.isStuck;
+        const std::size_t tried =
+            std::min(appended.lines + 1, left.count); // with the one that failed
+        to.counted.lost[trace::destination] += tried - appended.lines;
+        left = {left.text, left.endOf(tried), left.ends + tried, left.count - tried};
     }
+    to.counted.lost[trace::destination] += left.count;
     to.bytes.clear();
     to.lineEnds.clear();
 }

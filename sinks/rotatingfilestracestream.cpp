@@ -2,7 +2,6 @@
 
 #include <tolvane/formattedline.h>
 
-#include "sinks/fileencoding.h"
 #include "sinks/rotation.h"
 #include "support/clock.h"
 #include "support/filesystem.h"
@@ -113,7 +112,7 @@ rotatingfilestracestream::~rotatingfilestracestream()
 void rotatingfilestracestream::log(const formattedline& line)
 {
     filetracestream::log(line);
-    m_rotation->rotate(encodeFilename(filename()), line.rendered().length(), [] {});
+    m_rotation->rotate(filename().narrow(), line.rendered().length(), [] {});
 }
 
 rotatingfilestracestream* rotatingfilestracestream::clone() const

@@ -4,19 +4,45 @@
 
 namespace tolvane {
 
-/// What became of bytes that were to be appended to a file.
+/// Lines that lie one behind the other, each with its line end.
+struct Lines
+{
+    const char* text = nullptr; ///< what the places below are counted from
+    std::size_t start = 0;      ///< of the first line
+    const std::size_t* ends = nullptr;
+    std::size_t count = 0;
+
+    const char* bytes() const noexcept { return text + start; }
+    std::size_t size() const noexcept { return endOf(count) - start; }
+
+    /// Where so many lines end.
+    std::size_t endOf(std::size_t lines) const noexcept
+    {
+        return lines == 0 ? start : ends[lines - 1];
+    }
+};
+
+/// What became of lines that were to be appended to a file.
 struct Appended
 {
     bool isOpened = false;
-    std::size_t count = 0; ///< so many of the bytes, from the first on, are in the file
+    std::size_t lines = 0; ///< so many of them, from the first on, are in the file
+
+    /// The file is one that somebody reads from at the other end, who takes nothing: the caller has
+    /// waited for some time, and had better not try again soon.
+    bool isStuck = false;
 };
 
-/// Appends bytes to the end of a file with one write, and closes it again. A missing file is made.
-/// Others may read, write, rename and delete the file while it is open. Bytes that cannot be
+/// Appends lines to the end of a file with one write, and closes it again. A missing file is made.
+/// Others may read, write, rename and delete the file while it is open. Lines that cannot be
 /// written, to a full disk for instance, are lost.
 ///
+/// Of the line that fits only in part nothing stays in the file. Where the part cannot be removed,
+/// since somebody else has written behind it or files may only grow, the next lines that go to the
+/// file begin with a line end, as long as the part is still what the file ends with.
+///
 /// \param path  as the platform takes it; an empty one names no file.
-Appended appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept;
+Appended appendToFile(const std::string& path, const Lines& lines) noexcept;
 
 /// Tells files apart, whatever their names. Where the volume is not known, two files of different
 /// volumes may look like one.

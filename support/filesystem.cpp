@@ -11,10 +11,9 @@ std::atomic<const FileSystem*> replacement{nullptr};
 
 } // namespace
 
-Appended FileSystem::append(const std::string& path, const char* bytes,
-                            std::size_t count) const noexcept
+Appended FileSystem::append(const std::string& path, const Lines& lines) const noexcept
 {
-    return appendToFile(path, bytes, count);
+    return appendToFile(path, lines);
 }
 
 bool FileSystem::identify(const std::string& path, FileIdentity& identity) const noexcept

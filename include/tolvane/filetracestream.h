@@ -13,13 +13,14 @@ TOLVANE_BEGIN_DECLARATIONS
 /// ends in carriage return and line feed, and so does every line feed inside a text. Bytes come
 /// from the conversion facet (std::codecvt<wchar_t, char, std::mbstate_t>) of the global C++
 /// locale; a line stops at the first character that it does not convert. A line that cannot be
-/// written is lost.
+/// written whole is lost.
 class TOLVANE_EXPORT filetracestream : public tracestream
 {
 public:
     /// \param filename  absolute, or relative to the current directory at the time of each line.
-    ///                  Nothing is opened or checked; lines for a name that cannot be opened, or
-    ///                  not be converted to the process's locale, are lost until it can.
+    ///                  Nothing is opened or checked; lines for a name that cannot be opened are
+    ///                  lost until it can. A character that the process's locale (LC_CTYPE) does
+    ///                  not have becomes "?", which no name of a file may have on Windows.
     explicit filetracestream(const tolvane::string& filename);
 
     /// Copies the levels and the name.

@@ -1,4 +1,4 @@
-#include "support/file.h"
+#include "support/appendedfile.h"
 
 #include "support/windows/filetimes.h"
 #include "support/windows/platform.h"
@@ -11,16 +11,60 @@ namespace tolvane {
 
 namespace {
 
+HANDLE handleOf(std::intptr_t file) noexcept
+{
+    return reinterpret_cast<HANDLE>(file);
+}
+
+/// By the file's number alone. The platform's usual way tells the volume, too, and under Wine takes
+/// four times as long for that as opening and closing the file.
+bool identifyOpen(HANDLE file, FileIdentity& identity) noexcept
+{
+    constexpr auto fileInternalInformation = static_cast<FILE_INFORMATION_CLASS>(6);
+    LARGE_INTEGER number = {};
+    IO_STATUS_BLOCK status = {};
+    const bool ok =
+        NtQueryInformationFile(file, &status, &number, sizeof number, fileInternalInformation) >= 0;
+    identity.number = static_cast<unsigned long long>(number.QuadPart);
+    return ok;
+}
+
+} // namespace
+
+/// With the right to append only, every write goes to the file's end, wherever that is.
+AppendedFile::AppendedFile(const std::string& path) noexcept
+{
+    const HANDLE file =
+        CreateFileA(path.c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES, sharedWithAll, nullptr,
+                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const bool made = GetLastError() != ERROR_ALREADY_EXISTS;
+    m_file = reinterpret_cast<std::intptr_t>(file);
+    if (isOpen() && made) {
+        markAsCreatedNow(file);
+    }
+}
+
+AppendedFile::~AppendedFile()
+{
+    if (isOpen()) {
+        CloseHandle(handleOf(m_file));
+    }
+}
+
+bool AppendedFile::isOpen() const noexcept
+{
+    return handleOf(m_file) != INVALID_HANDLE_VALUE;
+}
+
 /// With one write, but for more bytes than the system takes at a time.
-/// \return how many bytes were written.
-std::size_t writeAll(HANDLE file, const char* bytes, std::size_t count) noexcept
+std::size_t AppendedFile::write(const char* bytes, std::size_t count) noexcept
 {
     constexpr std::size_t most = 1 << 30;
     std::size_t done = 0;
     while (done < count) {
         DWORD written = 0;
         const auto part = static_cast<DWORD>(std::min(count - done, most));
-        if (!WriteFile(file, bytes + done, part, &written, nullptr) || written == 0) {
+        if (!WriteFile(handleOf(m_file), bytes + done, part, &written, nullptr) || written == 0) {
             break;
         }
         done += written;
@@ -28,27 +72,41 @@ std::size_t writeAll(HANDLE file, const char* bytes, std::size_t count) noexcept
     return done;
 }
 
-} // namespace
-
-Appended appendToFile(const std::string& path, const char* bytes, std::size_t count) noexcept
+/// To cut takes a right that would take writes away from the file's end. The file may still grow
+/// between the look at its size and the cut, by somebody who found room where there was none a
+/// moment ago.
+bool AppendedFile::cut(std::size_t count) noexcept
 {
-    const HANDLE file =
-        CreateFileA(path.c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES, sharedWithAll, nullptr,
-                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    const bool made = GetLastError() != ERROR_ALREADY_EXISTS;
+    const LARGE_INTEGER here = {};
+    LARGE_INTEGER writtenUpTo = {};
+    LARGE_INTEGER size = {};
+    if (!SetFilePointerEx(handleOf(m_file), here, &writtenUpTo, FILE_CURRENT) ||
+        writtenUpTo.QuadPart < static_cast<long long>(count)) {
+        return false;
+    }
+    const HANDLE file = ReOpenFile(handleOf(m_file), FILE_WRITE_DATA, sharedWithAll, 0);
     if (file == INVALID_HANDLE_VALUE) {
-        return {};
+        return false;
     }
-    if (made) {
-        markAsCreatedNow(file);
-    }
-    const std::size_t written = writeAll(file, bytes, count);
+    FILE_END_OF_FILE_INFO end;
+    end.EndOfFile.QuadPart = writtenUpTo.QuadPart - static_cast<long long>(count);
+    const bool isCut = GetFileSizeEx(file, &size) && size.QuadPart == writtenUpTo.QuadPart &&
+                       SetFileInformationByHandle(file, FileEndOfFileInfo, &end, sizeof end);
     CloseHandle(file);
-    return {true, written};
+    return isCut;
 }
 
-/// By the file's number alone. The platform's usual way tells the volume, too, and under Wine takes
-/// four times as long for that as opening and closing the file.
+bool AppendedFile::end(FileEnd& end) const noexcept
+{
+    LARGE_INTEGER size = {};
+    if (!identifyOpen(handleOf(m_file), end.file)) {
+        return false;
+    }
+    GetFileSizeEx(handleOf(m_file), &size); // 0 for what has none
+    end.size = static_cast<unsigned long long>(size.QuadPart);
+    return true;
+}
+
 bool identify(const std::string& path, FileIdentity& identity) noexcept
 {
     const HANDLE file = CreateFileA(path.c_str(), FILE_READ_ATTRIBUTES, sharedWithAll, nullptr,
@@ -56,13 +114,8 @@ bool identify(const std::string& path, FileIdentity& identity) noexcept
     if (file == INVALID_HANDLE_VALUE) {
         return false;
     }
-    constexpr auto fileInternalInformation = static_cast<FILE_INFORMATION_CLASS>(6);
-    LARGE_INTEGER number = {};
-    IO_STATUS_BLOCK status = {};
-    const bool ok =
-        NtQueryInformationFile(file, &status, &number, sizeof number, fileInternalInformation) >= 0;
+    const bool ok = identifyOpen(file, identity);
     CloseHandle(file);
-    identity.number = static_cast<unsigned long long>(number.QuadPart);
     return ok;
 }
 

@@ -1,9 +1,13 @@
 #pragma once
 
+#include "support/appendlines.h"
 #include "tests/helpers/memoryfiles.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
+#include <set>
+#include <string>
 
 /// A file system in memory whose files may be closed to those who open them, and may be full.
 class limitedfiles : public memoryfiles
@@ -22,23 +26,19 @@ public:
 
     void createEmpty(const std::string& path) const override { files[path].clear(); }
 
-    tolvane::Appended append(const std::string& path, const char* bytes,
-                             std::size_t count) const noexcept override
+    tolvane::Appended append(const std::string& path,
+                             const tolvane::Lines& lines) const noexcept override
     {
         ++appends;
         if (refusals[path] > 0) {
             --refusals[path];
             return {};
         }
-        std::string& file = files[path];
-        const auto limit = limits.find(path);
-        const std::size_t room = limit == limits.end()         ? count
-                                 : limit->second < file.size() ? 0
-                                                               : limit->second - file.size();
-        const std::size_t written = std::min(room, count);
-        file.append(bytes, written);
-        lastWasWhole = written == count;
-        return {true, written};
+        memoryfile file{files[path], limits.count(path) ? limits.at(path) : ~std::size_t{0},
+                        canBeCut, pipes.count(path) != 0};
+        const tolvane::Appended appended = tolvane::appendLines(file, lines, tornEnds);
+        lastWasWhole = appended.lines == lines.count;
+        return appended;
     }
 
     bool identify(const std::string& path, tolvane::FileIdentity& identity) const noexcept override
@@ -53,6 +53,45 @@ public:
 
     std::map<std::string, std::size_t> limits;   ///< bytes that fit into a file
     mutable std::map<std::string, int> refusals; ///< how often it cannot be opened, by path
+    std::set<std::string> pipes;                 ///< of which somebody reads, up to their limit
+    bool canBeCut = true;                        ///< what was written can be removed again
     mutable int appends = 0;                     ///< that were tried
-    mutable bool lastWasWhole = false;           ///< the last bytes of a file that was opened
+    mutable bool lastWasWhole = false;           ///< the last lines for a file that was opened
+
+private:
+    /// An open file.
+    struct memoryfile
+    {
+        std::string& bytes;
+        std::size_t limit;
+        bool canBeCut;
+        bool isPipe;
+        bool isFull = false;
+
+        bool isOpen() const { return true; }
+        bool isStuck() const { return isPipe && isFull; }
+
+        std::size_t write(const char* from, std::size_t count)
+        {
+            const std::size_t written = std::min(limit - std::min(limit, bytes.size()), count);
+            bytes.append(from, written);
+            isFull = written != count;
+            return written;
+        }
+
+        bool cut(std::size_t count)
+        {
+            bytes.resize(bytes.size() - (canBeCut ? count : 0));
+            return canBeCut;
+        }
+
+        bool end(tolvane::FileEnd& end) const
+        {
+            end.file.number = reinterpret_cast<std::uintptr_t>(&bytes);
+            end.size = bytes.size();
+            return true;
+        }
+    };
+
+    mutable tolvane::TornEnds tornEnds;
 };

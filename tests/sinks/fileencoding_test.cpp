@@ -1,7 +1,5 @@
 #include "sinks/fileencoding.h"
 
-#include "tests/helpers/localeguard.h"
-#include "tests/helpers/multibytelocale.h"
 #include "tests/helpers/utf8facet.h"
 
 #include <catch2/catch.hpp>
@@ -190,23 +188,4 @@ TEST_CASE("a facet that converts nothing at all leaves the line end", "[sinks]")
     for (const facet::result answer : {facet::error, facet::partial, facet::ok, facet::noconv}) {
         CHECK(encoded(L"text", localeWith(new refusingfacet(answer))) == "\r\n");
     }
-}
-
-TEST_CASE("a file name is converted in the process's locale", "[sinks]")
-{
-    const localeguard guard;
-    const multibytelocale encoding;
-
-    CHECK(encodeFilename(L"trace.log") == "trace.log");
-    CHECK(encodeFilename((std::wstring(multibytelocale::character) + L".log").c_str()) ==
-          encoding.bytes + ".log");
-}
-
-TEST_CASE("a file name that does not convert is no file's, question marks of its own are kept",
-          "[sinks]")
-{
-    CHECK(encodeFilename(L"\u0416.log").empty());
-    CHECK(encodeFilename(L"a?\u0416.log").empty());
-    CHECK(encodeFilename(L"a?b.log") == "a?b.log");
-    CHECK(encodeFilename(L"").empty());
 }

@@ -4,7 +4,9 @@
 
 #include "function/componenthash.h"
 #include "tests/helpers/formattedlinetest.h"
+#include "tests/helpers/limitedfiles.h"
 #include "tests/helpers/localeguard.h"
+#include "tests/helpers/multibytelocale.h"
 #include "tests/helpers/openfile.h"
 #include "tests/helpers/temporaryfolder.h"
 #include "tests/helpers/utf8facet.h"
@@ -222,12 +224,36 @@ TEST_CASE("lines for a name that no file can have are lost", "[sinks]")
     const temporaryfolder folder;
     const directoryguard guard(folder.path());
 
-    for (const wchar_t* const name : {L"", L".", L"\u0416.log", L"a\u0416"}) {
+    const std::wstring veryLong(32000, L'x');
+    for (const wchar_t* const name : {L"", L".", veryLong.c_str()}) {
         filetracestream sink(name);
         CHECK_NOTHROW(sink.log(lineOf(L"lost")));
     }
 
     CHECK(folder.entries() == 0);
+}
+
+TEST_CASE("a file name is converted in the process's locale", "[sinks]")
+{
+    const localeguard guard;
+    const multibytelocale encoding;
+    limitedfiles files;
+    filetracestream sink((std::wstring(multibytelocale::character) + L".log").c_str());
+
+    sink.log(lineOf(L"text"));
+
+    CHECK(files.files[encoding.bytes + ".log"] == inFile("text"));
+}
+
+TEST_CASE("in a file name a character that the locale does not have is a question mark", "[sinks]")
+{
+    limitedfiles files;
+    filetracestream sink(L"a?\x4e2d_\x6587.log");
+
+    sink.log(lineOf(L"text"));
+
+    CHECK(files.files["a??_?.log"] == inFile("text"));
+    CHECK(files.files.size() == 1);
 }
 
 TEST_CASE("a relative name lies in the current directory at the time of each line", "[sinks]")

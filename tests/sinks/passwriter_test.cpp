@@ -140,6 +140,11 @@ std::string bodies(const std::string& bytes)
     return found;
 }
 
+bool endsWithLine(const std::string& bytes)
+{
+    return bytes.size() >= 2 && bytes.compare(bytes.size() - 2, 2, "\r\n") == 0;
+}
+
 /// Counts as they are, or as they should be.
 struct expectedcounts
 {
@@ -711,6 +716,102 @@ TEST_CASE("the lines that do not fit into a file count as lost, and the others a
     sinks.write(infos({L"two", L"six", L"ten", L"lost"}));
 
     CHECK(countsOf(sinks.counts(1)) == expectedcounts{2, 0, 3});
+    CHECK(bodies(files.files["trace.log"]) == "one two ");
+    CHECK(endsWithLine(files.files["trace.log"]));
+}
+
+TEST_CASE("behind a line that does not fit a shorter one still does", "[sinks]")
+{
+    limitedfiles files;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, "trace.log");
+    sinks.write(infos({L"one"}));
+    files.limits["trace.log"] = files.files["trace.log"].size() * 3;
+    const std::wstring tooLong(100, L'x');
+
+    sinks.write(infos({L"two", tooLong.c_str(), L"six", L"ten"}));
+
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{3, 0, 2});
+    CHECK(bodies(files.files["trace.log"]) == "one two six ");
+    CHECK(endsWithLine(files.files["trace.log"]));
+}
+
+TEST_CASE("when a full file has room again, whole lines go on", "[sinks]")
+{
+    limitedfiles files;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, "trace.log");
+    sinks.write(infos({L"one"}));
+    files.limits["trace.log"] = files.files["trace.log"].size() * 5 / 2;
+    sinks.write(infos({L"two", L"six", L"ten"}));
+    files.limits.clear();
+
+    sinks.write(infos({L"last"}));
+
+    CHECK(bodies(files.files["trace.log"]) == "one two last ");
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{3, 0, 2});
+}
+
+TEST_CASE("where a part of a line must stay in a full file, the next line stands by itself",
+          "[sinks]")
+{
+    limitedfiles files;
+    files.canBeCut = false;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, "trace.log");
+    sinks.write(infos({L"one"}));
+    const std::size_t length = files.files["trace.log"].size();
+    files.limits["trace.log"] = length * 3 / 2;
+    sinks.write(infos({L"two", L"six"}));
+    files.limits.clear();
+
+    sinks.write(infos({L"ten", L"last"}));
+
+    const std::string& bytes = files.files["trace.log"];
+    CHECK(bodies(bytes.substr(0, length)) == "one ");
+    CHECK(bytes.substr(length, 3) == bytes.substr(0, 3)); // the part of a line
+    CHECK(bytes.substr(length * 3 / 2, 3) == "\r\n[");
+    CHECK(bodies(bytes.substr(length * 3 / 2)) == "ten last ");
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{3, 0, 2});
+}
+
+TEST_CASE("a pipe that nobody empties is tried once in a pass, and again in the next one",
+          "[sinks]")
+{
+    const bool isGathered = GENERATE(true, false);
+    CAPTURE(isGathered);
+    limitedfiles files;
+    files.pipes = {"pipe"};
+    files.limits["pipe"] = 0;
+    files.files["trace.log"] = "";
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, "pipe");
+    sinks.add<filetracestream>(tl_info, "trace.log");
+    if (!isGathered) {
+        sinks.add<filetracestream>(tl_info, "new.log");
+    }
+
+    sinks.write(infos({L"one", L"two", L"three"}));
+    files.limits.clear();
+    sinks.write(infos({L"four"}));
+
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{1, 0, 3});
+    CHECK(bodies(files.files["pipe"]) == "four ");
+    CHECK(bodies(files.files["trace.log"]) == "one two three four ");
+}
+
+TEST_CASE("two names that differ only in what the encoding lacks are those of one file", "[sinks]")
+{
+    limitedfiles files;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, L"\x4e2d.log");
+    sinks.add<filetracestream>(tl_info, L"\x6587.log");
+
+    sinks.write(infos({L"one", L"two"}));
+    sinks.write(infos({L"three", L"four"}));
+
+    CHECK(bodies(files.files["?.log"]) == "one one two two three three four four ");
+    CHECK(files.files.size() == 1);
 }
 
 TEST_CASE("what a custom sink throws costs it that line, as a fault of its own", "[sinks]")
@@ -1007,6 +1108,7 @@ TEST_CASE("files that fail lose the same lines as when every line is written at 
     filesetting plain("plain/");
     std::map<unsigned long long, expectedcounts> expected;
     std::mt19937 random(GENERATE(1U, 2U, 3U, 4U));
+    files.canBeCut = GENERATE(false, true);
     if (GENERATE(false, true)) {
         addProbe(gathered.sinks, tl_error);
     }

@@ -3,6 +3,7 @@
 #include <tolvane/hashedfunction.h>
 
 #include "tests/helpers/formattedlinetest.h"
+#include "tests/helpers/limitedfiles.h"
 #include "tests/helpers/memoryfiles.h"
 #include "tests/helpers/scriptedclock.h"
 #include "tests/helpers/temporaryfolder.h"
@@ -426,13 +427,14 @@ TEST_CASE("a rotating sink has the id of a file sink of its name", "[sinks]")
     CHECK(rotatingfilestracestream("trace.log", 2, 1, 1).id() == filetracestream("trace.log").id());
 }
 
-TEST_CASE("a name that does not convert neither writes nor rotates", "[sinks]")
+TEST_CASE("the older files have the question marks of the name, too", "[sinks]")
 {
-    memoryfiles files;
-    files.statusKnown = false;
-    rotatingfilestracestream sink(L"trace-\x4e2d.log", 2, everyLine, 1);
+    limitedfiles files;
+    rotatingfilestracestream sink(L"trace-\x4e2d.log", 2, everyLine, noAgeLimit);
 
-    log(sink);
+    log(sink, L"text");
 
-    CHECK(files.operations == 0);
+    CHECK(files.files.size() == 2);
+    CHECK(files.files["trace-?.log"].empty());
+    CHECK(endsWith(files.files["trace-?.log.0"], "text\r\n"));
 }

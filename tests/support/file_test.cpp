@@ -1,5 +1,7 @@
 #include "support/file.h"
 
+#include "support/appendedfile.h"
+
 #include "tests/helpers/openfile.h"
 #include "tests/helpers/temporaryfolder.h"
 
@@ -10,11 +12,18 @@
 
 namespace {
 
+/// As one line, whatever they are.
+tolvane::Appended append(const std::string& path, const std::string& bytes)
+{
+    const std::size_t end = bytes.size();
+    return tolvane::appendToFile(path, {bytes.data(), 0, &end, 1});
+}
+
 /// \return whether all bytes were appended.
 bool appendToFile(const std::string& path, const std::string& bytes)
 {
-    const tolvane::Appended appended = tolvane::appendToFile(path, bytes.data(), bytes.size());
-    return appended.isOpened && appended.count == bytes.size();
+    const tolvane::Appended appended = append(path, bytes);
+    return appended.isOpened && appended.lines == 1;
 }
 
 } // namespace
@@ -55,13 +64,68 @@ TEST_CASE("a file that cannot be opened takes nothing and makes nothing", "[supp
     const temporaryfolder folder;
 
     for (const std::string& path :
-         {std::string(), folder.path().string(), (folder.path() / "missing" / "file").string()}) {
-        const tolvane::Appended appended = tolvane::appendToFile(path, "lost", 4);
+         {std::string(), folder.path().string(), (folder.path() / "missing" / "file").string(),
+          folder.file(std::string(32000, 'x'))}) {
+        const tolvane::Appended appended = append(path, "lost");
         CHECK_FALSE(appended.isOpened);
-        CHECK(appended.count == 0);
+        CHECK(appended.lines == 0);
     }
 
     CHECK(folder.entries() == 0);
+}
+
+TEST_CASE("what was written last can be removed again", "[support]")
+{
+    const temporaryfolder folder;
+    appendToFile(folder.file("file"), "before");
+    {
+        tolvane::AppendedFile file(folder.file("file"));
+        CHECK(file.write("12345", 5) == 5);
+        CHECK(file.cut(3));
+    }
+
+    CHECK(folder.read("file") == "before12");
+}
+
+TEST_CASE("what somebody else has written behind is not removed", "[support]")
+{
+    const temporaryfolder folder;
+    {
+        tolvane::AppendedFile file(folder.file("file"));
+        CHECK(file.write("12345", 5) == 5);
+        appendToFile(folder.file("file"), "behind");
+
+        CHECK_FALSE(file.cut(3));
+    }
+
+    CHECK(folder.read("file") == "12345behind");
+}
+
+TEST_CASE("more than a file has cannot be removed", "[support]")
+{
+    const temporaryfolder folder;
+    tolvane::AppendedFile file(folder.file("file"));
+    file.write("12345", 5);
+
+    CHECK_FALSE(file.cut(6));
+    CHECK(folder.read("file") == "12345");
+}
+
+TEST_CASE("a file tells where it ends, whoever wrote it", "[support]")
+{
+    const temporaryfolder folder;
+    const tolvane::AppendedFile file(folder.file("file"));
+    const tolvane::AppendedFile other(folder.file("other"));
+    appendToFile(folder.file("file"), "12345");
+    tolvane::FileEnd end;
+    tolvane::FileEnd otherEnd;
+
+    REQUIRE(file.end(end));
+    REQUIRE(other.end(otherEnd));
+
+    CHECK(end.size == 5);
+    CHECK(otherEnd.size == 0);
+    CHECK_FALSE(end.file == otherEnd.file);
 }
 
 TEST_CASE("a file that somebody else has open for everything is appended to", "[support]")

@@ -1,0 +1,20 @@
+#include "support/file.h"
+
+#include "support/appendedfile.h"
+#include "support/appendlines.h"
+
+namespace tolvane {
+
+namespace {
+
+TornEnds tornEnds;
+
+} // namespace
+
+Appended appendToFile(const std::string& path, const Lines& lines) noexcept
+{
+    AppendedFile file(path);
+    return appendLines(file, lines, tornEnds);
+}
+
+} // namespace tolvane
