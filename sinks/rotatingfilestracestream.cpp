@@ -20,9 +20,42 @@ constexpr int kibibyteShift = 10;
 /// Up to this many numbers, trying each is cheaper than listing the folder.
 constexpr unsigned long long mostNumbersTried = 64;
 
+/// In a folder that cannot be listed, the numbers behind a longer gap are not looked for.
+constexpr unsigned long long longestGap = 64;
+
 std::string numbered(const std::string& path, unsigned long long number)
 {
     return path + '.' + std::to_string(number);
+}
+
+/// The numbers that have a file, but for those behind a gap, whose files stay where they are.
+std::vector<unsigned long long> numbersFound(const std::string& path, unsigned long long oldest)
+{
+    std::vector<unsigned long long> numbers;
+    unsigned long long missing = 0;
+    for (unsigned long long number = 0; number <= oldest && missing <= longestGap; ++number) {
+        if (tolvane::FileSystem::current().exists(numbered(path, number))) {
+            numbers.push_back(number);
+            missing = 0;
+        } else {
+            ++missing;
+        }
+    }
+    return numbers;
+}
+
+/// The numbers that may have a file.
+std::vector<unsigned long long> existingNumbers(const std::string& path, unsigned long long oldest)
+{
+    std::vector<unsigned long long> numbers;
+    if (oldest > mostNumbersTried) {
+        const bool isListed = tolvane::FileSystem::current().numbersBehind(path, numbers);
+        return isListed ? numbers : numbersFound(path, oldest);
+    }
+    for (unsigned long long number = 0; number <= oldest; ++number) {
+        numbers.push_back(number);
+    }
+    return numbers;
 }
 
 /// The numbers that a file may move to, or be deleted from, when the files numbered below the
@@ -30,14 +63,8 @@ std::string numbered(const std::string& path, unsigned long long number)
 /// file, there is nothing to do.
 std::vector<unsigned long long> numbersToFill(const std::string& path, unsigned long long oldest)
 {
-    std::vector<unsigned long long> existing;
-    const bool listed =
-        oldest > mostNumbersTried && tolvane::FileSystem::current().numbersBehind(path, existing);
     std::vector<unsigned long long> numbers;
-    for (unsigned long long i = 1; !listed && i <= std::min(oldest, mostNumbersTried); ++i) {
-        numbers.push_back(i);
-    }
-    for (const unsigned long long number : existing) {
+    for (const unsigned long long number : existingNumbers(path, oldest)) {
         if (number <= oldest && number != 0) {
             numbers.push_back(number);
         }
@@ -72,6 +99,11 @@ void rotatingfilestracestream::Impl::readStatus(const std::string& path)
     if (tolvane::FileSystem::current().status(path, status)) {
         m_size = status.size;
         m_started = status.created * 1000;
+        tolvane::FileIdentity current;
+        if (m_emptiedAt != 0 && tolvane::FileSystem::current().identify(path, current) &&
+            current == m_emptied) {
+            m_started = std::max(m_started, m_emptiedAt);
+        }
     }
 }
 
@@ -84,12 +116,18 @@ bool rotatingfilestracestream::Impl::limitReached() const
            (ageCounts && now - m_started >= m_maxdays * millisecondsPerDay);
 }
 
+/// A file that could not be moved away is as old as ever, but what is in it is not.
 void rotatingfilestracestream::Impl::startNewFile(const std::string& path)
 {
+    const tolvane::FileSystem& files = tolvane::FileSystem::current();
+    tolvane::FileIdentity before;
+    const bool isKnown = files.identify(path, before);
     shift(path, std::max(m_files, fewestFiles) - fewestFiles);
-    tolvane::FileSystem::current().createEmpty(path);
+    files.createEmpty(path);
     m_size = 0; // so that the next line reads the new file's status
     m_started = tolvane::Clock::current().localMilliseconds();
+    const bool isEmptied = isKnown && files.identify(path, m_emptied) && m_emptied == before;
+    m_emptiedAt = isEmptied ? m_started : 0;
 }
 
 rotatingfilestracestream::rotatingfilestracestream(const tolvane::string& filename,

@@ -2,6 +2,8 @@
 
 #include <tolvane/rotatingfilestracestream.h>
 
+#include "support/file.h"
+
 #include <functional>
 #include <string>
 
@@ -14,6 +16,11 @@ struct rotatingfilestracestream::Impl
     unsigned long long m_size = 0; ///< estimate of the current file's size; 0: unknown
     unsigned long long m_started =
         0; ///< milliseconds since 1970 of the current file's creation; 0: unknown
+
+    /// The current file, when a rotation could do no more than empty it: it then counts as created
+    /// at that time.
+    tolvane::FileIdentity m_emptied = {};
+    unsigned long long m_emptiedAt = 0; ///< milliseconds since 1970; 0: it was not emptied
 
     /// Takes account of a line, and starts a new file when the current one has reached a limit.
     /// \param path        of the current file.

@@ -22,13 +22,17 @@ class FileSystem
 public:
     virtual ~FileSystem() = default;
 
-    /// \return false, with the status untouched, when there is no such file or it tells nothing.
+    /// \return false, with the status untouched, when there is no such file or it tells nothing. A
+    ///         folder has no size.
     virtual bool status(const std::string& path, FileStatus& status) const = 0;
 
-    /// A file that cannot be deleted stays.
+    /// Whether something has this name, be it no more than a link to nowhere.
+    virtual bool exists(const std::string& path) const = 0;
+
+    /// A file that cannot be deleted stays, and so does a folder.
     virtual void remove(const std::string& path) const = 0;
 
-    /// A file that cannot be renamed keeps its name.
+    /// A file that cannot be renamed keeps its name, and so does one whose new name is taken.
     virtual void rename(const std::string& from, const std::string& to) const = 0;
 
     /// Makes the file, or empties it, and marks it as created now where the platform can. Others
@@ -37,7 +41,7 @@ public:
 
     /// Finds the files that are named as the path followed by a point and a decimal number.
     /// \param numbers  receives the numbers, in any order; some may have no file.
-    /// \return false when the folder cannot be listed.
+    /// \return false when the folder cannot be listed, or not to its end.
     virtual bool numbersBehind(const std::string& path,
                                std::vector<unsigned long long>& numbers) const = 0;
 

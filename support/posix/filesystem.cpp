@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -28,28 +29,38 @@ public:
     bool status(const std::string& path, FileStatus& status) const override
     {
         struct statx found;
-        if (::statx(AT_FDCWD, path.c_str(), 0, STATX_SIZE | STATX_CTIME | STATX_BTIME, &found) !=
-            0) {
+        if (::statx(AT_FDCWD, path.c_str(), 0, STATX_TYPE | STATX_SIZE | STATX_CTIME | STATX_BTIME,
+                    &found) != 0) {
             return false;
         }
         const bool birthKnown = (found.stx_mask & STATX_BTIME) != 0;
-        status.size = found.stx_size;
+        status.size = S_ISDIR(found.stx_mode) ? 0 : found.stx_size;
         status.created = static_cast<unsigned long long>(birthKnown ? found.stx_btime.tv_sec
                                                                     : found.stx_ctime.tv_sec);
         return true;
     }
 
-    void remove(const std::string& path) const override { std::remove(path.c_str()); }
-
-    void rename(const std::string& from, const std::string& to) const override
+    bool exists(const std::string& path) const override
     {
-        std::rename(from.c_str(), to.c_str());
+        struct stat found;
+        return ::lstat(path.c_str(), &found) == 0;
     }
 
+    void remove(const std::string& path) const override { ::unlink(path.c_str()); }
+
+    /// The system would replace a file that has the name already, or an empty folder.
+    void rename(const std::string& from, const std::string& to) const override
+    {
+        if (!exists(to)) {
+            std::rename(from.c_str(), to.c_str());
+        }
+    }
+
+    /// What has come into the file's place meanwhile is not waited for.
     void createEmpty(const std::string& path) const override
     {
-        const int file =
-            ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, readAndWriteForAll);
+        const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK,
+                                readAndWriteForAll);
         if (file >= 0) {
             ::close(file);
         }
@@ -66,12 +77,14 @@ public:
         if (!folder) {
             return false;
         }
+        errno = 0;
         while (const dirent* const entry = ::readdir(folder.get())) {
             if (::strncasecmp(entry->d_name, prefix.c_str(), prefix.size()) == 0) {
                 appendNumber(numbers, entry->d_name);
             }
+            errno = 0; // only so does the end differ from a failure
         }
-        return true;
+        return errno == 0;
     }
 };
 

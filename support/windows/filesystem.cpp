@@ -24,6 +24,11 @@ public:
         return true;
     }
 
+    bool exists(const std::string& path) const override
+    {
+        return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+
     void remove(const std::string& path) const override { ::remove(path.c_str()); }
 
     void rename(const std::string& from, const std::string& to) const override
@@ -52,8 +57,9 @@ public:
         do {
             appendNumber(numbers, found.cFileName);
         } while (FindNextFileA(search, &found));
+        const bool isWhole = GetLastError() == ERROR_NO_MORE_FILES;
         FindClose(search);
-        return true;
+        return isWhole;
     }
 };
 

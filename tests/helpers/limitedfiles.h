@@ -24,6 +24,13 @@ public:
         return true;
     }
 
+    void rename(const std::string& from, const std::string& to) const override
+    {
+        const bool wasThere = files.count(from) != 0;
+        memoryfiles::rename(from, to);
+        replaced[from] += wasThere && files.count(from) == 0 ? 1U : 0U;
+    }
+
     void createEmpty(const std::string& path) const override { files[path].clear(); }
 
     tolvane::Appended append(const std::string& path,
@@ -47,16 +54,18 @@ public:
         if (found == files.end()) {
             return false;
         }
+        identity.volume = replaced[path];
         identity.number = reinterpret_cast<std::uintptr_t>(&*found);
         return true;
     }
 
     std::map<std::string, std::size_t> limits;   ///< bytes that fit into a file
     mutable std::map<std::string, int> refusals; ///< how often it cannot be opened, by path
-    std::set<std::string> pipes;                 ///< of which somebody reads, up to their limit
-    bool canBeCut = true;                        ///< what was written can be removed again
-    mutable int appends = 0;                     ///< that were tried
-    mutable bool lastWasWhole = false;           ///< the last lines for a file that was opened
+    mutable std::map<std::string, unsigned int> replaced; ///< how often by another file, by path
+    std::set<std::string> pipes;       ///< of which somebody reads, up to their limit
+    bool canBeCut = true;              ///< what was written can be removed again
+    mutable int appends = 0;           ///< that were tried
+    mutable bool lastWasWhole = false; ///< the last lines for a file that was opened
 
 private:
     /// An open file.

@@ -27,6 +27,12 @@ public:
         return true;
     }
 
+    bool exists(const std::string& path) const override
+    {
+        ++looks;
+        return files.count(path) != 0;
+    }
+
     void remove(const std::string& path) const override
     {
         ++operations;
@@ -68,5 +74,6 @@ public:
     mutable std::map<std::string, std::string> files; ///< what was in them, by path
     mutable int statusReads = 0;
     mutable int listings = 0;
+    mutable int looks = 0;      ///< whether there is a file
     mutable int operations = 0; ///< deletions and renames that were tried
 };

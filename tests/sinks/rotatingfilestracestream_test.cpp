@@ -326,6 +326,7 @@ TEST_CASE("a rotation does what deleting and renaming number by number does, als
         files.nextStatus = {1, 1};
         files.files = start;
         files.fixed = fixed;
+        files.canList = chance(2);
         rotatingfilestracestream sink(nowhere, oldest + 2, everyLine, noAgeLimit);
 
         log(sink);
@@ -346,6 +347,85 @@ TEST_CASE("in a folder that cannot be listed the lowest numbers still rotate", "
 
     CHECK(files.files[numbered(0)] == "current");
     CHECK(files.files[numbered(1)] == "zero");
+}
+
+TEST_CASE("in a folder that cannot be listed no file is lost, however many there are", "[sinks]")
+{
+    memoryfiles files;
+    files.nextStatus = {1, 1};
+    files.canList = false;
+    files.files = {{nowhere, "current"}};
+    content_t expected = {{nowhere, "empty"}, {numbered(0), "current"}};
+    for (unsigned long long number = 0; number < 300; ++number) {
+        files.files[numbered(number)] = std::to_string(number);
+        expected[numbered(number + 1)] = std::to_string(number);
+    }
+    rotatingfilestracestream sink(nowhere, 1000000000, everyLine, noAgeLimit);
+
+    log(sink);
+
+    CHECK(files.files == expected);
+}
+
+TEST_CASE("in a folder that cannot be listed files behind a long gap stay where they are",
+          "[sinks]")
+{
+    memoryfiles files;
+    files.nextStatus = {1, 1};
+    files.canList = false;
+    files.files = {{nowhere, "current"},
+                   {numbered(0), "zero"},
+                   {numbered(65), "behind 64 missing ones"},
+                   {numbered(131), "behind 65 missing ones"}};
+    rotatingfilestracestream sink(nowhere, 1000000000, everyLine, noAgeLimit);
+
+    log(sink);
+
+    CHECK(files.files == content_t{{nowhere, "empty"},
+                                   {numbered(0), "current"},
+                                   {numbered(1), "zero"},
+                                   {numbered(66), "behind 64 missing ones"},
+                                   {numbered(131), "behind 65 missing ones"}});
+    CHECK(files.looks < 200);
+}
+
+TEST_CASE("a file that could only be emptied is as old as what is in it", "[sinks]")
+{
+    scriptedclock clock;
+    limitedfiles files; // in which all files were created in 1970
+    const std::string path = "trace.log";
+    files.files[path] = "old";
+    files.fixed = {path};
+    rotatingfilestracestream sink(path.c_str(), 2, sizeEnough, 2);
+    clock.setLocalMilliseconds(1000 * day);
+    log(sink, L"emptied away");
+    REQUIRE(files.files[path].empty());
+
+    log(sink, L"kept");
+    clock.setLocalMilliseconds(1002 * day - 1);
+    log(sink, L"kept, too");
+    CHECK(files.files[path].find("kept\r\n") != std::string::npos);
+    CHECK(endsWith(files.files[path], "kept, too\r\n"));
+
+    clock.setLocalMilliseconds(1002 * day);
+    log(sink, L"old again");
+    CHECK(files.files[path].empty());
+
+    SECTION("another file in its place has an age of its own")
+    {
+        ++files.replaced[path];
+        log(sink, L"too old");
+        CHECK(files.files[path].empty());
+    }
+    SECTION("once it is moved away its successor has an age of its own")
+    {
+        files.fixed.clear();
+        clock.setLocalMilliseconds(1004 * day);
+        log(sink, L"moved");
+        REQUIRE(endsWith(files.files[path + ".0"], "moved\r\n"));
+        log(sink, L"as old as all files here");
+        CHECK(files.files[path].empty());
+    }
 }
 
 TEST_CASE("a current file that cannot be renamed is emptied", "[sinks]")

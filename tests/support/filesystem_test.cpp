@@ -43,6 +43,57 @@ TEST_CASE("a file's status tells its size and when it was created", "[support]")
     CHECK(status.created < now + 3600);
 }
 
+TEST_CASE("a folder has no size, whatever is in it", "[support]")
+{
+    const temporaryfolder folder;
+    make(folder, "file", "12345");
+
+    tolvane::FileStatus status{7, 8};
+    REQUIRE(FileSystem::platform().status(folder.path().string(), status));
+
+    CHECK(status.size == 0);
+}
+
+TEST_CASE("files and folders exist, and other names do not", "[support]")
+{
+    const temporaryfolder folder;
+    make(folder, "file");
+    const FileSystem& files = FileSystem::platform();
+
+    CHECK(files.exists(folder.file("file")));
+    CHECK(files.exists(folder.path().string()));
+    CHECK_FALSE(files.exists(folder.file("missing")));
+    CHECK_FALSE(files.exists(""));
+}
+
+TEST_CASE("a folder in a file's place is not deleted, though it is empty", "[support]")
+{
+    const temporaryfolder folder;
+    std::filesystem::create_directory(folder.file("sub"));
+
+    FileSystem::platform().remove(folder.file("sub"));
+
+    CHECK(folder.has("sub"));
+}
+
+TEST_CASE("what has the new name already is not replaced, be it a file or an empty folder",
+          "[support]")
+{
+    const temporaryfolder folder;
+    const FileSystem& files = FileSystem::platform();
+    make(folder, "file", "text");
+    make(folder, "taken", "other text");
+    std::filesystem::create_directory(folder.file("sub"));
+    std::filesystem::create_directory(folder.file("taken-sub"));
+
+    files.rename(folder.file("file"), folder.file("taken"));
+    files.rename(folder.file("sub"), folder.file("taken-sub"));
+
+    CHECK(folder.read("file") == "text");
+    CHECK(folder.read("taken") == "other text");
+    CHECK(folder.entries() == 4);
+}
+
 TEST_CASE("a missing file has no status, and neither has an empty name", "[support]")
 {
     const temporaryfolder folder;
