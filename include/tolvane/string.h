@@ -371,6 +371,17 @@ inline ownedarray<char> string::convertSingly(const wchar_t* text, size_type len
     return converted;
 }
 
+/// The text in a form that is safe to show, on one line: a backslash as "\\", and each control
+/// character (below 0x20, and from 0x7f to 0x9f) as "\x" with two lower-case hexadecimal digits,
+/// "\x1b" for instance. All other characters stay as they are, and nothing of the text is lost.
+///
+/// Texts reach the sinks as they are traced. Use this for what comes from outside, a name that a
+/// user typed or a header that was received: line feeds in it would look like lines of the program,
+/// and escape sequences would have a terminal do what they say.
+///
+/// Any thread may call it. Throws std::bad_alloc only.
+TOLVANE_EXPORT string escaped(const string& text);
+
 } // namespace tolvane
 
 TOLVANE_END_DECLARATIONS
