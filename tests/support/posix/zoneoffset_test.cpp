@@ -1,45 +1,14 @@
 #include "support/zoneoffset.h"
 
+#include "tests/helpers/posix/zoneguard.h"
+
 #include <catch2/catch.hpp>
 
-#include <cstdlib>
-#include <string>
 #include <utility>
 
 namespace {
 
 constexpr time_t second = 1700000000;
-
-/// Puts the process into a time zone meanwhile.
-class zoneguard
-{
-public:
-    zoneguard() : m_isSet(std::getenv("TZ") != nullptr), m_before(m_isSet ? std::getenv("TZ") : "")
-    {}
-
-    ~zoneguard()
-    {
-        if (m_isSet) {
-            enter(m_before.c_str());
-        } else {
-            unsetenv("TZ");
-            tzset();
-        }
-    }
-
-    zoneguard(const zoneguard&) = delete;
-    zoneguard& operator=(const zoneguard&) = delete;
-
-    static void enter(const char* zone)
-    {
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-
-private:
-    bool m_isSet;
-    std::string m_before;
-};
 
 } // namespace
 

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "support/posix/zonefile.h"
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <limits>
+#include <string>
+
+namespace tolvane {
+
+/// Notices that the rules of the process's time zone have changed: that the file in which the
+/// system keeps them was replaced.
+///
+/// The C library reads that file again only when the variable TZ is not set and tzset() is called,
+/// so that is what is done then. Where TZ names the file, the watch reads it itself from the first
+/// change on. The variable is looked at when the file has changed and, while the watch has rules of
+/// its own, with each look; not otherwise, since nobody may read a variable while another thread
+/// sets one. A zone that the program itself sets it makes known by tzset(), as ever.
+///
+/// Any thread may use it, and none waits: one that comes while another one looks gets what was
+/// found before.
+class ZoneWatch
+{
+public:
+    constexpr ZoneWatch() noexcept = default;
+
+    ZoneWatch(const ZoneWatch&) = delete;
+    ZoneWatch& operator=(const ZoneWatch&) = delete;
+
+    /// Looks at the file; to be called once a second.
+    /// \return false when the C library knows the offset.
+    bool look(long long second, long& offset) noexcept;
+
+private:
+    /// What changes when a file does, or when a link leads to another one.
+    struct state
+    {
+        bool isThere = false;
+        dev_t volume = 0;
+        ino_t number = 0;
+        off_t size = 0;
+        timespec changed = {};
+
+        bool operator==(const state& other) const noexcept;
+    };
+
+    struct rules;
+
+    static state stateOf(const std::string& path) noexcept;
+    void lookAgain();
+    void begin();
+
+    static constexpr long notOwn = std::numeric_limits<long>::min();
+
+    std::atomic<bool> m_isTaken{false}; ///< by the one that looks
+    std::atomic<long> m_offset{notOwn}; ///< that was found last; notOwn: the C library knows it
+    rules* m_rules = nullptr; ///< made at the first look and never destroyed: lines are stamped
+                              ///< until the very end of the process
+};
+
+} // namespace tolvane
