@@ -96,7 +96,33 @@ private:
     int m_reader = -1;
 };
 
+/// Gives back the lease that somebody else's opening breaks.
+int leased = -1;
+
+void giveLeaseBack(int)
+{
+    ::fcntl(leased, F_SETLEASE, F_UNLCK);
+}
+
 } // namespace
+
+TEST_CASE("a file on which somebody has a lease is written as soon as it is given back",
+          "[support]")
+{
+    const temporaryfolder folder;
+    REQUIRE(append(folder.file("file"), "one\r\n").lines == 1);
+    leased = ::open(folder.file("file").c_str(), O_RDONLY | O_CLOEXEC);
+    auto* const before = std::signal(SIGIO, giveLeaseBack);
+
+    if (::fcntl(leased, F_SETLEASE, F_RDLCK) == 0) {
+        CHECK(append(folder.file("file"), "two\r\n").lines == 1);
+        CHECK(folder.read("file") == "one\r\ntwo\r\n");
+    } else {
+        WARN("the file system of the temporary folder has no leases");
+    }
+    std::signal(SIGIO, before);
+    ::close(leased);
+}
 
 TEST_CASE("a file that takes no bytes tells so", "[support]")
 {
