@@ -5,6 +5,7 @@
 #include <tolvane/trace.h>
 #include <tolvane/traceobject.h>
 
+#include "stacktrace/barereport.h"
 #include "stacktrace/callstack.h"
 #include "stacktrace/faulthooks.h"
 #include "support/standarderror.h"
@@ -124,6 +125,7 @@ void stacktrace::uninstallHandlers()
 stacktrace::startup_struct::startup_struct()
 {
     faults::pinModule();
+    barereport::prepare();
     installHandlers();
 }
 

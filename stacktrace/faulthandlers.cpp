@@ -3,11 +3,13 @@
 #include <tolvane/stacktrace.h>
 #include <tolvane/string.h>
 
+#include "stacktrace/barereport.h"
 #include "stacktrace/structuredexception.h"
 #include "stacktrace/uncaught.h"
 #include "trace/traceimpl.h"
 
 #include <exception>
+#include <new>
 #include <sstream>
 
 namespace faults {
@@ -18,15 +20,29 @@ namespace {
 constexpr unsigned int pureCallExitCode = 1000;
 constexpr unsigned int terminateExitCode = 1001;
 
-/// A report that runs out of memory must not bring its own terminate handler on.
+/// A report that fails must not bring its own terminate handler on.
+/// \param inShort   the message where there is no memory for another.
 /// \param describe  makes the message.
 template <class describe_t>
-void report(const describe_t& describe) noexcept
+void report(const char* inShort, const describe_t& describe) noexcept
 {
     try {
         stacktrace::FaultHandler(describe());
+    } catch (const std::bad_alloc&) {
+        barereport::write(inShort);
     } catch (...) {
-        // the thread goes its way without its report
+        // a sink's fault: the report is written as far as it can be
+    }
+}
+
+bool isAllocatorFault() noexcept
+{
+    try {
+        throw;
+    } catch (const AllocatorFault&) {
+        return true;
+    } catch (...) {
+        return false;
     }
 }
 
@@ -52,8 +68,13 @@ tolvane::string describeParameter(const wchar_t* expression, const wchar_t* func
 
 void onTerminate() noexcept
 {
+    const char* const message = "Unhandled Exception";
     sayUncaught();
-    report([] { return "Unhandled Exception"; });
+    if (std::current_exception() && isAllocatorFault()) {
+        barereport::write(message);
+    } else {
+        report(message, [message] { return message; });
+    }
     end(terminateExitCode);
 }
 
@@ -70,26 +91,34 @@ void terminateFor(unsigned int code) noexcept
 
 void onSignal(int number) noexcept
 {
-    report(
-        [number] { return tolvane::string("Caught signal: #") + tolvane::string::number(number); });
+    report("Caught signal", [number] {
+        return tolvane::string("Caught signal: #") + tolvane::string::number(number);
+    });
     end(static_cast<unsigned int>(number));
 }
 
 void onPureCall() noexcept
 {
-    report([] { return "Pure virtual function called"; });
+    const char* const message = "Pure virtual function called";
+    report(message, [message] { return message; });
     end(pureCallExitCode);
 }
 
 void onInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,
                         unsigned int line) noexcept
 {
-    report([=] { return describeParameter(expression, function, file, line); });
+    report("Invalid CRT Parameter",
+           [=] { return describeParameter(expression, function, file, line); });
 }
 
 void throwStructuredException(unsigned int code)
 {
     throw StructuredException(StructuredException::explain(code));
+}
+
+void throwAllocatorFault(unsigned int code)
+{
+    throw AllocatorFault(StructuredException::explain(code));
 }
 
 } // namespace faults

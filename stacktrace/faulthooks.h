@@ -25,6 +25,9 @@ void onInvalidParameter(const wchar_t* expression, const wchar_t* function, cons
 /// Throws the StructuredException of a code, in the middle of whatever the thread was doing.
 [[noreturn]] void throwStructuredException(unsigned int code);
 
+/// The same for a fault amid the allocator.
+[[noreturn]] void throwAllocatorFault(unsigned int code);
+
 // By the platform:
 
 /// Installs the hooks, those of the calling thread included. Any number of times, from any thread.

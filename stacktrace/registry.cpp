@@ -106,14 +106,11 @@ void stacktrace::Registry::freeGrown(Entry& entry) noexcept
 
 void stacktrace::Registry::copyTo(std::list<stacktrace>& traces) const
 {
-    const Reading reading(*this);
     std::size_t copied = 0;
-    for (const Entry* entry = m_first.load(std::memory_order_acquire); entry; entry = entry->next) {
-        if (entry->threadId.load(std::memory_order_acquire) != 0) {
-            traces.push_back(*entry);
-            ++copied;
-        }
-    }
+    visit([&](const stacktrace& stack) {
+        traces.push_back(stack);
+        ++copied;
+    });
     // a thread that ended during the walk is among all that have been here, copied or not
     for (const std::size_t all = size(); copied < all; ++copied) {
         traces.emplace_back();

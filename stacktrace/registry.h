@@ -72,6 +72,20 @@ public:
     /// comes again be there twice instead of a thread that has ended.
     void copyTo(std::list<stacktrace>& traces) const;
 
+    /// Calls visitor with the stack of each thread that is here, which changes meanwhile. Needs no
+    /// lock, and no memory.
+    template <class visitor_t>
+    void visit(const visitor_t& visitor) const
+    {
+        const Reading reading(*this);
+        for (const Entry* entry = m_first.load(std::memory_order_acquire); entry;
+             entry = entry->next) {
+            if (entry->threadId.load(std::memory_order_acquire) != 0) {
+                visitor(*entry);
+            }
+        }
+    }
+
     /// How many threads there have been, those with the number of an earlier one not counted again.
     std::size_t size() const noexcept { return m_size.load(std::memory_order_acquire); }
 

@@ -23,3 +23,13 @@ public:
 private:
     const char* m_message; ///< not owned
 };
+
+/// The same for a fault amid the allocator: whoever handles it may wait for ever for memory.
+class AllocatorFault final : public StructuredException
+{
+public:
+    using StructuredException::StructuredException;
+
+private:
+    unsigned char m_odd[856] = {}; ///< a size that programs seldom ask for, and allocators keep
+};

@@ -1,5 +1,6 @@
 #include "stacktrace/uncaught.h"
 
+#include "stacktrace/structuredexception.h"
 #include "support/standarderror.h"
 
 #include <cstring>
@@ -13,6 +14,18 @@ namespace {
 void say(const char* text) noexcept
 {
     tolvane::writeStandardError(text, std::strlen(text));
+}
+
+/// Without memory for the name of a fault, whose thread may have none.
+void sayType() noexcept
+{
+    try {
+        throw;
+    } catch (const StructuredException&) {
+        say("StructuredException");
+    } catch (...) {
+        nameUncaught(&say);
+    }
 }
 
 void sayWhat()
@@ -35,7 +48,7 @@ void sayUncaught() noexcept
         return;
     }
     say("terminate called after throwing an instance of '");
-    nameUncaught(&say);
+    sayType();
     say("'\n");
     try {
         sayWhat();

@@ -77,6 +77,7 @@ public:
     [[noreturn]] static void reportAndEnd(const tolvane::string& message, int status);
 
 private:
+    friend struct barereport;
     friend class scopeentry;
     friend struct stacktracetest;
 

@@ -2,6 +2,7 @@
 
 #include <tolvane/export.h>
 
+#include "stacktrace/posix/allocatorfault.h"
 #include "stacktrace/posix/alternatestack.h"
 #include "stacktrace/posix/arrivedsignal.h"
 #include "stacktrace/posix/threadend.h"
@@ -55,6 +56,10 @@ std::atomic<ThreadEndObserver> threadEndObserver{nullptr};
 
 void throwAction(uint64_t code)
 {
+    if (isWithinAllocator()) {
+        releaseExceptionReserve();
+        throwAllocatorFault(static_cast<unsigned int>(code));
+    }
     throwStructuredException(static_cast<unsigned int>(code));
 }
 
@@ -236,6 +241,7 @@ void uninstallHooks() noexcept
 void prepareThread() noexcept
 {
     armAlternateStack();
+    keepExceptionReserve();
 }
 
 void endThread(unsigned int code) noexcept

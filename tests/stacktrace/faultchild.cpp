@@ -140,6 +140,15 @@ void leaveFault(const std::string& name)
     faultWithWitness();
 }
 
+void leaveFaultToOwnHandler(const std::string& name)
+{
+    std::set_terminate([] {
+        say("own handler");
+        std::_Exit(EXIT_SUCCESS);
+    });
+    leaveFault(name);
+}
+
 void faultUnderNoexcept(const std::string& name) noexcept
 {
     leaveFault(name);
@@ -260,11 +269,17 @@ void faultInSink(const std::string& name)
 
 faultcases allCases()
 {
-    faultcases cases = {{"caught", catchEach},        {"missed", missFault},
-                        {"uncaught", leaveFault},     {"noexcept", callNoexcept},
-                        {"many", catchMany},          {"signal", raiseSignal},
-                        {"signal-twice", raiseTwice}, {"pure", callPure},
-                        {"throw", throwUncaught},     {"thread-local", endWithThreadLocal},
+    faultcases cases = {{"caught", catchEach},
+                        {"missed", missFault},
+                        {"uncaught", leaveFault},
+                        {"noexcept", callNoexcept},
+                        {"own-handler", leaveFaultToOwnHandler},
+                        {"many", catchMany},
+                        {"signal", raiseSignal},
+                        {"signal-twice", raiseTwice},
+                        {"pure", callPure},
+                        {"throw", throwUncaught},
+                        {"thread-local", endWithThreadLocal},
                         {"sink", faultInSink}};
     cases.merge(platformFaultCases());
     cases.merge(directFaultCases());

@@ -94,6 +94,20 @@ TEST_CASE("a fault that no unwinding can leave is reported all the same", "[stac
     }
 }
 
+TEST_CASE("a fault that no unwinding can leave comes to the application's terminate handler",
+          "[stacktrace]")
+{
+    for (const faultraiser& raiser : uncatchableFaults()) {
+        for (const char* thread : threads) {
+            INFO(raiser.name << " on " << thread);
+            const childresult result = run("own-handler", thread, raiser.name);
+
+            CHECK(result.output == "own handler\n");
+            CHECK(reports(result) == 0);
+        }
+    }
+}
+
 TEST_CASE("a fault under noexcept is reported, and no outer catch gets it", "[stacktrace]")
 {
     for (const char* thread : threads) {

@@ -139,6 +139,41 @@ void checkLibraryFunctions(const std::string&)
                "callback of qsort");
 }
 
+/// The allocator looks at what should be in front of its block.
+void giveBackNothing()
+{
+    void (*volatile giveBack)(void*) = &std::free;
+    giveBack(reinterpret_cast<void*>(0x10000));
+}
+
+void checkAllocator(const std::string&)
+{
+    sayWhether(isCaught(giveBackNothing), "fault amid the allocator");
+}
+
+void faultInAllocator(const std::string&)
+{
+    giveBackNothing();
+}
+
+int useUpStack(int depth);
+int (*volatile const goDeeper)(int) = useUpStack;
+
+/// Most of the time, and of the stack, is the allocator's; blocks of this size need its lock.
+int useUpStack(int depth)
+{
+    void* volatile first = std::malloc(5000);
+    void* volatile second = std::malloc(20000);
+    std::free(first);
+    std::free(second);
+    return goDeeper(depth + 1) + 1;
+}
+
+void overflowInAllocator(const std::string&)
+{
+    static_cast<void>(goDeeper(0));
+}
+
 struct FaultsOnDestruction
 {
     explicit FaultsOnDestruction(int& target) : count(target) {}
@@ -282,6 +317,9 @@ faultcases platformFaultCases()
             {"thread-state", checkThreadState},
             {"float-stack", checkFloatStack},
             {"library-functions", checkLibraryFunctions},
+            {"allocator", checkAllocator},
+            {"in-allocator", faultInAllocator},
+            {"overflow-in-allocator", overflowInAllocator},
             {"nested", checkNestedFault},
             {"other-unwinding", checkOtherUnwinding},
             {"unprepared", checkUnpreparedThread},

@@ -38,6 +38,32 @@ TEST_CASE("a caught fault leaves signal mask and float settings as they were", "
     CHECK(run("float-stack").output == "ok x87 stack\nreturned\n");
 }
 
+TEST_CASE("a fault amid the allocator is caught", "[stacktrace]")
+{
+    CHECK(run("allocator").output == "ok fault amid the allocator\nreturned\n");
+}
+
+TEST_CASE("a fault amid the allocator that nobody catches is reported in plain text",
+          "[stacktrace]")
+{
+    const childresult result = run("in-allocator");
+
+    CHECK(result.output == "ended 1001\n");
+    CHECK(result.error.find("\nUnhandled Exception. Trace follows:\n") != std::string::npos);
+    CHECK(result.error.find("'StructuredException'\n  what():  The thread attempts to read") !=
+          std::string::npos);
+}
+
+TEST_CASE("an overflow of the stack amid the allocator is reported", "[stacktrace]")
+{
+    for (int round = 0; round < 10; ++round) { // where it comes is different each time
+        const childresult result = run("overflow-in-allocator");
+
+        CHECK(result.output == "ended 1001\n");
+        CHECK(result.error.find("Unhandled Exception. Trace follows:") != std::string::npos);
+    }
+}
+
 TEST_CASE("a fault within the C library is caught in its caller", "[stacktrace]")
 {
     CHECK(run("library-functions").output ==
