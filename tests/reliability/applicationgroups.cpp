@@ -1,0 +1,12 @@
+#include "tests/reliability/groups.h"
+
+namespace reliability {
+
+const char* const programName = "tolvane_reliability";
+
+std::vector<group> allGroups()
+{
+    return {sinkRows(), threadRows()};
+}
+
+} // namespace reliability

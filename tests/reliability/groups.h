@@ -1,0 +1,11 @@
+#pragma once
+
+#include "tests/reliability/rows.h"
+
+/// The groups, each in the source file of its name: sinkRows() in sinks_rows.cpp.
+namespace reliability {
+
+group sinkRows();
+group threadRows();
+
+} // namespace reliability
