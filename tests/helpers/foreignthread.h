@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstddef>
+
 /// Threads that neither the library nor the standard library has started.
 namespace foreignthread {
 
 /// Runs a function on a thread that the platform's own call starts, and waits for the thread's end.
-void run(void (*function)(void* argument), void* argument);
+/// \param stackSize  bytes; 0: as much as threads have.
+/// \return false when it could not be started.
+bool run(void (*function)(void* argument), void* argument, std::size_t stackSize = 0);
 
 /// Whether the platform asks again what is left in a thread's slots when it has told of what was
 /// there.

@@ -6,7 +6,7 @@ const char* const programName = "tolvane_reliability";
 
 std::vector<group> allGroups()
 {
-    return {sinkRows(), threadRows()};
+    return {sinkRows(), threadRows(), exitRows()};
 }
 
 } // namespace reliability

@@ -3,6 +3,7 @@
 #include "tests/helpers/childprocess.h"
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -52,11 +53,11 @@ struct frequency
 
 struct row
 {
-    const char* name;
+    std::string name;
     frequency times;
-    const char* injected; ///< a phrase for the table
-    const char* promise;  ///< the design's, a sentence for the table
-    outcome (*run)(unsigned long long times);
+    std::string injected; ///< a phrase for the table
+    std::string promise;  ///< the design's, a sentence for the table
+    std::function<outcome(unsigned long long times)> run;
     bool isIdle = false; ///< it mostly waits: others run beside it
 };
 

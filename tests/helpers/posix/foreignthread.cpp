@@ -21,13 +21,21 @@ void* enter(void* start)
 
 } // namespace
 
-void run(void (*function)(void* argument), void* argument)
+bool run(void (*function)(void* argument), void* argument, std::size_t stackSize)
 {
     Start start{function, argument};
     pthread_t thread = {};
-    if (pthread_create(&thread, nullptr, enter, &start) == 0) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (stackSize != 0) {
+        pthread_attr_setstacksize(&attributes, stackSize);
+    }
+    const bool isStarted = pthread_create(&thread, &attributes, enter, &start) == 0;
+    pthread_attr_destroy(&attributes);
+    if (isStarted) {
         pthread_join(thread, nullptr);
     }
+    return isStarted;
 }
 
 bool isEndToldAgain()

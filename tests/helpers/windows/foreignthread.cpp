@@ -21,14 +21,17 @@ DWORD WINAPI enter(void* start)
 
 } // namespace
 
-void run(void (*function)(void* argument), void* argument)
+bool run(void (*function)(void* argument), void* argument, std::size_t stackSize)
 {
     Start start{function, argument};
-    const HANDLE thread = CreateThread(nullptr, 0, enter, &start, 0, nullptr);
-    if (thread) {
-        WaitForSingleObject(thread, INFINITE);
-        CloseHandle(thread);
+    const HANDLE thread =
+        CreateThread(nullptr, stackSize, enter, &start, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+    if (!thread) {
+        return false;
     }
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+    return true;
 }
 
 bool isEndToldAgain()
