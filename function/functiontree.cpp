@@ -1,5 +1,8 @@
 #include "function/functiontree.h"
 
+#include <utility>
+#include <vector>
+
 namespace {
 
 /// The node of a name, made with all that lead to it where it is missing.
@@ -26,6 +29,59 @@ void freeList(functiontreeroot* first) noexcept
 }
 
 } // namespace
+
+/// By way of the default constructor, so that without memory the destructor frees what there is.
+functiontreenode::functiontreenode(const functiontreenode& other) : functiontreenode()
+{
+    copy(other);
+}
+
+/// Lists the nodes, parents before their children, and frees the children of the last one first:
+/// these have none any more.
+functiontreenode::~functiontreenode()
+{
+    functiontreenode* last = this;
+    for (functiontreenode* node = this; node; node = node->m_nextFreed) {
+        for (auto& child : node->children) {
+            if (!child.second.children.empty()) {
+                last->m_nextFreed = &child.second;
+                last = &child.second;
+            }
+        }
+    }
+    functiontreenode* freed = nullptr;
+    for (functiontreenode* node = this; node;) {
+        functiontreenode* const next = std::exchange(node->m_nextFreed, freed);
+        freed = std::exchange(node, next);
+    }
+    while (freed) {
+        functiontreenode* const node = freed;
+        freed = std::exchange(node->m_nextFreed, nullptr);
+        node->children.clear();
+    }
+}
+
+functiontreenode& functiontreenode::operator=(const functiontreenode& other)
+{
+    functiontreenode copied(other);
+    level = copied.level;
+    children.swap(copied.children);
+    return *this;
+}
+
+/// This node has no children yet.
+void functiontreenode::copy(const functiontreenode& other)
+{
+    std::vector<std::pair<const functiontreenode*, functiontreenode*>> open = {{&other, this}};
+    while (!open.empty()) {
+        const auto [from, to] = open.back();
+        open.pop_back();
+        to->level = from->level;
+        for (const auto& child : from->children) {
+            open.emplace_back(&child.second, &to->children[child.first]);
+        }
+    }
+}
 
 uifunctiontree::reading::reading(const uifunctiontree& tree) noexcept : m_tree(tree)
 {

@@ -9,11 +9,25 @@
 #include <unordered_map>
 
 /// One namespace, class or function of which a level was set, or that lies on the way to one.
+///
+/// A name may have any number of components, and the nodes lie as deep: none of its functions calls
+/// itself for the nodes below.
 struct functiontreenode
 {
+    functiontreenode() = default;
+    functiontreenode(const functiontreenode& other);
+    ~functiontreenode();
+
+    functiontreenode& operator=(const functiontreenode& other);
+
     tracelevel_t level = tl_always;
     std::unordered_map<long long, functiontreenode>
         children; ///< by the hash of their name component
+
+private:
+    void copy(const functiontreenode& other);
+
+    functiontreenode* m_nextFreed = nullptr; ///< in the list of those that are being freed
 };
 
 /// A root with all that is below it. Nothing of it changes while it is a tree's; a tree that

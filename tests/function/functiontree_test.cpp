@@ -1,6 +1,7 @@
 #include "function/functiontree.h"
 
 #include "tests/helpers/allocations.h"
+#include "tests/helpers/foreignthread.h"
 #include "tests/helpers/sanitizer.h"
 
 #include <catch2/catch.hpp>
@@ -8,6 +9,7 @@
 #include <atomic>
 #include <functional>
 #include <new>
+#include <string>
 #include <thread>
 #include <type_traits>
 
@@ -347,6 +349,30 @@ TEST_CASE("a change that runs out of memory leaves the tree as it was", "[functi
         }
         CHECK(isChanged);
     }
+}
+
+TEST_CASE("a name of very many components needs no more stack than another one", "[function]")
+{
+    constexpr std::size_t stackSize = 256 * 1024;
+    const auto useDeepTree = [](void* done) {
+        std::wstring name = L"a";
+        for (int component = 0; component < 100000; ++component) {
+            name += L"::a";
+        }
+        leveltree tree;
+        tree.set(tl_debug, name.c_str());
+        tree.set(tl_error, L"a"); // in a copy
+        leveltree other;
+        other.assign(tree);
+        tree.clear(L"a");
+        *static_cast<bool*>(done) =
+            levelOf(other, name.c_str()) == tl_debug && levelOf(tree, name.c_str()) == tl_always;
+    };
+    bool isDone = false;
+
+    REQUIRE(foreignthread::run(useDeepTree, &isDone, stackSize));
+
+    CHECK(isDone);
 }
 
 TEST_CASE("resetting a tree gives every function the level", "[function]")

@@ -6,7 +6,7 @@ const char* const programName = "tolvane_reliability";
 
 std::vector<group> allGroups()
 {
-    return {sinkRows(), threadRows(), exitRows()};
+    return {sinkRows(), threadRows(), exitRows(), inputRows()};
 }
 
 } // namespace reliability

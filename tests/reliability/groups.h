@@ -6,6 +6,7 @@
 namespace reliability {
 
 group exitRows();
+group inputRows();
 group sinkRows();
 group threadRows();
 
