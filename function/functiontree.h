@@ -62,6 +62,9 @@ public:
     uifunctiontree(const uifunctiontree&) = delete;
     uifunctiontree& operator=(const uifunctiontree&) = delete;
 
+    /// Who read is gone: the process was forked.
+    void forgetReaders() noexcept { m_readers.store(0, std::memory_order_relaxed); }
+
 protected:
     /// Keeps the root that a tree has at this moment from being freed, for a block.
     class reading

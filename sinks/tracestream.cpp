@@ -59,3 +59,9 @@ tracelevel_t tracestream::level(const hashedfunction& function) const
 {
     return m_levels->lookup(function.key());
 }
+
+/// In a forked process: threads that looked levels up are gone.
+void tracestream::forgetReaders() noexcept
+{
+    m_levels->forgetReaders();
+}

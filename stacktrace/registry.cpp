@@ -1,7 +1,9 @@
 #include "stacktrace/registry.h"
 
 #include "stacktrace/callstack.h"
+#include "stacktrace/threadstacks.h"
 #include "support/mutex.h"
+#include "support/threadid.h"
 #include "support/threadslot.h"
 
 #include <memory>
@@ -117,6 +119,29 @@ void stacktrace::Registry::copyTo(std::list<stacktrace>& traces) const
     }
 }
 
+/// The tables have room for it, since they had it before.
+void stacktrace::Registry::keepOnly(Entry* mine, unsigned int threadId) noexcept
+{
+    m_readers.store(0, std::memory_order_relaxed);
+    m_entries.clear();
+    m_ended.clear();
+    m_size.store(0, std::memory_order_relaxed);
+    m_idle = nullptr;
+    for (Entry* entry = m_first.load(std::memory_order_relaxed); entry; entry = entry->next) {
+        if (entry == mine) {
+            entry->threadId.store(threadId, std::memory_order_relaxed);
+            m_entries.insert(entry);
+            m_size.store(1, std::memory_order_relaxed);
+        } else {
+            entry->threadId.store(0, std::memory_order_relaxed);
+            entry->clear();
+            freeGrown(*entry);
+            entry->nextIdle = m_idle;
+            m_idle = entry;
+        }
+    }
+}
+
 stacktrace::Entry* stacktrace::Registry::find(unsigned int threadId) const noexcept
 {
     Entry* const* const found = m_entries.find(threadId);
@@ -132,4 +157,24 @@ void stacktrace::Registry::threadEnded(void* stack) noexcept
 {
     const tolvane::Auto_Mutex lock(m_staticmutex());
     m_alltraces().leave(static_cast<Entry&>(*static_cast<stacktrace*>(stack)));
+}
+
+void threadstacks::beforeFork() noexcept
+{
+    stacktrace::m_staticmutex().impl()->lock();
+}
+
+void threadstacks::afterForkInParent() noexcept
+{
+    stacktrace::m_staticmutex().impl()->unlock();
+}
+
+void threadstacks::afterForkInChild() noexcept
+{
+    stacktrace::m_staticmutex().impl()->adopt();
+    if (stacktrace::Registry::made()) {
+        stacktrace::m_alltraces().keepOnly(
+            static_cast<stacktrace::Entry*>(stacktrace::knownTrace()), tolvane::currentThreadId());
+    }
+    stacktrace::m_staticmutex().impl()->unlock();
 }

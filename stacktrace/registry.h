@@ -63,6 +63,10 @@ public:
     /// then.
     Entry& enter(unsigned int threadId);
 
+    /// All threads but the calling one are gone, which has this number now and its stack, if any:
+    /// the process was forked.
+    void keepOnly(Entry* mine, unsigned int threadId) noexcept;
+
     /// A thread ends. Its entry is for others now, unless functions are on its stack, or memory is
     /// out to remember the thread's number.
     void leave(Entry& entry) noexcept;

@@ -22,6 +22,10 @@ public:
     /// Must be called as often as it was taken.
     void leave() noexcept;
 
+    /// The calling thread held it, and has another number now: it is the one thread of a process
+    /// that was forked. Nobody waits any more.
+    void adopt() noexcept;
+
 private:
     static constexpr std::size_t resourceSize =
         64; ///< room for the platform's object, checked by its source

@@ -2,6 +2,8 @@
 
 #include "support/clock.h"
 
+#include <new>
+
 namespace tolvane {
 
 void UntypedEvent::Impl::wait(bool timed, bool* timedOut, unsigned int timeout)
@@ -52,6 +54,12 @@ void UntypedEvent::Impl::signalLocked()
 }
 
 UntypedEvent::UntypedEvent() : m_impl(new Impl) {}
+
+/// In its place: nothing of it can be given back.
+void UntypedEvent::renew() noexcept
+{
+    new (m_impl) Impl;
+}
 
 UntypedEvent::~UntypedEvent()
 {

@@ -71,8 +71,11 @@ public:
 
     UntypedEventImpl* impl() const noexcept { return m_impl; }
 
+    /// Makes it as new, whatever threads that are gone were doing with it: in a forked process.
+    void renew() noexcept;
+
 private:
-    UntypedEventImpl* m_impl; ///< owned
+    Impl* m_impl; ///< owned
 };
 
 /// An event with a value, which is read and written only while the event is locked.

@@ -41,6 +41,9 @@ public:
         /// Takes it when it is free or already this thread's. Never blocks.
         bool tryLock() noexcept { return m_section.tryEnter(); }
 
+        /// See CriticalSection::adopt().
+        void adopt() noexcept { m_section.adopt(); }
+
     private:
         CriticalSection m_section;
     };

@@ -52,6 +52,9 @@ public:
     /// more.
     void close() noexcept;
 
+    /// The thread is not of this process, which was forked: its handle is left alone.
+    void forget() noexcept { m_handle = nullptr; }
+
     /// errno of the last start(); 0 when it succeeded.
     int startError() const noexcept { return m_startError; }
 

@@ -61,6 +61,10 @@ public:
 
     void forgetDoubts() noexcept;
 
+    /// Goes without all stages, in a forked process, whose other threads are gone.
+    /// \param kept  the one that is in use; its lines are gone, too. May be null.
+    void forgetAll(stage* kept) noexcept;
+
     /// Lets stages rest that were found empty, and goes without those whose threads have left, once
     /// nothing of them is to be known any more.
     void tidy() noexcept;

@@ -3,6 +3,8 @@
 #include "support/clock.h"
 #include "support/threadid.h"
 
+#include <new>
+
 namespace {
 
 /// Milliseconds, and so many pauses of at most one: a line is not to wait longer for a sink.
@@ -46,6 +48,17 @@ void sinklock::leave() noexcept
     if (m_waiting.load() != 0) {
         m_returned.set();
     }
+}
+
+void sinklock::adopt() noexcept
+{
+    m_owner.store(tolvane::currentThreadId(), std::memory_order_relaxed);
+    if (m_mutex.impl()) {
+        m_mutex.impl()->adopt();
+    }
+    m_claims.store(0, std::memory_order_relaxed);
+    m_waiting.store(0, std::memory_order_relaxed);
+    new (&m_returned) tolvane::AutoResetEvent; // threads that are gone may have been in it
 }
 
 void sinklock::waitForReturn() noexcept

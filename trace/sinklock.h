@@ -20,6 +20,9 @@ public:
     /// Gives it back, as often as it was taken.
     void leave() noexcept;
 
+    /// The calling thread holds it, and has another number now, in a forked process.
+    void adopt() noexcept;
+
     /// Waits until the lock is given back, but at most a millisecond.
     void waitForReturn() noexcept;
 

@@ -7,6 +7,7 @@
 #include "support/nocancellation.h"
 #include "support/signalheir.h"
 #include "trace/bothlocks.h"
+#include "trace/forking.h"
 #include "trace/insidelibrary.h"
 #include "trace/threadstage.h"
 #include "trace/writethread.h"
@@ -58,6 +59,7 @@ public:
 traceimpl::traceimpl() : m_number(nextNumber())
 {
     threadstage::noticeThreadEnds();
+    followForks();
     m_writers.push_back(std::make_unique<tolvane::ThreadControl>(new WriteThread(*this)));
     m_writer = m_writers.back().get();
 }
@@ -332,7 +334,7 @@ void traceimpl::waitForWriter()
 bool traceimpl::writerWasKilled() const noexcept
 {
     return tolvane::nativethread::othersAreStopped() ||
-           (m_writer.load()->ended() && !m_stopped && !m_faulted);
+           (!m_stopped && !m_faulted && m_writer.load()->ended());
 }
 
 /// Without the instance lock the queue may be in the middle of a change and is left alone. Without

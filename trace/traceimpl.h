@@ -36,7 +36,7 @@ class stage;
 ///
 /// What stands where: traceimpl.cpp the dispatcher's life, sinks, levels and functions;
 /// traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and written, by
-/// passes and by a report.
+/// passes and by a report; traceimpl_fork.cpp what becomes of it all in a forked process.
 class traceimpl : public safesingleton<traceimpl>
 {
 public:
@@ -99,6 +99,21 @@ public:
     /// own file sinks.
     bool isInCallOf(unsigned long long id) const noexcept;
 
+    /// What the thread that forks has taken.
+    struct forklocks
+    {
+        bool instance = false;
+        bool sinks = false;
+    };
+
+    // To be called by the thread that forks: before, and then in each of the two processes. A sink
+    // is waited for a second at most. The child has the attached sinks, but for one that another
+    // thread was inside of; it has no lines, which are the parent's to write, and a writer of its
+    // own from its first line on.
+    forklocks beforeFork() noexcept;
+    void afterForkInParent(const forklocks& held) noexcept;
+    void afterForkInChild(const forklocks& held) noexcept;
+
     /// To be called on a thread that is about to end, however. Signals that the process gets later
     /// still end it, though its last thread is the writer.
     static void threadEnds() noexcept;
@@ -149,6 +164,13 @@ private:
     bool enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
                    unsigned long long instancePatience, unsigned long long sinkPatience) noexcept;
     void rememberEnded() noexcept;
+
+    // traceimpl_fork.cpp
+    void giveBack(const forklocks& held) noexcept;
+    void adoptLocks(const forklocks& held) noexcept;
+    void forgetCall() noexcept;
+    void forgetLines() noexcept;
+    void forgetWriter() noexcept;
 
     // traceimpl_stage.cpp
     template <class content_t>

@@ -80,6 +80,7 @@ private:
     friend struct barereport;
     friend class scopeentry;
     friend struct stacktracetest;
+    friend struct threadstacks;
 
     struct Block;
     struct Entry;

@@ -78,6 +78,7 @@ private:
     friend class ostreamtracestream;
     friend class passwriter;
     friend class rotatingfilestracestream;
+    friend class traceimpl;
     friend struct tracestreamtest;
 
     /// What the library knows of a sink.
@@ -90,6 +91,8 @@ private:
     };
 
     tracestream& operator=(const tracestream& other);
+
+    void forgetReaders() noexcept;
 
     hashedfunctiontree<tracelevel_t>* m_levels; ///< owned, never null
 

@@ -56,6 +56,12 @@ public:
         }
     }
 
+    void adopt() noexcept
+    {
+        m_owner.store(currentThreadId(), std::memory_order_relaxed);
+        m_state.store(isHeld, std::memory_order_relaxed);
+    }
+
 private:
     /// The lock is held for fractions of a microsecond, most of the time, so that trying again
     /// beats sleeping.
@@ -125,6 +131,11 @@ bool CriticalSection::tryEnter() noexcept
 void CriticalSection::leave() noexcept
 {
     native(m_resource).leave();
+}
+
+void CriticalSection::adopt() noexcept
+{
+    native(m_resource).adopt();
 }
 
 } // namespace tolvane

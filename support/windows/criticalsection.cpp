@@ -44,4 +44,7 @@ void CriticalSection::leave() noexcept
     LeaveCriticalSection(native(m_resource));
 }
 
+/// No process is ever copied.
+void CriticalSection::adopt() noexcept {}
+
 } // namespace tolvane

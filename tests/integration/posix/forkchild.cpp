@@ -1,0 +1,277 @@
+// A traced application that forks: one scenario per run, named by the first argument. The second
+// argument is the name of a trace file, the third a number.
+
+#include <tolvane/tolvane.h>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+char** words = nullptr;
+
+void say(const std::string& text)
+{
+    std::printf("%s\n", text.c_str());
+    std::fflush(stdout);
+}
+
+int number()
+{
+    return std::atoi(words[3]);
+}
+
+void attachFile()
+{
+    trace::output(filetracestream(words[2])).setLevel(tl_info);
+}
+
+void traceLine(const std::string& text)
+{
+    TOLVANE_SCOPE(log);
+    TOLVANE_LOG(log, tl_info) << text;
+}
+
+bool fileHas(const std::string& text)
+{
+    std::ifstream file(words[2]);
+    const std::string all((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    return all.find(text) != std::string::npos;
+}
+
+/// A child that hangs is not waited for.
+constexpr unsigned int longestLife = 30;
+
+/// Forks a child that ends with what the function returns.
+template <class child_t>
+pid_t start(const child_t& child)
+{
+    const pid_t process = fork();
+    if (process == 0) {
+        alarm(longestLife);
+        std::exit(child());
+    }
+    return process;
+}
+
+int waitFor(pid_t process)
+{
+    int status = 0;
+    waitpid(process, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+int once()
+{
+    attachFile();
+    for (int line = 0; line < 100; ++line) {
+        traceLine("parent " + std::to_string(line) + ".");
+    }
+    const int status = waitFor(start([] {
+        traceLine("child is thread " + std::to_string(getpid()) + ".");
+        return 3;
+    }));
+    traceLine("parent goes on.");
+    return status;
+}
+
+/// Its lines come out while it lives.
+int daemon()
+{
+    attachFile();
+    traceLine("parent.");
+    return waitFor(start([] {
+        traceLine("daemon.");
+        while (!fileHas("daemon.")) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        _exit(4);
+        return 0;
+    }));
+}
+
+std::atomic<bool> isEnough{false};
+std::atomic<int> traced{0};
+
+/// Forks while threads trace; every other child starts a program.
+int inBurst()
+{
+    attachFile();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([thread] {
+            for (int line = 0; !isEnough; ++line) {
+                traceLine("p" + std::to_string(thread) + '.' + std::to_string(line) + '.');
+                ++traced;
+                std::this_thread::sleep_for(std::chrono::microseconds(50));
+            }
+        });
+    }
+    int ended = 0;
+    for (int child = 0; child < number(); ++child) {
+        const int status = waitFor(start([child] {
+            if (child % 2 != 0) {
+                execl("/bin/true", "true", nullptr);
+            }
+            traceLine("c" + std::to_string(child) + ".0.");
+            traceLine("c" + std::to_string(child) + ".1.");
+            return trace::sync(10000) ? 0 : 1;
+        }));
+        ended += status == 0 ? 1 : 0;
+    }
+    isEnough = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const bool isWritten = trace::sync(10000);
+    say(std::to_string(ended) + " ended, " + std::to_string(traced) + " traced, " +
+        std::to_string(trace::lost()) + " lost");
+    return isWritten ? 0 : 1;
+}
+
+std::atomic<bool> isStuck{false};
+
+class stucksink : public tracestream
+{
+public:
+    void log(const formattedline&) override
+    {
+        isStuck = true;
+        for (;;) {
+            std::this_thread::sleep_for(std::chrono::hours(1));
+        }
+    }
+    unsigned long long id() const override { return 1; }
+    stucksink* clone() const override { return new stucksink; }
+};
+
+/// The child goes on without the sink that another thread is inside of.
+int besideStuckSink()
+{
+    trace::output(stucksink()).setLevel(tl_info);
+    attachFile();
+    traceLine("stuck.");
+    while (!isStuck) {
+        std::this_thread::yield();
+    }
+    const auto began = std::chrono::steady_clock::now();
+    const int status = waitFor(start([] {
+        traceLine("child.");
+        return trace::sync(10000) ? 5 : 6;
+    }));
+    const bool isQuick = std::chrono::steady_clock::now() - began < std::chrono::seconds(10);
+    say(isQuick ? "quick" : "slow");
+    std::fflush(stdout);
+    std::_Exit(status);
+}
+
+/// A sink that starts programs.
+class forkingsink : public tracestream
+{
+public:
+    void log(const formattedline&) override
+    {
+        const pid_t process = fork();
+        if (process == 0) {
+            execl("/bin/true", "true", nullptr);
+        }
+        isStuck = waitFor(process) == 0;
+    }
+    unsigned long long id() const override { return 1; }
+    forkingsink* clone() const override { return new forkingsink; }
+};
+
+int inSink()
+{
+    trace::output(forkingsink()).setLevel(tl_info);
+    traceLine("forks.");
+    const bool isWritten = trace::sync(10000);
+    return isWritten && isStuck ? 0 : 1;
+}
+
+/// What other ways to start a program do.
+int spawning()
+{
+    attachFile();
+    traceLine("before.");
+    char name[] = "true";
+    char* const arguments[] = {name, nullptr};
+    int failures = 0;
+    for (int round = 0; round < number(); ++round) {
+        pid_t process = 0;
+        failures += posix_spawn(&process, "/bin/true", nullptr, nullptr, arguments, environ) != 0 ||
+                    waitFor(process) != 0;
+        process = vfork();
+        if (process == 0) {
+            execl("/bin/true", "true", nullptr);
+            _exit(1);
+        }
+        failures += waitFor(process) != 0;
+        failures += std::system("true") != 0;
+        traceLine("between.");
+    }
+    return failures;
+}
+
+/// The report of a child names no function of the parent's other threads.
+int reporting()
+{
+    attachFile();
+    std::atomic<bool> isRunning{false};
+    std::thread([&isRunning] {
+        TOLVANE_SCOPE(log);
+        isRunning = true;
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    }).detach();
+    while (!isRunning) {
+        std::this_thread::yield();
+    }
+    TOLVANE_SCOPE(log);
+    const int status = waitFor(start([] {
+        const std::size_t threads = stacktrace::getTraces().size();
+        stacktrace::FaultHandler("child");
+        return static_cast<int>(threads);
+    }));
+    std::_Exit(status);
+}
+
+/// Children of children, each with lines of its own.
+int deeper(int depth)
+{
+    traceLine("depth " + std::to_string(depth) + '.');
+    return depth == 5 ? 5 : waitFor(start([depth] { return deeper(depth + 1); }));
+}
+
+int generations()
+{
+    attachFile();
+    return deeper(0);
+}
+
+const std::map<std::string, int (*)()> scenarios = {
+    {"once", once},           {"daemon", daemon},           {"inBurst", inBurst},
+    {"inSink", inSink},       {"spawning", spawning},       {"besideStuckSink", besideStuckSink},
+    {"reporting", reporting}, {"generations", generations},
+};
+
+} // namespace
+
+int main(int, char** arguments)
+{
+    words = arguments;
+    return scenarios.at(arguments[1])();
+}

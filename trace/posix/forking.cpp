@@ -1,0 +1,60 @@
+#include "trace/forking.h"
+
+#include "stacktrace/threadstacks.h"
+#include "support/clock.h"
+#include "support/filesystem.h"
+#include "support/threadid.h"
+#include "trace/traceimpl.h"
+
+#include <pthread.h>
+
+// The one thread of a forked process is a copy of the thread that forked, and finds all locks as
+// they were. So that thread takes them before, and both copies give them back. Nothing is called
+// for vfork and posix_spawn, whose child does nothing but start a program.
+
+namespace {
+
+/// Of the thread that forks, which is the same one in parent and child.
+__attribute__((tls_model("initial-exec"))) thread_local traceimpl::forklocks held;
+
+void beforeFork() noexcept
+{
+    traceimpl* const dispatcher = traceimpl::known();
+    held = dispatcher ? dispatcher->beforeFork() : traceimpl::forklocks();
+    threadstacks::beforeFork();
+}
+
+void afterForkInParent() noexcept
+{
+    threadstacks::afterForkInParent();
+    if (traceimpl* const dispatcher = traceimpl::known()) {
+        dispatcher->afterForkInParent(held);
+    }
+}
+
+void afterForkInChild() noexcept
+{
+    threadstacks::afterForkInChild();
+    if (traceimpl* const dispatcher = traceimpl::known()) {
+        dispatcher->afterForkInChild(held);
+    }
+}
+
+/// Objects that are made on first use: a thread that makes one while another forks would leave it
+/// half made in the child.
+void makeWhatIsMadeOnce() noexcept
+{
+    tolvane::currentThreadId(); // follows forks itself, and comes first in the child
+    tolvane::Clock::platform();
+    tolvane::FileSystem::platform();
+}
+
+} // namespace
+
+void followForks() noexcept
+{
+    makeWhatIsMadeOnce();
+    // without memory for it, forked processes are on their own
+    static const int registered = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
+    static_cast<void>(registered);
+}

@@ -1,0 +1,124 @@
+#include "trace/traceimpl.h"
+
+#include "sinks/levelgeneration.h"
+#include "trace/threadstage.h"
+
+#include <new>
+#include <optional>
+
+// How a process forks. Parent and child go on with copies of everything, but in the child all other
+// threads are gone, in the middle of whatever they did.
+
+namespace {
+
+/// Milliseconds, for both locks together.
+constexpr unsigned long long longestWaitToFork = 1000;
+
+/// Makes a new object in the place of one that threads which are gone may have left in any state.
+template <class object_t>
+void makeAnew(object_t& object)
+{
+    new (&object) object_t;
+}
+
+} // namespace
+
+traceimpl::forklocks traceimpl::beforeFork() noexcept
+{
+    forklocks held;
+    const sinklock::claim claim(m_sinkLock);
+    std::optional<tolvane::Auto_TimedMutex> lock;
+    held.sinks = enterBoth(lock, longestWaitToFork, longestWaitToFork);
+    held.instance = lock->owns();
+    if (held.instance) {
+        m_instanceMutex.impl()->lock(); // once more, for longer than this call
+    }
+    return held;
+}
+
+void traceimpl::afterForkInParent(const forklocks& held) noexcept
+{
+    giveBack(held);
+}
+
+void traceimpl::afterForkInChild(const forklocks& held) noexcept
+{
+    adoptLocks(held);
+    forgetLines();
+    forgetWriter();
+    giveBack(held);
+}
+
+void traceimpl::giveBack(const forklocks& held) noexcept
+{
+    if (held.instance) {
+        m_instanceMutex.impl()->unlock();
+    }
+    if (held.sinks) {
+        m_sinkLock.leave();
+    }
+}
+
+/// What the thread holds is its own under its new number. What it does not hold is free now.
+void traceimpl::adoptLocks(const forklocks& held) noexcept
+{
+    if (held.instance) {
+        m_instanceMutex.impl()->adopt();
+    } else {
+        makeAnew(m_instanceMutex);
+    }
+    if (held.sinks) {
+        m_sinkLock.adopt();
+    } else {
+        forgetCall();
+        makeAnew(m_sinkLock);
+    }
+    m_written.renew();
+    for (const auto& attached : m_sinks) {
+        attached.second.sink->forgetReaders();
+    }
+}
+
+/// A sink that a thread was inside of may be in any state, and is left alone.
+void traceimpl::forgetCall() noexcept
+{
+    for (auto attached = m_sinks.begin(); attached != m_sinks.end(); ++attached) {
+        if (m_sinkLock.progress().isInCallOf(attached->first)) {
+            m_sinks.erase(attached);
+            levelgeneration::raise();
+            break;
+        }
+    }
+    m_inPass = 0;
+}
+
+/// They are the parent's to write, and to count.
+void traceimpl::forgetLines() noexcept
+{
+    makeAnew(m_losses);
+    stage* const mine = threadstage::get();
+    const bool isWithin = mine && mine->isVisited();
+    m_drain.forgetAll(isWithin ? mine : nullptr);
+    if (mine && !isWithin) {
+        threadstage::put(threadstage::noStage); // it has the number of the parent's thread
+    }
+    packedlines lines = m_queue.takeAll();
+    lines.clear();
+    m_queue.keep(lines);
+    m_prunedUnder = 0;
+    m_emptiedUnder = 0;
+    m_givenUpAt = neverGivenUp;
+    m_budget.close();
+}
+
+/// The next line starts a new one.
+void traceimpl::forgetWriter() noexcept
+{
+    for (const auto& writer : m_writers) {
+        writer->forget();
+    }
+    if (m_writer.load()->started()) {
+        m_faulted = true;
+    }
+    settle();
+}

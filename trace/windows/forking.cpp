@@ -1,0 +1,4 @@
+#include "trace/forking.h"
+
+/// No process is ever copied.
+void followForks() noexcept {}
