@@ -35,11 +35,16 @@ void report(const char* inShort, const describe_t& describe) noexcept
     }
 }
 
-bool isAllocatorFault() noexcept
+/// Whether the exception that is being handled, if there is one, is of that class.
+template <class exception_t>
+bool isHandling() noexcept
 {
+    if (!std::current_exception()) {
+        return false;
+    }
     try {
         throw;
-    } catch (const AllocatorFault&) {
+    } catch (const exception_t&) {
         return true;
     } catch (...) {
         return false;
@@ -70,10 +75,13 @@ void onTerminate() noexcept
 {
     const char* const message = "Unhandled Exception";
     sayUncaught();
-    if (std::current_exception() && isAllocatorFault()) {
+    if (isHandling<AllocatorFault>()) {
         barereport::write(message);
     } else {
         report(message, [message] { return message; });
+    }
+    if (isHandling<StructuredException>()) {
+        giveToOthers();
     }
     end(terminateExitCode);
 }

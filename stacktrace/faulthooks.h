@@ -41,6 +41,10 @@ void uninstallHooks() noexcept;
 /// Prepares a thread of the library's own for an overflow of its stack.
 void prepareThread() noexcept;
 
+/// The fault that became the exception which is being handled was reported, and nobody caught it:
+/// gives it to those who report it, too, and who may end the process.
+void giveToOthers() noexcept;
+
 /// Ends the calling thread alone, at once, without unwinding its stack.
 /// \param code  the thread's exit code.
 [[noreturn]] void endThread(unsigned int code) noexcept;

@@ -5,6 +5,7 @@
 #include "stacktrace/posix/allocatorfault.h"
 #include "stacktrace/posix/alternatestack.h"
 #include "stacktrace/posix/arrivedsignal.h"
+#include "stacktrace/posix/sanitizer.h"
 #include "stacktrace/posix/threadend.h"
 #include "stacktrace/posix/trampoline.h"
 #include "stacktrace/posix/unwindermodule.h"
@@ -149,6 +150,9 @@ UNCHECKED_MEMORY void handleSignal(int number, siginfo_t* information, void* con
     const int interruptedErrno = errno;
     const ArrivedSignal signal(number, *information, *static_cast<ucontext_t*>(context));
 
+    if (isUnderSanitizer()) {
+        keepForSanitizer(number, *information, signal.context());
+    }
     InterruptedFrame frame;
     copyRegisters(signal, frame);
     correctAddress(signal, frame);
@@ -220,6 +224,7 @@ void installHooks() noexcept
 {
     prepareThread();
     unwinderModule();
+    isUnderSanitizer();
     original();
     install();
     isPureCallReported = true;
@@ -242,6 +247,22 @@ void prepareThread() noexcept
 {
     armAlternateStack();
     keepExceptionReserve();
+}
+
+void giveToOthers() noexcept
+{
+    siginfo_t information = {};
+    ucontext_t context = {};
+    const int number = isUnderSanitizer() ? takeForSanitizer(information, context) : 0;
+    const auto* const signal =
+        std::find(std::begin(handledSignals), std::end(handledSignals), number);
+    if (signal == std::end(handledSignals)) {
+        return;
+    }
+    const struct sigaction& handler = original().ofSignals[signal - std::begin(handledSignals)];
+    if ((handler.sa_flags & SA_SIGINFO) != 0) {
+        handler.sa_sigaction(number, &information, &context);
+    }
 }
 
 void endThread(unsigned int code) noexcept
