@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <exception>
 #include <thread>
 
@@ -61,9 +60,7 @@ namespace {
 
 [[noreturn]] void reportAndEnd()
 {
-    stacktrace::FaultHandler("The control program failed");
-    trace::sync(1000); // the report is written then, or a sink is stuck
-    std::_Exit(3);     // no destructors: the other threads still run
+    stacktrace::reportAndEnd("The control program failed", 3);
 }
 
 } // namespace
