@@ -28,6 +28,9 @@ public:
         m_moves.store(m_moves.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
 
+    /// The holder ends within a call.
+    void endCall() noexcept { m_isForeign.store(false, std::memory_order_relaxed); }
+
     /// Marks a call of such a sink, for a block.
     class foreigncall
     {

@@ -22,6 +22,9 @@ public:
     /// Must be called as often as it was taken.
     void leave() noexcept;
 
+    /// Whether the calling thread holds it.
+    bool isMine() const noexcept;
+
     /// The calling thread held it, and has another number now: it is the one thread of a process
     /// that was forked. Nobody waits any more.
     void adopt() noexcept;

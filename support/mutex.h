@@ -41,6 +41,8 @@ public:
         /// Takes it when it is free or already this thread's. Never blocks.
         bool tryLock() noexcept { return m_section.tryEnter(); }
 
+        bool isMine() const noexcept { return m_section.isMine(); }
+
         /// See CriticalSection::adopt().
         void adopt() noexcept { m_section.adopt(); }
 

@@ -2,6 +2,8 @@
 
 #include <tolvane/noncopyable.h>
 
+#include "support/threadid.h"
+
 #include <atomic>
 
 namespace tolvane {
@@ -44,6 +46,9 @@ public:
 
     /// Whether start() succeeded once.
     bool started() const noexcept { return m_id != 0; }
+
+    /// Whether the calling thread is the one that was started.
+    bool isCurrent() const noexcept { return m_id == currentThreadId(); }
 
     /// Whether the thread was started and has ended, in whatever way.
     bool ended() const noexcept;

@@ -42,6 +42,7 @@ unsigned long long linedrain::stampOfNow() noexcept
 
 void linedrain::collect(unsigned long long upTo) noexcept
 {
+    m_waiting.clear(); // a thread may have ended within a run
     for (stage* const each : m_stages) {
         if (const stagedline* const line = each->oldest(upTo)) {
             m_waiting.push_back({line->stamp, each}); // there is room

@@ -50,6 +50,13 @@ void sinklock::leave() noexcept
     }
 }
 
+void sinklock::abandon() noexcept
+{
+    m_progress.endCall();
+    m_depth = 1;
+    leave();
+}
+
 void sinklock::adopt() noexcept
 {
     m_owner.store(tolvane::currentThreadId(), std::memory_order_relaxed);

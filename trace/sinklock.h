@@ -20,6 +20,9 @@ public:
     /// Gives it back, as often as it was taken.
     void leave() noexcept;
 
+    /// Gives it back, however often it was taken: the calling thread, which holds it, ends within.
+    void abandon() noexcept;
+
     /// The calling thread holds it, and has another number now, in a forked process.
     void adopt() noexcept;
 

@@ -289,11 +289,35 @@ bool traceimpl::writerRuns() const noexcept
 
 void traceimpl::threadEnds() noexcept
 {
-    const traceimpl* const dispatcher = known();
+    traceimpl* const dispatcher = known();
+    if (dispatcher) {
+        dispatcher->abandonLocks();
+    }
     if (dispatcher && dispatcher->writerRuns()) {
         tolvane::appointSignalHeir();
     } else {
         tolvane::noteEndWithoutHeir();
+    }
+}
+
+void traceimpl::abandonLocks() noexcept
+{
+    if (m_sinkLock.isMine()) {
+        for (auto& attached : m_sinks) {
+            if (m_sinkLock.progress().isInCallOf(attached.first)) {
+                attached.second.isFaulty = true;
+            }
+        }
+        m_inPass = 0;
+        m_sinkLock.abandon();
+    }
+    if (m_writer.load()->isCurrent() && m_running) {
+        const lockobject lock(m_instanceMutex);
+        m_faulted = true;
+        settle(); // the next line finds no allowance, and starts a new writer
+    }
+    while (m_instanceMutex.impl()->isMine()) {
+        m_instanceMutex.impl()->unlock();
     }
 }
 

@@ -114,8 +114,10 @@ public:
     void afterForkInParent(const forklocks& held) noexcept;
     void afterForkInChild(const forklocks& held) noexcept;
 
-    /// To be called on a thread that is about to end, however. Signals that the process gets later
-    /// still end it, though its last thread is the writer.
+    /// To be called on a thread that is about to end, however. Locks that it holds are given back;
+    /// what it was writing is lost, uncounted, and a sink that it was inside of is not called any
+    /// more. Signals that the process gets later still end it, though its last thread is the
+    /// writer.
     static void threadEnds() noexcept;
 
     /// Stops the writer, writes what waits and deletes every sink. Lines that come later are
@@ -160,6 +162,7 @@ private:
     void destroyDetached() noexcept;
     sinkmap_t takeDetached() noexcept;
     void destroy(sinkmap_t& detached) noexcept;
+    void abandonLocks() noexcept;
     std::exception_ptr finish() noexcept;
     bool enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
                    unsigned long long instancePatience, unsigned long long sinkPatience) noexcept;

@@ -56,6 +56,11 @@ public:
         }
     }
 
+    bool isMine() const noexcept
+    {
+        return m_owner.load(std::memory_order_relaxed) == currentThreadId();
+    }
+
     void adopt() noexcept
     {
         m_owner.store(currentThreadId(), std::memory_order_relaxed);
@@ -131,6 +136,11 @@ bool CriticalSection::tryEnter() noexcept
 void CriticalSection::leave() noexcept
 {
     native(m_resource).leave();
+}
+
+bool CriticalSection::isMine() const noexcept
+{
+    return std::launder(reinterpret_cast<const recursivelock*>(m_resource))->isMine();
 }
 
 void CriticalSection::adopt() noexcept

@@ -44,6 +44,13 @@ void CriticalSection::leave() noexcept
     LeaveCriticalSection(native(m_resource));
 }
 
+/// The system keeps the owner's number in the place of a handle.
+bool CriticalSection::isMine() const noexcept
+{
+    const auto* const section = std::launder(reinterpret_cast<const CRITICAL_SECTION*>(m_resource));
+    return reinterpret_cast<ULONG_PTR>(section->OwningThread) == GetCurrentThreadId();
+}
+
 /// No process is ever copied.
 void CriticalSection::adopt() noexcept {}
 

@@ -238,6 +238,41 @@ int withinSink()
     return 0;
 }
 
+/// Promises not to throw, and does.
+class liarsink : public tracestream
+{
+public:
+    void log(const formattedline&) override { lie(); }
+    unsigned long long id() const override { return 1; }
+    liarsink* clone() const override { return new liarsink; }
+
+private:
+    static void lie() noexcept { throwError(); }
+};
+
+/// The thread that writes is ended within a sink, first the writer and then one that flushes.
+int endInSink()
+{
+    attachFile();
+    for (int round = 0; round < 2; ++round) {
+        const auto lostBefore = trace::lost(trace::destination);
+        trace::output(liarsink()).setLevel(tl_error);
+        std::thread([round] {
+            traceLine("ends a thread");
+            if (round == 1) {
+                trace::flush(0);
+            }
+        }).join();
+        while (trace::lost(trace::destination) == lostBefore) {
+            traceLine("meanwhile");
+            trace::sync(100);
+        }
+    }
+    traceLine("afterwards");
+    say(trace::sync(10000) ? "written" : "not written");
+    return 0;
+}
+
 int useUpStack(int depth);
 
 /// Behind a pointer, since compilers see that the recursion has no end.
@@ -342,6 +377,7 @@ const std::map<std::string, int (*)()> scenarios = {
     {"besideStuckSink", besideStuckSink},
     {"besideStuckStandardError", besideStuckStandardError},
     {"withinSink", withinSink},
+    {"endInSink", endInSink},
     {"overflowInSink", overflowInSink},
     {"flooded", flooded},
 };

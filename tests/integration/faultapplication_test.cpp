@@ -150,6 +150,16 @@ TEST_CASE("a report from within a sink is written to standard error alone", "[in
     CHECK(contains(run.file, ": seen by both\n"));
 }
 
+TEST_CASE("a thread that is ended within a sink holds up nobody, and the sink is not called again",
+          "[integration]")
+{
+    const faultrun run("endInSink");
+
+    CHECK(run.result.exitCode == 0);
+    CHECK(run.output == "written\n");
+    CHECK(contains(run.file, ": afterwards\n"));
+}
+
 TEST_CASE("a sink that uses up the stack of the writer thread is a sink that faults",
           "[integration]")
 {
