@@ -1,5 +1,8 @@
 #pragma once
 
+#include <map>
+#include <string>
+
 namespace sanitizer {
 
 /// Whether the tests are built with one, and run many times slower.
@@ -8,5 +11,12 @@ constexpr bool present = true;
 #else
 constexpr bool present = false;
 #endif
+
+/// The environment of a program some of whose threads are ended, or stay behind in another process,
+/// with all that they hold.
+inline std::map<std::string, std::string> withoutLeaks()
+{
+    return {{"LSAN_OPTIONS", "detect_leaks=0"}};
+}
 
 } // namespace sanitizer

@@ -13,7 +13,8 @@ struct faultrun
 {
     explicit faultrun(const std::string& scenario, const std::string& argument = "")
         : result(childprocess::run(childprocess::beside("tolvane_fault_application"),
-                                   {scenario, folder.file("trace.log"), argument})),
+                                   {scenario, folder.file("trace.log"), argument},
+                                   sanitizer::withoutLeaks())),
           file(plain(folder.read("trace.log"))),
           output(plain(result.output)),
           error(plain(result.error))

@@ -14,7 +14,8 @@ struct forkrun
 {
     explicit forkrun(const std::string& scenario, int number = 0)
         : result(childprocess::run(childprocess::beside("tolvane_fork_child"),
-                                   {scenario, folder.file("trace.log"), std::to_string(number)})),
+                                   {scenario, folder.file("trace.log"), std::to_string(number)},
+                                   sanitizer::withoutLeaks())),
           file(folder.read("trace.log"))
     {
         INFO(scenario << " wrote to standard error: " << result.error);
