@@ -35,6 +35,11 @@ struct attachedsink
     /// A hardware fault came from it: it is not called any more, and not destroyed. Set by the
     /// holder of the sink lock.
     std::atomic<bool> isFaulty{false};
+
+    /// Its file is one that somebody reads from at the other end, who took too little the last
+    /// time: nobody waits for that again before all that there was to write went through. Used by
+    /// the holder of the sink lock.
+    bool isStuck = false;
 };
 
 /// By id, which is the order of every walk.

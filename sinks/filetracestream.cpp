@@ -21,7 +21,7 @@ void filetracestream::log(const formattedline& line)
     appendEncodedLine(bytes, line.rendered(), std::locale());
     // a line that cannot be written is lost, and the next one tries again
     const std::size_t end = bytes.size();
-    tolvane::FileSystem::current().append(m_filename.narrow(), {bytes.data(), 0, &end, 1});
+    tolvane::FileSystem::current().append(m_filename.narrow(), {bytes.data(), 0, &end, 1}, true);
 }
 
 unsigned long long filetracestream::id() const

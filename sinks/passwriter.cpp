@@ -289,23 +289,28 @@ void passwriter::settleAll() noexcept
 
 /// Every line has its try at opening the file: the ones that find it closed to them are lost, and
 /// the first one that does not takes all that follow along. When they do not all fit, those behind
-/// the first that did not have their tries again. But what waited once for somebody to read is not
-/// tried again in this pass: the other sinks are not to wait for every line.
+/// the first that did not have their tries again.
 void passwriter::settle(destination& to) noexcept
 {
     tolvane::Lines left = {to.bytes.data(), 0, to.lineEnds.data(), to.lineEnds.size()};
-    while (left.count != 0 && !to.isStuck) {
+    bool isStuck = false;
+    while (left.count != 0) {
         m_progress.move();
-        const tolvane::Appended appended = tolvane::FileSystem::current().append(to.path, left);
+        const tolvane::Appended appended =
+            tolvane::FileSystem::current().append(to.path, left, !to.attached.isStuck && !isStuck);
         m_progress.move();
+        isStuck = isStuck || appended.isStuck;
         to.counted.written += appended.lines;
-        to.isStuck = appended.isStuck;
-        const std::size_t tried =
-            std::min(appended.lines + 1, left.count); // with the one that failed
-        to.counted.lost[trace::destination] += tried - appended.lines;
+        std::size_t tried = appended.lines;
+        if (tried != left.count) {
+            ++tried;
+            ++to.counted.lost[trace::destination];
+        }
         left = {left.text, left.endOf(tried), left.ends + tried, left.count - tried};
     }
-    to.counted.lost[trace::destination] += left.count;
+    if (!to.lineEnds.empty()) {
+        to.attached.isStuck = isStuck;
+    }
     to.bytes.clear();
     to.lineEnds.clear();
 }

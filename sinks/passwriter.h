@@ -81,9 +81,6 @@ private:
         /// The file is not there. Once it is, it may turn out to be another sink's, too.
         bool isMissing = false;
 
-        /// The file is one that somebody reads from at the other end, who takes nothing.
-        bool isStuck = false;
-
         tally counted;
 
         // The sink's level for the function of the last line, as of this generation of levels.

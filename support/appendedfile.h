@@ -20,7 +20,8 @@ class AppendedFile
 public:
     /// Opens the file, or makes it; shared with everybody. It does not wait for anybody to come who
     /// reads at the other end.
-    explicit AppendedFile(const std::string& path) noexcept;
+    /// \param mayWait  when writing, for somebody who is there.
+    explicit AppendedFile(const std::string& path, bool mayWait = true) noexcept;
     ~AppendedFile();
 
     AppendedFile(const AppendedFile&) = delete;
@@ -32,7 +33,7 @@ public:
     /// \return how many of the bytes, from the first on, were written.
     std::size_t write(const char* bytes, std::size_t count) noexcept;
 
-    /// Whether the last write gave up waiting for somebody who reads at the other end.
+    /// Whether somebody who reads at the other end took too little of the last write.
     bool isStuck() const noexcept { return m_isStuck; }
 
     /// Removes the last bytes that were written.
@@ -45,6 +46,7 @@ public:
 
 private:
     std::intptr_t m_file; ///< the platform's
+    const bool m_mayWait;
     bool m_isStuck = false;
 };
 

@@ -11,9 +11,9 @@ TornEnds tornEnds;
 
 } // namespace
 
-Appended appendToFile(const std::string& path, const Lines& lines) noexcept
+Appended appendToFile(const std::string& path, const Lines& lines, bool mayWait) noexcept
 {
-    AppendedFile file(path);
+    AppendedFile file(path, mayWait);
     return appendLines(file, lines, tornEnds);
 }
 

@@ -28,8 +28,8 @@ struct Appended
     bool isOpened = false;
     std::size_t lines = 0; ///< so many of them, from the first on, are in the file
 
-    /// The file is one that somebody reads from at the other end, who takes nothing: the caller has
-    /// waited for some time, and had better not try again soon.
+    /// The file is one that somebody reads from at the other end, who takes nothing. If the caller
+    /// could wait, some time has passed.
     bool isStuck = false;
 };
 
@@ -41,8 +41,9 @@ struct Appended
 /// since somebody else has written behind it or files may only grow, the next lines that go to the
 /// file begin with a line end, as long as the part is still what the file ends with.
 ///
-/// \param path  as the platform takes it; an empty one names no file.
-Appended appendToFile(const std::string& path, const Lines& lines) noexcept;
+/// \param path     as the platform takes it; an empty one names no file.
+/// \param mayWait  for somebody who reads from the file at the other end.
+Appended appendToFile(const std::string& path, const Lines& lines, bool mayWait) noexcept;
 
 /// Tells files apart, whatever their names. Where the volume is not known, two files of different
 /// volumes may look like one.

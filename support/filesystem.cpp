@@ -11,9 +11,10 @@ std::atomic<const FileSystem*> replacement{nullptr};
 
 } // namespace
 
-Appended FileSystem::append(const std::string& path, const Lines& lines) const noexcept
+Appended FileSystem::append(const std::string& path, const Lines& lines,
+                            bool mayWait) const noexcept
 {
-    return appendToFile(path, lines);
+    return appendToFile(path, lines, mayWait);
 }
 
 bool FileSystem::identify(const std::string& path, FileIdentity& identity) const noexcept

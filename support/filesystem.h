@@ -46,7 +46,8 @@ public:
                                std::vector<unsigned long long>& numbers) const = 0;
 
     /// As appendToFile, which the platform's file systems leave it to.
-    virtual Appended append(const std::string& path, const Lines& lines) const noexcept;
+    virtual Appended append(const std::string& path, const Lines& lines,
+                            bool mayWait) const noexcept;
 
     /// As tolvane::identify.
     virtual bool identify(const std::string& path, FileIdentity& identity) const noexcept;

@@ -14,8 +14,8 @@ namespace {
 
 constexpr mode_t readAndWriteForAll = 0666; ///< less what the process's umask takes away
 
-/// For somebody who reads at the other end of a pipe. Others who want to write wait for longer than
-/// that before they drop their lines.
+/// For somebody who reads at the other end of a pipe. Threads that want to write, too, wait for
+/// longer than that before they drop their lines.
 constexpr std::chrono::milliseconds longestWait{500};
 
 using steadyclock = std::chrono::steady_clock;
@@ -48,7 +48,8 @@ bool waitForRoom(int file, steadyclock::time_point deadline) noexcept
 
 /// A pipe without a reader is refused at once by an opening that does not wait. One that would have
 /// to wait for a lease on a regular file is given up after some time by the system, so it may.
-AppendedFile::AppendedFile(const std::string& path) noexcept : m_file(open(path, O_NONBLOCK))
+AppendedFile::AppendedFile(const std::string& path, bool mayWait) noexcept
+    : m_file(open(path, O_NONBLOCK)), m_mayWait(mayWait)
 {
     if (m_file < 0 && errno == EWOULDBLOCK) {
         m_file = open(path, 0);
@@ -81,7 +82,7 @@ std::size_t AppendedFile::write(const char* bytes, std::size_t count) noexcept
         } else if (written < 0 && errno == EAGAIN) {
             const bool isFirst = deadline == steadyclock::time_point();
             deadline = isFirst ? steadyclock::now() + longestWait : deadline;
-            m_isStuck = !waitForRoom(file, deadline);
+            m_isStuck = !m_mayWait || !waitForRoom(file, deadline);
             if (m_isStuck) {
                 break;
             }

@@ -32,7 +32,7 @@ bool identifyOpen(HANDLE file, FileIdentity& identity) noexcept
 } // namespace
 
 /// With the right to append only, every write goes to the file's end, wherever that is.
-AppendedFile::AppendedFile(const std::string& path) noexcept
+AppendedFile::AppendedFile(const std::string& path, bool mayWait) noexcept : m_mayWait(mayWait)
 {
     const HANDLE file =
         CreateFileA(path.c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES, sharedWithAll, nullptr,

@@ -33,8 +33,8 @@ public:
 
     void createEmpty(const std::string& path) const override { files[path].clear(); }
 
-    tolvane::Appended append(const std::string& path,
-                             const tolvane::Lines& lines) const noexcept override
+    tolvane::Appended append(const std::string& path, const tolvane::Lines& lines,
+                             bool mayWait) const noexcept override
     {
         ++appends;
         if (refusals[path] > 0) {
@@ -45,6 +45,7 @@ public:
                         canBeCut, pipes.count(path) != 0};
         const tolvane::Appended appended = tolvane::appendLines(file, lines, tornEnds);
         lastWasWhole = appended.lines == lines.count;
+        waits += mayWait && appended.isStuck ? 1 : 0;
         return appended;
     }
 
@@ -65,6 +66,7 @@ public:
     std::set<std::string> pipes;       ///< of which somebody reads, up to their limit
     bool canBeCut = true;              ///< what was written can be removed again
     mutable int appends = 0;           ///< that were tried
+    mutable int waits = 0;             ///< in vain, for who reads from a pipe
     mutable bool lastWasWhole = false; ///< the last lines for a file that was opened
 
 private:

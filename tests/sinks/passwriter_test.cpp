@@ -775,7 +775,7 @@ TEST_CASE("where a part of a line must stay in a full file, the next line stands
     CHECK(countsOf(sinks.counts(1)) == expectedcounts{3, 0, 2});
 }
 
-TEST_CASE("a pipe that nobody empties is tried once in a pass, and again in the next one",
+TEST_CASE("a pipe that nobody empties is waited for once, until it has taken all lines again",
           "[sinks]")
 {
     const bool isGathered = GENERATE(true, false);
@@ -792,12 +792,19 @@ TEST_CASE("a pipe that nobody empties is tried once in a pass, and again in the 
     }
 
     sinks.write(infos({L"one", L"two", L"three"}));
-    files.limits.clear();
-    sinks.write(infos({L"four"}));
+    sinks.write(infos({}));
+    sinks.write(infos({L"four", L"five"}));
+    CHECK(files.waits == 1);
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{0, 0, 5});
 
-    CHECK(countsOf(sinks.counts(1)) == expectedcounts{1, 0, 3});
-    CHECK(bodies(files.files["pipe"]) == "four ");
-    CHECK(bodies(files.files["trace.log"]) == "one two three four ");
+    files.limits.clear();
+    sinks.write(infos({L"six"}));
+    files.limits["pipe"] = 0;
+    sinks.write(infos({L"seven", L"eight"}));
+    CHECK(files.waits == 2);
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{1, 0, 7});
+    CHECK(bodies(files.files["pipe"]) == "six ");
+    CHECK(bodies(files.files["trace.log"]) == "one two three four five six seven eight ");
 }
 
 TEST_CASE("two names that differ only in what the encoding lacks are those of one file", "[sinks]")

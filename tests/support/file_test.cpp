@@ -16,7 +16,7 @@ namespace {
 tolvane::Appended append(const std::string& path, const std::string& bytes)
 {
     const std::size_t end = bytes.size();
-    return tolvane::appendToFile(path, {bytes.data(), 0, &end, 1});
+    return tolvane::appendToFile(path, {bytes.data(), 0, &end, 1}, true);
 }
 
 /// \return whether all bytes were appended.

@@ -22,7 +22,7 @@ namespace {
 tolvane::Appended append(const std::string& path, const std::string& bytes)
 {
     const std::size_t end = bytes.size();
-    return tolvane::appendToFile(path, {bytes.data(), 0, &end, 1});
+    return tolvane::appendToFile(path, {bytes.data(), 0, &end, 1}, true);
 }
 
 /// Keeps the files that this process writes from growing beyond a size.
@@ -144,7 +144,7 @@ TEST_CASE("a file at its size limit holds whole lines, and goes on with the next
     const std::string path = folder.file("file");
     {
         const sizelimit limit(10);
-        CHECK(tolvane::appendToFile(path, {text.data(), 0, ends, 3}).lines == 1);
+        CHECK(tolvane::appendToFile(path, {text.data(), 0, ends, 3}, true).lines == 1);
         CHECK(append(path, "too long\r\n").lines == 0);
         CHECK(append(path, "six\r\n").lines == 1);
         CHECK(append(path, "no room\r\n").lines == 0);
@@ -218,6 +218,25 @@ TEST_CASE("a pipe whose reader takes nothing is given up after some time, and it
     CHECK(appended.isStuck);
     CHECK(part == large.substr(0, part.size()));
     CHECK(pipe.read() == "\r\nnext\r\n");
+}
+
+TEST_CASE("who may not wait for a reader does not", "[support]")
+{
+    const temporaryfolder folder;
+    namedpipe pipe(folder);
+    pipe.openReader();
+    const std::string large = std::string(300000, 'x') + "\r\n";
+    const std::size_t end = large.size();
+    const auto start = std::chrono::steady_clock::now();
+
+    for (int i = 0; i < 10; ++i) {
+        CHECK(tolvane::appendToFile(pipe.path(), {large.data(), 0, &end, 1}, false).isStuck);
+    }
+    CHECK(std::chrono::steady_clock::now() - start < std::chrono::seconds(3));
+
+    pipe.read();
+    const std::size_t shortEnd = 2;
+    CHECK_FALSE(tolvane::appendToFile(pipe.path(), {"\r\n", 0, &shortEnd, 1}, false).isStuck);
 }
 
 TEST_CASE("a line goes through a symbolic link, and makes the file that it leads to", "[support]")
