@@ -39,7 +39,7 @@ public:
     /// Removes the last bytes that were written.
     /// \return false when they stay: they are not the end of the file any more, or it cannot be
     ///         cut.
-    bool cut(std::size_t count) noexcept;
+    bool cut(std::size_t count) const noexcept;
 
     /// Where the file ends now.
     bool end(FileEnd& end) const noexcept;

@@ -95,7 +95,7 @@ std::size_t AppendedFile::write(const char* bytes, std::size_t count) noexcept
 
 /// The file may still grow between the look at its size and the cut, by somebody who found room
 /// where there was none a moment ago.
-bool AppendedFile::cut(std::size_t count) noexcept
+bool AppendedFile::cut(std::size_t count) const noexcept
 {
     const int file = static_cast<int>(m_file);
     const off_t writtenUpTo = ::lseek(file, 0, SEEK_CUR);

@@ -163,7 +163,7 @@ long long ZoneRule::change::in(long long year) const noexcept
     } else if (how == form::weekday) {
         const int monthStart = daysToMonth(month, leap);
         const int monthEnd = month == 12 ? monthStart + 31 : daysToMonth(month + 1, leap);
-        const long long weekday = (first + monthStart + fourthOf1970 + 7 * 200000) % 7;
+        const long long weekday = ((first + monthStart + fourthOf1970) % 7 + 7) % 7;
         inYear = monthStart + (day - weekday + 7) % 7 + (week - 1) * 7LL;
         inYear -= inYear >= monthEnd ? 7 : 0;
     }

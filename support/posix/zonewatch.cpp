@@ -39,7 +39,7 @@ std::string fileOf(const variable& zone)
     if (!zone.isSet) {
         return systemsZone;
     }
-    const std::string name = zone.text.substr(zone.text.compare(0, 1, ":") == 0 ? 1 : 0);
+    std::string name = zone.text.substr(zone.text.compare(0, 1, ":") == 0 ? 1 : 0);
     if (name.compare(0, 1, "/") == 0) {
         return name;
     }

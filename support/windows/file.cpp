@@ -75,7 +75,7 @@ std::size_t AppendedFile::write(const char* bytes, std::size_t count) noexcept
 /// To cut takes a right that would take writes away from the file's end. The file may still grow
 /// between the look at its size and the cut, by somebody who found room where there was none a
 /// moment ago.
-bool AppendedFile::cut(std::size_t count) noexcept
+bool AppendedFile::cut(std::size_t count) const noexcept
 {
     const LARGE_INTEGER here = {};
     LARGE_INTEGER writtenUpTo = {};
