@@ -78,35 +78,29 @@ tracestream& traceimpl::output(const tracestream& sink)
     return attached;
 }
 
-tracestream& traceimpl::output(const tracestream& sink, tracelevel_t level)
-{
-    bothlocks locks(*this);
-    tracestream& attached = attach(sink);
-    attached.setLevel(level);
-    locks.giveInstanceLockBack();
-    destroyDetached();
-    return attached;
-}
-
-/// Caller holds both locks.
-tracestream& traceimpl::attach(const tracestream& sink)
+/// Without memory the sinks stay as they are. Caller holds both locks.
+tracestream& traceimpl::attach(const tracestream& sink, std::optional<tracelevel_t> level)
 {
     sinkmap_t made;
     const unsigned long long id = sink.id();
     attachedsink& place = made[id];
     place.id = id;
-    place.sink = sink.clone(); // before anything is destroyed: the sink may be the attached one
-    if (!place.sink) {
+    // before anything is destroyed: the sink may be the attached one
+    std::unique_ptr<tracestream> cloned(sink.clone());
+    if (!cloned) {
         throw std::bad_alloc();
     }
-    tracestream& attached = *place.sink;
+    if (level) {
+        cloned->setLevel(*level);
+    }
     const auto replaced = m_sinks.find(id);
     if (replaced != m_sinks.end()) {
         detach(replaced);
     }
+    place.sink = cloned.release();
     m_sinks.insert(made.extract(made.begin()));
     levelgeneration::raise();
-    return attached;
+    return *place.sink;
 }
 
 /// Caller holds both locks. The sink is destroyed later, by destroyDetached().

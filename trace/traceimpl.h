@@ -48,8 +48,6 @@ public:
 
     // The facade's operations, see trace. Each takes the locks that it needs.
     tracestream& output(const tracestream& sink);
-    tracestream& output(const tracestream& sink,
-                        tracelevel_t level); ///< attaches it with a level, in one step
     void remove(const tracestream& sink);
     void setLevel(tracelevel_t level, const tolvane::string& name);
     void clearLevels(tracelevel_t level);
@@ -156,7 +154,7 @@ private:
     bool writerRuns() const noexcept;
     void waitForWriter();
     bool writerWasKilled() const noexcept;
-    tracestream& attach(const tracestream& sink);
+    tracestream& attach(const tracestream& sink, std::optional<tracelevel_t> level = std::nullopt);
     void detach(sinkmap_t::iterator attached) noexcept;
     void detachAll() noexcept;
     void destroyDetached() noexcept;

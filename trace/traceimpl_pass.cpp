@@ -224,7 +224,7 @@ bool traceimpl::report(const tracestream& sink, tracelevel_t level, const packed
         if (!locks.areHeld()) {
             return false;
         }
-        attach(sink).setLevel(level);
+        attach(sink, level);
         batch = takeAll();
         m_inPass = m_batches;
         locks.giveInstanceLockBack();

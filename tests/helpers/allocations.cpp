@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
@@ -19,9 +20,20 @@ thread_local const std::function<void()>* interrupt = nullptr;
 
 std::atomic<long long> inUse{0};
 
+constexpr long long plenty = std::numeric_limits<long long>::max();
+
+/// How many allocations succeed, of all threads.
+std::atomic<long long> left{plenty};
+
+bool isShort()
+{
+    return left.load(std::memory_order_relaxed) != plenty &&
+           left.fetch_sub(1, std::memory_order_relaxed) <= 0;
+}
+
 void* allocate(std::size_t size)
 {
-    if (made >= failFrom) {
+    if (made >= failFrom || isShort()) {
         return nullptr;
     }
     if (made >= interruptedFrom) {
@@ -81,6 +93,21 @@ failure::failure(unsigned long long after) noexcept
 failure::~failure()
 {
     failFrom = never;
+}
+
+shortage::shortage(unsigned long long after) noexcept
+{
+    left = static_cast<long long>(after);
+}
+
+shortage::~shortage()
+{
+    left = plenty;
+}
+
+bool shortage::wasFelt() const noexcept
+{
+    return left < 0;
 }
 
 nothrowfailure::nothrowfailure() noexcept

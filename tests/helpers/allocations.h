@@ -28,6 +28,21 @@ public:
     failure& operator=(const failure&) = delete;
 };
 
+/// Lets the allocations of all threads fail for a block.
+class shortage
+{
+public:
+    /// \param after  how many succeed before.
+    explicit shortage(unsigned long long after = 0) noexcept;
+    ~shortage();
+
+    shortage(const shortage&) = delete;
+    shortage& operator=(const shortage&) = delete;
+
+    /// Whether an allocation has failed.
+    bool wasFelt() const noexcept;
+};
+
 /// Lets the calling thread's allocations fail for a block where null is asked for instead of an
 /// exception.
 class nothrowfailure

@@ -7,6 +7,7 @@ namespace reliability {
 
 group exitRows();
 group inputRows();
+group memoryRows();
 group sinkRows();
 group threadRows();
 

@@ -27,7 +27,8 @@ constexpr const char* usage =
 constexpr int wrongUsage = 99;
 
 /// More than any row takes.
-constexpr std::chrono::minutes rowLimit{60};
+constexpr std::chrono::minutes shortRowLimit{2};
+constexpr std::chrono::minutes longRowLimit{60};
 
 constexpr const char* outcomeMark = "outcome\t";
 
@@ -124,11 +125,10 @@ bool parse(const std::string& output, outcome& found)
     return !fields.bad();
 }
 
-outcome runInProcess(const row& tested, unsigned long long times)
+outcome runInProcess(const row& tested, unsigned long long times, std::chrono::minutes limit)
 {
-    const childresult result =
-        childprocess::run(childprocess::beside(programName),
-                          {"row", tested.name, std::to_string(times)}, {}, rowLimit);
+    const childresult result = childprocess::run(
+        childprocess::beside(programName), {"row", tested.name, std::to_string(times)}, {}, limit);
     outcome found;
     const std::string wrong = wrongEnd(result, 0);
     if (!wrong.empty() || !parse(result.output, found)) {
@@ -187,13 +187,14 @@ int runRows(const choice& chosen)
     const std::vector<group> groups = allGroups();
     std::vector<started> idle;
     std::vector<started> others;
+    const std::chrono::minutes limit = chosen.isLong ? longRowLimit : shortRowLimit;
     for (const group& each : groups) {
         for (const row& tested : each.rows) {
             const unsigned long long times = chosen.times(tested.times);
             if (!chosen.takes(tested) || times == 0) {
                 continue;
             }
-            const auto run = [&tested, times] { return runInProcess(tested, times); };
+            const auto run = [&tested, times, limit] { return runInProcess(tested, times, limit); };
             const auto when = tested.isIdle ? std::launch::async : std::launch::deferred;
             (tested.isIdle ? idle : others)
                 .push_back({&each, &tested, std::async(when, run), steady_clock::now()});

@@ -12,7 +12,8 @@
 /// docs/reliability.md.
 ///
 /// A row is a function and an entry in its group, which stands in a source file of its own. The
-/// groups are listed in applicationgroups.cpp.
+/// groups of the program that uses the library as an application does are in applicationgroups.cpp,
+/// those of the one that sees the library's insides in insidegroups.cpp.
 ///
 /// Every row runs in a process of its own: one that crashes or hangs breaks its promise and spoils
 /// nothing else. A row that is about the end of processes starts one for each run, by

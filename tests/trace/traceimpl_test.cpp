@@ -626,10 +626,30 @@ TEST_CASE("a sink that makes no clone is not attached, and leaves the attached o
     dispatcher.output(sink);
 
     CHECK_THROWS_AS(dispatcher.output(childless()), std::bad_alloc);
-    CHECK_THROWS_AS(dispatcher.output(childless(), tl_info), std::bad_alloc);
+    CHECK_THROWS_AS(dispatcher.report(childless(), tl_info, packedlines()), std::bad_alloc);
 
     CHECK(traceimpltest::sinks(dispatcher) == 1);
     CHECK(sink.events() == events_t{"clone 1"});
+}
+
+TEST_CASE("a report that finds no memory leaves the sinks as they are", "[trace]")
+{
+    traceimpl dispatcher;
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    const probesink sink(1);
+    dispatcher.output(sink).setLevel(tl_debug);
+    bool isReported = false;
+    for (unsigned long long allocationsBefore = 0; !isReported; ++allocationsBefore) {
+        REQUIRE(dispatcher.maxLevel(function) == tl_debug);
+        REQUIRE(allocationsBefore < 100);
+        const allocations::failure noMemory(allocationsBefore);
+        try {
+            isReported = dispatcher.report(sink, tl_error, packedlines());
+        } catch (const std::bad_alloc&) {
+        }
+    }
+
+    CHECK(dispatcher.maxLevel(function) == tl_error);
 }
 
 TEST_CASE("the dispatcher can be used harmlessly after its stop, and stopped again", "[trace]")
