@@ -5,6 +5,7 @@
 /// The groups, each in the source file of its name: sinkRows() in sinks_rows.cpp.
 namespace reliability {
 
+group clockRows();
 group exitRows();
 group inputRows();
 group memoryRows();

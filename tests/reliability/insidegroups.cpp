@@ -6,7 +6,7 @@ const char* const programName = "tolvane_reliability_inside";
 
 std::vector<group> allGroups()
 {
-    return {memoryRows()};
+    return {memoryRows(), clockRows()};
 }
 
 } // namespace reliability
