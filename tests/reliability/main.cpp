@@ -125,8 +125,16 @@ bool parse(const std::string& output, outcome& found)
     return !fields.bad();
 }
 
-outcome runInProcess(const row& tested, unsigned long long times, std::chrono::minutes limit)
+/// An outcome, and how long it took.
+struct measured
 {
+    outcome found;
+    std::chrono::duration<double> took;
+};
+
+measured runInProcess(const row& tested, unsigned long long times, std::chrono::minutes limit)
+{
+    const steady_clock::time_point start = steady_clock::now();
     const childresult result = childprocess::run(
         childprocess::beside(programName), {"row", tested.name, std::to_string(times)}, {}, limit);
     outcome found;
@@ -134,7 +142,7 @@ outcome runInProcess(const row& tested, unsigned long long times, std::chrono::m
     if (!wrong.empty() || !parse(result.output, found)) {
         found.add(wrong.empty() ? "no outcome" : wrong);
     }
-    return found;
+    return {found, steady_clock::now() - start};
 }
 
 /// A row's run, which may still go on.
@@ -142,8 +150,7 @@ struct started
 {
     const group* in;
     const row* tested;
-    std::future<outcome> found;
-    steady_clock::time_point start;
+    std::future<measured> result;
 };
 
 /// What was found so far.
@@ -155,11 +162,11 @@ struct totals
 
     void report(started& running)
     {
-        const outcome found = running.found.get();
-        const std::chrono::duration<double> took = steady_clock::now() - running.start;
+        const measured result = running.result.get();
+        const outcome& found = result.found;
         std::ostringstream seconds;
         seconds.precision(1);
-        seconds << std::fixed << took.count();
+        seconds << std::fixed << result.took.count();
         const row& tested = *running.tested;
         std::cout << tested.name << '\t' << running.in->name << '\t' << tested.injected << '\t'
                   << found.runs << '\t' << found.made << '\t' << found.lost << '\t' << found.broken
@@ -196,13 +203,11 @@ int runRows(const choice& chosen)
             }
             const auto run = [&tested, times, limit] { return runInProcess(tested, times, limit); };
             const auto when = tested.isIdle ? std::launch::async : std::launch::deferred;
-            (tested.isIdle ? idle : others)
-                .push_back({&each, &tested, std::async(when, run), steady_clock::now()});
+            (tested.isIdle ? idle : others).push_back({&each, &tested, std::async(when, run)});
         }
     }
     totals all;
     for (started& running : others) {
-        running.start = steady_clock::now();
         all.report(running);
     }
     for (started& running : idle) {
