@@ -10,6 +10,7 @@
 #include "stacktrace/structuredexception.h"
 #include "support/filesystem.h"
 #include "support/nocancellation.h"
+#include "support/writesignals.h"
 
 #include <algorithm>
 #include <new>
@@ -108,6 +109,7 @@ bool passwriter::filesDiffer()
 void passwriter::write(const packedlines& batch) noexcept
 {
     const tolvane::NoCancellation noCancellation;
+    const tolvane::WriteSignals noSignals;
     m_unpacked = nullptr; // another batch may lie in the same memory
     makeRoom(batch.size());
     for (const group_t& sinks : m_groups) {

@@ -6,6 +6,7 @@
 #include "support/nativethread.h"
 #include "support/nocancellation.h"
 #include "support/signalheir.h"
+#include "support/writesignals.h"
 #include "trace/bothlocks.h"
 #include "trace/forking.h"
 #include "trace/insidelibrary.h"
@@ -147,6 +148,10 @@ sinkmap_t traceimpl::takeDetached() noexcept
 /// A sink that faulted may be in any state, and is left alone.
 void traceimpl::destroy(sinkmap_t& detached) noexcept
 {
+    if (detached.empty()) {
+        return;
+    }
+    const tolvane::WriteSignals noSignals; // a sink may write what it kept
     for (const auto& each : detached) {
         if (!each.second.isFaulty) {
             const passprogress::foreigncall call(m_sinkLock.progress(), each.second.id);
