@@ -8,6 +8,7 @@
 #include "stacktrace/barereport.h"
 #include "stacktrace/callstack.h"
 #include "stacktrace/faulthooks.h"
+#include "support/callerserror.h"
 #include "support/standarderror.h"
 #include "trace/linecontents.h"
 #include "trace/lineunpacker.h"
@@ -83,6 +84,7 @@ private:
 /// no sink takes errors is not written.
 void stacktrace::FaultHandler(const tolvane::string& message)
 {
+    const tolvane::CallersError callersError;
     static const hashedfunction* function = nullptr;
     traceobject scope(function, signature);
     const stackclearer clearer([] { myTrace().clear(); });

@@ -4,6 +4,7 @@
 
 #include "stacktrace/callstack.h"
 #include "stacktrace/registry.h"
+#include "support/callerserror.h"
 #include "support/mutex.h"
 #include "support/threadid.h"
 #include "support/threadslot.h"
@@ -80,6 +81,7 @@ const hashedfunction* stacktrace::operator[](unsigned long long depth) const noe
 
 void stacktrace::pushGrown(const hashedfunction* function)
 {
+    const tolvane::CallersError callersError;
     Block* const block = tolvane::atomicRef(m_functions).load(std::memory_order_relaxed);
     Block* const grown = Block::make(block ? block->size * 2 : firstBlockSize, block);
     for (unsigned long long depth = 0; block && depth < block->size; ++depth) {
@@ -132,6 +134,7 @@ std::list<stacktrace> stacktrace::getTraces()
 /// Finds the calling thread's entry, or makes it, and remembers it for the thread.
 stacktrace& stacktrace::findTrace()
 {
+    const tolvane::CallersError callersError;
     stacktrace& mine = enterRegistry();
     // not under the lock: the system may hold one of its own, which this takes, too, while it tells
     // the registry of a thread's end

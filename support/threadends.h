@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/callerserror.h"
 #include "support/threadslot.h"
 
 #include <atomic>
@@ -26,6 +27,7 @@ public:
     /// others.
     void tell() const noexcept
     {
+        const CallersError callersError;
         for (int index = slots - 1; index >= 0; --index) {
             const auto slot = static_cast<slot_t>(index);
             void* const value = get(slot);

@@ -1,5 +1,7 @@
 #include <tolvane/formatwriter.h>
 
+#include "support/callerserror.h"
+
 #include <cstring>
 #include <cwchar>
 #include <new>
@@ -60,11 +62,13 @@ formatwriter::formatwriter(tracedline& line, const wchar_t* format)
 
 void formatwriter::release() noexcept
 {
+    const CallersError callersError;
     delete m_owned;
 }
 
 void formatwriter::convert()
 {
+    const CallersError callersError;
     try {
         m_owned = new string(m_narrow);
         m_narrow = nullptr;
@@ -152,6 +156,7 @@ void formatwriter::splitRest()
 /// Once a line goes through the stream, it does to its end.
 string& formatwriter::ownRest()
 {
+    const CallersError callersError;
     if (!m_split) {
         auto* const rest = m_narrow ? new string(m_narrow) : new string(m_wide);
         delete m_owned;

@@ -3,6 +3,7 @@
 #include <tolvane/formattedline.h>
 #include <tolvane/string.h>
 
+#include "support/callerserror.h"
 #include "support/clock.h"
 #include "support/threadid.h"
 #include "trace/packedline.h"
@@ -65,6 +66,7 @@ struct operandcontent
     {
         line.type = type;
         if (isLong()) {
+            const tolvane::CallersError callersError;
             auto block = std::make_unique<operandtext>(count);
             std::memcpy(block->bytes, operands, count);
             putBlock(line, packedline::operandblock, std::move(block));
@@ -92,6 +94,7 @@ struct textcontent
     {
         line.type = type;
         if (isLong()) {
+            const tolvane::CallersError callersError;
             auto block = std::make_unique<tolvane::string>();
             block->swapText(text);
             putBlock(line, packedline::textblock, std::move(block));

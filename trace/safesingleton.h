@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/callerserror.h"
 #include "support/coldpath.h"
 #include "support/mutex.h"
 
@@ -44,6 +45,7 @@ private:
 template <class object_t>
 TOLVANE_COLD object_t& safesingleton<object_t>::make()
 {
+    const tolvane::CallersError callersError;
     static auto* const object = new object_t;
     static const stopper stopAtExit{*object};
     s_instance.store(object, std::memory_order_release);

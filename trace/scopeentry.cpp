@@ -1,5 +1,6 @@
 #include "trace/scopeentry.h"
 
+#include "support/callerserror.h"
 #include "support/coldpath.h"
 #include "trace/insidelibrary.h"
 #include "trace/traceimpl.h"
@@ -9,6 +10,7 @@
 TOLVANE_COLD const hashedfunction* scopeentry::registerOnce(const hashedfunction*& function,
                                                             const char* signature)
 {
+    const tolvane::CallersError callersError;
     std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
     const insidelibrary busy;
     const lockobject lock(safesingleton<traceimpl>::instance().m_instanceMutex);

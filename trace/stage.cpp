@@ -1,5 +1,6 @@
 #include "trace/stage.h"
 
+#include "support/callerserror.h"
 #include "support/clock.h"
 #include "support/coldpath.h"
 #include "support/stamps.h"
@@ -54,6 +55,7 @@ void stage::release(stage* released) noexcept
 /// lines of this very millisecond still show the old one.
 TOLVANE_COLD unsigned long long stage::readMillisecond(unsigned long long stamp) noexcept
 {
+    const tolvane::CallersError callersError;
     unsigned long long left = 0; // nanoseconds
     m_millisecond = tolvane::Clock::current().localMilliseconds(left);
     m_millisecondUntil = tolvane::stamps::areCycles() ? stamp + left / nanosecondsPerCycle : 0;
@@ -76,6 +78,7 @@ TOLVANE_COLD void stage::fetchNext() const noexcept
 
 TOLVANE_COLD void stage::extend()
 {
+    const tolvane::CallersError callersError;
     chunk* const spare = takeSpare();
     chunk* const next = spare ? spare : new chunk;
     next->next.store(nullptr, std::memory_order_relaxed);

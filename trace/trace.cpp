@@ -3,6 +3,7 @@
 #include <tolvane/hashedfunction.h>
 
 #include "sinks/levelgeneration.h"
+#include "support/callerserror.h"
 #include "trace/traceimpl.h"
 
 namespace {
@@ -18,21 +19,25 @@ nullobject trace::__nullobject;
 
 tracestream& trace::output(const tracestream& sink)
 {
+    const tolvane::CallersError callersError;
     return dispatcher().output(sink);
 }
 
 void trace::remove(const tracestream& sink)
 {
+    const tolvane::CallersError callersError;
     dispatcher().remove(sink);
 }
 
 void trace::setLevel(tracelevel_t level)
 {
+    const tolvane::CallersError callersError;
     dispatcher().setLevel(level, tolvane::string());
 }
 
 void trace::setLevel(tracelevel_t level, const tolvane::string& name)
 {
+    const tolvane::CallersError callersError;
     dispatcher().setLevel(level, name);
 }
 
@@ -46,31 +51,37 @@ tracelevel_t trace::level(const hashedfunction& function)
 /// A copy is converted: the caller's object may be in use by several threads.
 tracelevel_t trace::level(const tolvane::string& name)
 {
+    const tolvane::CallersError callersError;
     return level(hashedfunction(tolvane::string(name).narrow()));
 }
 
 tracelevel_t trace::level(const std::string& name)
 {
+    const tolvane::CallersError callersError;
     return level(tolvane::string(name.c_str()));
 }
 
 const hashedfunction& trace::registerfunction(const char* signature)
 {
+    const tolvane::CallersError callersError;
     return dispatcher().registerfunction(signature);
 }
 
 const hashedfunction& trace::registerfunction(const wchar_t* signature)
 {
+    const tolvane::CallersError callersError;
     return registerfunction(tolvane::string(signature).narrow());
 }
 
 void trace::clearLevels(tracelevel_t level)
 {
+    const tolvane::CallersError callersError;
     dispatcher().clearLevels(level);
 }
 
 void trace::clearLevels(const tolvane::string& name)
 {
+    const tolvane::CallersError callersError;
     dispatcher().clearLevels(name);
 }
 
@@ -82,6 +93,7 @@ tracelevel_t trace::getLevelFromInt(int level, tracelevel_t fallback)
 
 void trace::flush(unsigned long long milliseconds)
 {
+    const tolvane::CallersError callersError;
     dispatcher().flushQueue(milliseconds);
 }
 
@@ -92,10 +104,12 @@ unsigned long long trace::lost()
 
 unsigned long long trace::lost(lossreason reason)
 {
+    const tolvane::CallersError callersError;
     return dispatcher().lost(reason);
 }
 
 bool trace::sync(unsigned long long milliseconds)
 {
+    const tolvane::CallersError callersError;
     return dispatcher().sync(milliseconds);
 }

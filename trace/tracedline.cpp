@@ -1,5 +1,6 @@
 #include <tolvane/tracedline.h>
 
+#include "support/callerserror.h"
 #include "support/coldpath.h"
 #include "trace/classiclocale.h"
 #include "trace/operands.h"
@@ -118,6 +119,7 @@ traceobject& tracedline::stream()
 /// What was gathered goes in front of what waits there for its line end: that came later.
 void tracedline::goOnIn(traceobject& stream)
 {
+    const CallersError callersError;
     m_stream = &stream;
     const unsigned char* const operands = m_heap ? m_heap : m_buffer;
     if (m_end != operands) {
@@ -204,6 +206,7 @@ void tracedline::insertInStream(const char* text, std::size_t length)
 /// Text beyond ASCII is converted now, since the locale may be another one later.
 void tracedline::keepConverted(const char* text, std::size_t length)
 {
+    const CallersError callersError;
     try {
         const string converted(std::string(text, length).c_str());
         keepWide(converted.c_str(), static_cast<std::size_t>(converted.length()));
@@ -256,6 +259,7 @@ bool tracedline::makeRoom(std::size_t size) noexcept
     if (m_cut || static_cast<std::size_t>(m_limit - m_end) >= size) {
         return !m_cut;
     }
+    const CallersError callersError;
     const unsigned char* const operands = m_heap ? m_heap : m_buffer;
     const auto used = static_cast<std::size_t>(m_end - operands);
     const std::size_t grown = 2 * (used + size);
@@ -333,7 +337,10 @@ void tracedline::end() noexcept
     } catch (const std::bad_alloc&) {
         // the line is dropped
     }
-    delete[] m_heap;
+    if (m_heap) {
+        const CallersError callersError;
+        delete[] m_heap;
+    }
 }
 
 } // namespace tolvane

@@ -2,6 +2,7 @@
 
 #include "sinks/levelgeneration.h"
 #include "sinks/passwriter.h"
+#include "support/callerserror.h"
 #include "support/clock.h"
 #include "support/nativethread.h"
 #include "support/nocancellation.h"
@@ -242,6 +243,7 @@ void traceimpl::clearLevels(const tolvane::string& name)
 
 tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
 {
+    const tolvane::CallersError callersError;
     const lockobject lock(m_instanceMutex);
     const unsigned int generation = levelgeneration::current(); // before the levels are looked at
     tracelevel_t greatest = tl_always;

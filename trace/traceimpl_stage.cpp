@@ -1,3 +1,4 @@
+#include "support/callerserror.h"
 #include "trace/traceimpl.h"
 
 #include "sinks/levelgeneration.h"
@@ -115,6 +116,7 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
 /// \return null when the line was lost thereby, or the thread has left or can keep no stage.
 TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunction& function)
 {
+    const tolvane::CallersError callersError;
     if (threadstage::isBusy()) {
         m_losses.note(function, level);
         return nullptr;
@@ -181,6 +183,7 @@ inline traceimpl::admission traceimpl::spend(linebudget::allowance& mine,
 TOLVANE_COLD traceimpl::admission
 traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tracelevel_t level)
 {
+    const tolvane::CallersError callersError;
     if (m_budget.take(mine)) {
         return spend(mine, function, level);
     }
@@ -216,6 +219,7 @@ traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tr
 /// wait, the thread writes.
 TOLVANE_COLD void traceimpl::relieve(admission admitted)
 {
+    const tolvane::CallersError callersError;
     if (admitted == admission::stageThenPrune) {
         const lockobject lock(m_instanceMutex);
         prune();
@@ -233,6 +237,7 @@ template <class content_t>
 TOLVANE_COLD void traceimpl::queueDirectly(tracelevel_t level, const hashedfunction& function,
                                            const content_t& content)
 {
+    const tolvane::CallersError callersError;
     {
         const lockobject lock(m_instanceMutex);
         if (m_finished) {

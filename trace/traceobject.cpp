@@ -5,6 +5,7 @@
 #include <tolvane/scopestream.h>
 #include <tolvane/trace.h>
 
+#include "support/callerserror.h"
 #include "trace/classiclocale.h"
 #include "trace/scopeentry.h"
 #include "trace/traceimpl.h"
@@ -80,6 +81,7 @@ std::streamsize traceobject::xsputn(const wchar_t* text, std::streamsize count)
 /// Appends the characters before the first NUL, which is how tolvane::string counts.
 void traceobject::append(const wchar_t* text, unsigned long long count)
 {
+    const tolvane::CallersError callersError;
     m_line.append(text, count);
 }
 
@@ -87,6 +89,7 @@ void traceobject::append(const wchar_t* text, unsigned long long count)
 /// the C library's business.
 void traceobject::insertNarrow(const char* text, std::size_t count)
 {
+    const tolvane::CallersError callersError;
     const char* const stop = tolvane::plaintext::findOdd(text, count);
     const auto plain = static_cast<std::size_t>(stop - text);
     if (plain != count && *stop != 0) {

@@ -1,5 +1,7 @@
 #include "support/standarderror.h"
 
+#include "support/writesignals.h"
+
 #include <limits.h>
 #include <poll.h>
 #include <unistd.h>
@@ -30,6 +32,7 @@ bool isReady(int file) noexcept
 
 void writeStandardError(const char* bytes, std::size_t count) noexcept
 {
+    const WriteSignals noSignals;
     while (count != 0 && isReady(STDERR_FILENO)) {
         const ssize_t written = ::write(STDERR_FILENO, bytes, std::min(count, mostAtOnce));
         if (written < 0 && errno != EINTR) {
