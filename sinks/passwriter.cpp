@@ -11,6 +11,7 @@
 #include "support/filesystem.h"
 #include "support/nocancellation.h"
 #include "support/writesignals.h"
+#include "trace/insidelibrary.h"
 
 #include <algorithm>
 #include <new>
@@ -229,6 +230,7 @@ void passwriter::callSink(destination& to, const formattedline& line)
         line.rendered(m_stamp); // it would do so itself, but not know the last line's time
     }
     const passprogress::foreigncall call(m_progress, to.attached.id);
+    const outsidelibrary outside;
     to.attached.sink->log(line);
     ++to.counted.written;
 }

@@ -4,15 +4,21 @@
 
 #include "function/functiontree.h"
 #include "sinks/levelgeneration.h"
+#include "trace/insidelibrary.h"
 
 #include <memory>
 
 using leveltree = hashedfunctiontree<tracelevel_t>;
 
-tracestream::tracestream() : m_levels(new leveltree) {}
+tracestream::tracestream()
+{
+    const insidelibrary inside;
+    m_levels = new leveltree;
+}
 
 tracestream::tracestream(const tracestream& other)
 {
+    const insidelibrary inside;
     auto levels = std::make_unique<leveltree>();
     levels->assign(*other.m_levels);
     m_levels = levels.release();
@@ -20,11 +26,13 @@ tracestream::tracestream(const tracestream& other)
 
 tracestream::~tracestream()
 {
+    const insidelibrary inside;
     delete m_levels;
 }
 
 tracestream& tracestream::operator=(const tracestream& other)
 {
+    const insidelibrary inside;
     if (this != &other && m_levels != other.m_levels) {
         m_levels->assign(*other.m_levels);
         levelgeneration::raise();
@@ -39,18 +47,21 @@ void tracestream::setLevel(tracelevel_t level)
 
 void tracestream::setLevel(tracelevel_t level, const tolvane::string& name)
 {
+    const insidelibrary inside;
     m_levels->set(level, name);
     levelgeneration::raise();
 }
 
 void tracestream::clearLevels(tracelevel_t level)
 {
+    const insidelibrary inside;
     m_levels->reset(level);
     levelgeneration::raise();
 }
 
 void tracestream::clearLevels(const tolvane::string& name)
 {
+    const insidelibrary inside;
     m_levels->clear(name);
     levelgeneration::raise();
 }

@@ -4,6 +4,7 @@
 
 #include "support/atomicref.h"
 #include "support/threadslot.h"
+#include "trace/insidelibrary.h"
 
 #include <atomic>
 #include <memory>
@@ -65,12 +66,17 @@ inline bool stacktrace::pushWithin(const hashedfunction* function,
 {
     before = tolvane::atomicRef(m_count).load(std::memory_order_relaxed);
     const Block* const block = tolvane::atomicRef(m_functions).load(std::memory_order_relaxed);
-    if (!block || before == block->size) {
+    if (!block || before >= block->size) {
         return false;
     }
     // not by the count alone: a reader that holds an older count may see this function already
     block->slots()[before].store(function, std::memory_order_release);
     tolvane::atomicRef(m_count).store(before + 1, std::memory_order_release);
+    // again: a signal handler that came in between has used the slot, and given it back
+    tolvane::atomicRef(m_functions)
+        .load(std::memory_order_relaxed)
+        ->slots()[before]
+        .store(function, std::memory_order_release);
     return true;
 }
 
@@ -100,4 +106,28 @@ inline stacktrace& stacktrace::myTrace()
 {
     stacktrace* const known = knownTrace();
     return known ? *known : findTrace();
+}
+
+/// Pushes onto the calling thread's stack. Who interrupts the library, which may be amid this very
+/// step, gets neither a lock nor memory: until he pops, the stack counts a function more than it
+/// shows, or is not there yet.
+inline void stacktrace::pushMine(const hashedfunction* function)
+{
+    if (!insidelibrary::isEntered()) {
+        myTrace().push(function);
+    } else if (stacktrace* const mine = knownTrace()) {
+        unsigned long long before = 0;
+        if (!mine->pushWithin(function, before)) {
+            tolvane::atomicRef(mine->m_count).store(before + 1, std::memory_order_release);
+        }
+    }
+}
+
+/// Pops what pushMine() has pushed in the same state of the thread.
+inline void stacktrace::popMine()
+{
+    stacktrace* const known = knownTrace();
+    if (known || !insidelibrary::isEntered()) {
+        (known ? *known : findTrace()).pop();
+    }
 }

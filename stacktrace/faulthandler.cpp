@@ -85,7 +85,8 @@ private:
 void stacktrace::FaultHandler(const tolvane::string& message)
 {
     const tolvane::CallersError callersError;
-    static const hashedfunction* function = nullptr;
+    // whatever the fault has interrupted
+    static const hashedfunction* function = &trace::registerfunction(signature);
     traceobject scope(function, signature);
     const stackclearer clearer([] { myTrace().clear(); });
     faultreport report(*function);

@@ -5,6 +5,7 @@
 #include "support/mutex.h"
 #include "support/threadid.h"
 #include "support/threadslot.h"
+#include "trace/insidelibrary.h"
 
 #include <memory>
 #include <new>
@@ -155,6 +156,7 @@ bool stacktrace::Registry::knows(unsigned int threadId) const noexcept
 
 void stacktrace::Registry::threadEnded(void* stack) noexcept
 {
+    const insidelibrary inside;
     const tolvane::Auto_Mutex lock(m_staticmutex());
     m_alltraces().leave(static_cast<Entry&>(*static_cast<stacktrace*>(stack)));
 }

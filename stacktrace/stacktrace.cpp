@@ -4,10 +4,10 @@
 
 #include "stacktrace/callstack.h"
 #include "stacktrace/registry.h"
-#include "support/callerserror.h"
 #include "support/mutex.h"
 #include "support/threadid.h"
 #include "support/threadslot.h"
+#include "trace/insidelibrary.h"
 
 #include <algorithm>
 #include <utility>
@@ -81,7 +81,7 @@ const hashedfunction* stacktrace::operator[](unsigned long long depth) const noe
 
 void stacktrace::pushGrown(const hashedfunction* function)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     Block* const block = tolvane::atomicRef(m_functions).load(std::memory_order_relaxed);
     Block* const grown = Block::make(block ? block->size * 2 : firstBlockSize, block);
     for (unsigned long long depth = 0; block && depth < block->size; ++depth) {
@@ -100,7 +100,7 @@ void stacktrace::clear() noexcept
 /// Null has its place too, so that the up() that belongs to it takes nothing else away.
 void stacktrace::down(const hashedfunction* function)
 {
-    myTrace().push(function ? function : nameless());
+    pushMine(function ? function : nameless());
 }
 
 /// Never destroyed, like the stacks.
@@ -112,9 +112,9 @@ const hashedfunction* stacktrace::nameless()
 
 bool stacktrace::up()
 {
-    stacktrace& mine = myTrace();
-    mine.pop();
-    return mine.size() == 0;
+    popMine();
+    const stacktrace* const mine = knownTrace();
+    return !mine || mine->size() == 0;
 }
 
 stacktrace stacktrace::getTrace()
@@ -134,7 +134,7 @@ std::list<stacktrace> stacktrace::getTraces()
 /// Finds the calling thread's entry, or makes it, and remembers it for the thread.
 stacktrace& stacktrace::findTrace()
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     stacktrace& mine = enterRegistry();
     // not under the lock: the system may hold one of its own, which this takes, too, while it tells
     // the registry of a thread's end

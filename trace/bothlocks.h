@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/nocancellation.h"
+#include "trace/insidelibrary.h"
 #include "trace/traceimpl.h"
 
 #include <optional>
@@ -65,6 +66,7 @@ public:
 
 private:
     const tolvane::NoCancellation m_noCancellation;
+    const insidelibrary m_inside;
     traceimpl& m_dispatcher;
     bool m_hasInstanceLock = false;
     bool m_hasSinkLock = false;

@@ -1,6 +1,6 @@
 #include <tolvane/formatwriter.h>
 
-#include "support/callerserror.h"
+#include "trace/insidelibrary.h"
 
 #include <cstring>
 #include <cwchar>
@@ -62,13 +62,13 @@ formatwriter::formatwriter(tracedline& line, const wchar_t* format)
 
 void formatwriter::release() noexcept
 {
-    const CallersError callersError;
+    const insidelibrary inside;
     delete m_owned;
 }
 
 void formatwriter::convert()
 {
-    const CallersError callersError;
+    const insidelibrary inside;
     try {
         m_owned = new string(m_narrow);
         m_narrow = nullptr;
@@ -156,7 +156,7 @@ void formatwriter::splitRest()
 /// Once a line goes through the stream, it does to its end.
 string& formatwriter::ownRest()
 {
-    const CallersError callersError;
+    const insidelibrary inside;
     if (!m_split) {
         auto* const rest = m_narrow ? new string(m_narrow) : new string(m_wide);
         delete m_owned;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "support/callerserror.h"
 #include "support/coldpath.h"
 #include "support/mutex.h"
+#include "trace/insidelibrary.h"
 
 #include <atomic>
 
@@ -45,7 +45,7 @@ private:
 template <class object_t>
 TOLVANE_COLD object_t& safesingleton<object_t>::make()
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     static auto* const object = new object_t;
     static const stopper stopAtExit{*object};
     s_instance.store(object, std::memory_order_release);

@@ -1,8 +1,8 @@
 #include <tolvane/scope.h>
 
-#include "support/callerserror.h"
 #include "support/coldpath.h"
 #include "trace/classiclocale.h"
+#include "trace/insidelibrary.h"
 #include "trace/scopeentry.h"
 
 #include <new>
@@ -48,7 +48,7 @@ TOLVANE_COLD void scope::leaveAtLength() noexcept
 /// A scope whose lines were gathered keeps the classic locale: its first line was its first use.
 TOLVANE_COLD traceobject& scopestream::build() const
 {
-    const CallersError callersError;
+    const insidelibrary inside;
     m_stream = new (m_storage) traceobject(*this);
     if (m_plain) {
         m_stream->imbue(classicLocale());

@@ -1,25 +1,47 @@
 #include "trace/scopeentry.h"
 
-#include "support/callerserror.h"
 #include "support/coldpath.h"
 #include "trace/insidelibrary.h"
+#include "trace/instancelock.h"
 #include "trace/traceimpl.h"
+
+namespace {
+
+/// Stands for a function that cannot be registered, since its scope interrupts the library. Made
+/// when the library is loaded, and never destroyed.
+const hashedfunction& unregistered = *new hashedfunction("");
+
+/// Not even lines at tl_always come from a scope of this level.
+constexpr auto noLines = static_cast<tracelevel_t>(-1);
+
+} // namespace
 
 /// Two threads may enter a function for the first time at once: the lock decides which of them
 /// registers it.
 TOLVANE_COLD const hashedfunction* scopeentry::registerOnce(const hashedfunction*& function,
                                                             const char* signature)
 {
-    const tolvane::CallersError callersError;
+    if (insidelibrary::isEntered()) {
+        return &unregistered;
+    }
     std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
-    const insidelibrary busy;
-    const lockobject lock(safesingleton<traceimpl>::instance().m_instanceMutex);
+    const instancelock lock(safesingleton<traceimpl>::instance().m_instanceMutex);
     const hashedfunction* known = shared.load(std::memory_order_acquire);
     if (!known) {
         known = &trace::registerfunction(signature);
         shared.store(known, std::memory_order_release);
     }
     return known;
+}
+
+/// Who interrupts the library cannot be told which lines sinks take. All of them are noted as lost,
+/// then, and counted by the levels of the sinks.
+TOLVANE_COLD tracelevel_t scopeentry::findLevel(const hashedfunction& function)
+{
+    if (!insidelibrary::isEntered()) {
+        return trace::level(function);
+    }
+    return safesingleton<traceimpl>::known() ? tl_trace : noLines;
 }
 
 void scopeentry::queueEntry(const hashedfunction& function)

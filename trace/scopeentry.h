@@ -64,8 +64,11 @@ public:
     /// Throws when there is no memory; the stack is then as it was.
     static tracelevel_t enter(const hashedfunction* function)
     {
-        const tracelevel_t level = trace::level(*function);
-        stacktrace::myTrace().push(function);
+        tracelevel_t level = tl_always;
+        if (!levelgeneration::remembers(*function, level)) {
+            level = findLevel(*function);
+        }
+        stacktrace::pushMine(function);
         if (level >= tl_trace) {
             queueEntry(*function);
         }
@@ -76,7 +79,7 @@ public:
     static void leave(const hashedfunction* function, tracelevel_t level) noexcept
     {
         try {
-            stacktrace::myTrace().pop();
+            stacktrace::popMine();
         } catch (const std::bad_alloc&) {
             // no memory to find this thread's stack: a scope that another thread opened is not on
             // it
@@ -89,6 +92,7 @@ public:
 private:
     static const hashedfunction* registerOnce(const hashedfunction*& function,
                                               const char* signature);
+    static tracelevel_t findLevel(const hashedfunction& function);
     static void queueEntry(const hashedfunction& function);
     static void queueExit(const hashedfunction& function) noexcept;
 };

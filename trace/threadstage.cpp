@@ -7,8 +7,9 @@ namespace threadstage {
 void leave(void* value) noexcept
 {
     const auto found = reinterpret_cast<std::uintptr_t>(value);
+    put(leftBusy); // the memory that is given back must not be asked for amid that
     if (found > leftBusy) {
-        stage::release(reinterpret_cast<stage*>(found));
+        stage::release(stageAt(found));
     }
     put(left);
     traceimpl::threadEnds();

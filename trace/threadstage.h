@@ -26,16 +26,27 @@ inline void put(std::uintptr_t value) noexcept
                                       reinterpret_cast<void*>(value));
 }
 
+/// What stands in a place that is none of the above.
+inline stage* stageAt(std::uintptr_t place) noexcept
+{
+    return reinterpret_cast<stage*>(place);
+}
+
 /// Null when the thread has none, or has left it.
 inline stage* get() noexcept
 {
     const std::uintptr_t found = place();
-    return found > leftBusy ? reinterpret_cast<stage*>(found) : nullptr;
+    return found > leftBusy ? stageAt(found) : nullptr;
+}
+
+inline bool isBusy(std::uintptr_t place) noexcept
+{
+    return place == busy || place == leftBusy;
 }
 
 inline bool isBusy() noexcept
 {
-    return place() == busy || place() == leftBusy;
+    return isBusy(place());
 }
 
 /// Gives the thread a stage, and notices when the thread ends.

@@ -4,6 +4,7 @@
 
 #include "sinks/levelgeneration.h"
 #include "support/callerserror.h"
+#include "trace/insidelibrary.h"
 #include "trace/traceimpl.h"
 
 namespace {
@@ -31,13 +32,13 @@ void trace::remove(const tracestream& sink)
 
 void trace::setLevel(tracelevel_t level)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     dispatcher().setLevel(level, tolvane::string());
 }
 
 void trace::setLevel(tracelevel_t level, const tolvane::string& name)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     dispatcher().setLevel(level, name);
 }
 
@@ -51,37 +52,37 @@ tracelevel_t trace::level(const hashedfunction& function)
 /// A copy is converted: the caller's object may be in use by several threads.
 tracelevel_t trace::level(const tolvane::string& name)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     return level(hashedfunction(tolvane::string(name).narrow()));
 }
 
 tracelevel_t trace::level(const std::string& name)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     return level(tolvane::string(name.c_str()));
 }
 
 const hashedfunction& trace::registerfunction(const char* signature)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     return dispatcher().registerfunction(signature);
 }
 
 const hashedfunction& trace::registerfunction(const wchar_t* signature)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     return registerfunction(tolvane::string(signature).narrow());
 }
 
 void trace::clearLevels(tracelevel_t level)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     dispatcher().clearLevels(level);
 }
 
 void trace::clearLevels(const tolvane::string& name)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     dispatcher().clearLevels(name);
 }
 
@@ -104,7 +105,7 @@ unsigned long long trace::lost()
 
 unsigned long long trace::lost(lossreason reason)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     return dispatcher().lost(reason);
 }
 

@@ -1,8 +1,8 @@
 #include <tolvane/tracedline.h>
 
-#include "support/callerserror.h"
 #include "support/coldpath.h"
 #include "trace/classiclocale.h"
+#include "trace/insidelibrary.h"
 #include "trace/operands.h"
 #include "trace/traceimpl.h"
 
@@ -67,6 +67,12 @@ bool isKept(char character)
     return plaintext::isPlain(character) && !endsLine(static_cast<wchar_t>(character));
 }
 
+string convert(const char* text, std::size_t length)
+{
+    const insidelibrary inside;
+    return string(std::string(text, length).c_str());
+}
+
 /// In another mode, which belongs to the thread, the digits of a number may differ.
 bool roundsAsUsual()
 {
@@ -119,7 +125,7 @@ traceobject& tracedline::stream()
 /// What was gathered goes in front of what waits there for its line end: that came later.
 void tracedline::goOnIn(traceobject& stream)
 {
-    const CallersError callersError;
+    const insidelibrary inside;
     m_stream = &stream;
     const unsigned char* const operands = m_heap ? m_heap : m_buffer;
     if (m_end != operands) {
@@ -206,9 +212,12 @@ void tracedline::insertInStream(const char* text, std::size_t length)
 /// Text beyond ASCII is converted now, since the locale may be another one later.
 void tracedline::keepConverted(const char* text, std::size_t length)
 {
-    const CallersError callersError;
+    if (insidelibrary::isEntered()) {
+        cut();
+        return;
+    }
     try {
-        const string converted(std::string(text, length).c_str());
+        const string converted = convert(text, length);
         keepWide(converted.c_str(), static_cast<std::size_t>(converted.length()));
     } catch (const std::bad_alloc&) {
         cut();
@@ -244,7 +253,7 @@ void tracedline::insertWideCharacter(wchar_t character)
     }
 }
 
-/// Without memory nothing more of the line is kept.
+/// Without memory nothing more of the line is kept. Who interrupts the library gets none.
 void tracedline::cut()
 {
     m_cut = true;
@@ -259,11 +268,12 @@ bool tracedline::makeRoom(std::size_t size) noexcept
     if (m_cut || static_cast<std::size_t>(m_limit - m_end) >= size) {
         return !m_cut;
     }
-    const CallersError callersError;
+    const bool isInterrupting = insidelibrary::isEntered();
+    const insidelibrary inside;
     const unsigned char* const operands = m_heap ? m_heap : m_buffer;
     const auto used = static_cast<std::size_t>(m_end - operands);
     const std::size_t grown = 2 * (used + size);
-    auto* const heap = new (std::nothrow) unsigned char[grown];
+    auto* const heap = isInterrupting ? nullptr : new (std::nothrow) unsigned char[grown];
     if (!heap) {
         m_cut = true;
         m_limit = m_end;
@@ -338,7 +348,7 @@ void tracedline::end() noexcept
         // the line is dropped
     }
     if (m_heap) {
-        const CallersError callersError;
+        const insidelibrary inside;
         delete[] m_heap;
     }
 }

@@ -2,7 +2,6 @@
 
 #include "sinks/levelgeneration.h"
 #include "sinks/passwriter.h"
-#include "support/callerserror.h"
 #include "support/clock.h"
 #include "support/nativethread.h"
 #include "support/nocancellation.h"
@@ -11,6 +10,7 @@
 #include "trace/bothlocks.h"
 #include "trace/forking.h"
 #include "trace/insidelibrary.h"
+#include "trace/instancelock.h"
 #include "trace/threadstage.h"
 #include "trace/writethread.h"
 
@@ -43,6 +43,20 @@ unsigned long long nextNumber() noexcept
 {
     static std::atomic<unsigned long long> last{0};
     return ++last;
+}
+
+// The application's own code.
+
+unsigned long long idOf(const tracestream& sink)
+{
+    const outsidelibrary outside;
+    return sink.id();
+}
+
+tracestream* cloneOf(const tracestream& sink)
+{
+    const outsidelibrary outside;
+    return sink.clone();
 }
 
 /// Keeps a sink's levels, to tell which lines it would have taken.
@@ -84,11 +98,11 @@ tracestream& traceimpl::output(const tracestream& sink)
 tracestream& traceimpl::attach(const tracestream& sink, std::optional<tracelevel_t> level)
 {
     sinkmap_t made;
-    const unsigned long long id = sink.id();
+    const unsigned long long id = idOf(sink);
     attachedsink& place = made[id];
     place.id = id;
     // before anything is destroyed: the sink may be the attached one
-    std::unique_ptr<tracestream> cloned(sink.clone());
+    std::unique_ptr<tracestream> cloned(cloneOf(sink));
     if (!cloned) {
         throw std::bad_alloc();
     }
@@ -129,7 +143,7 @@ void traceimpl::destroyDetached() noexcept
     if (m_inPass != 0) {
         return; // the end of the pass will
     }
-    std::optional<lockobject> lock(std::in_place, m_instanceMutex);
+    std::optional<instancelock> lock(std::in_place, m_instanceMutex);
     sinkmap_t detached = takeDetached();
     lock.reset();
     destroy(detached);
@@ -156,6 +170,7 @@ void traceimpl::destroy(sinkmap_t& detached) noexcept
     for (const auto& each : detached) {
         if (!each.second.isFaulty) {
             const passprogress::foreigncall call(m_sinkLock.progress(), each.second.id);
+            const outsidelibrary outside;
             delete each.second.sink;
         }
     }
@@ -164,6 +179,7 @@ void traceimpl::destroy(sinkmap_t& detached) noexcept
 void traceimpl::remove(const tracestream& sink)
 {
     const tolvane::NoCancellation noCancellation;
+    const insidelibrary inside;
     std::exception_ptr fault;
     packedlines batch;
     {
@@ -177,7 +193,7 @@ void traceimpl::remove(const tracestream& sink)
             m_inPass = 0;
             locks.takeInstanceLock();
         }
-        const auto found = m_sinks.find(sink.id());
+        const auto found = m_sinks.find(idOf(sink));
         if (found != m_sinks.end()) {
             detach(found);
             levelgeneration::raise();
@@ -196,7 +212,7 @@ unsigned long long traceimpl::lost(trace::lossreason reason)
     if (reason < 0 || reason >= sinkcounts::reasons) {
         return 0;
     }
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     countNoted();
     if (m_finished) { // a thread may have been about to stage its line
         loseAll(takeAll(), trace::ended);
@@ -212,8 +228,7 @@ unsigned long long traceimpl::lost(trace::lossreason reason)
 
 void traceimpl::setLevel(tracelevel_t level, const tolvane::string& name)
 {
-    const insidelibrary busy;
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     for (const auto& attached : m_sinks) {
         attached.second.sink->setLevel(level, name);
     }
@@ -221,8 +236,7 @@ void traceimpl::setLevel(tracelevel_t level, const tolvane::string& name)
 
 void traceimpl::clearLevels(tracelevel_t level)
 {
-    const insidelibrary busy;
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     for (const auto& attached : m_sinks) {
         attached.second.sink->clearLevels(level);
     }
@@ -234,8 +248,7 @@ void traceimpl::clearLevels(const tolvane::string& name)
         clearLevels(tl_always);
         return;
     }
-    const insidelibrary busy;
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     for (const auto& attached : m_sinks) {
         attached.second.sink->clearLevels(name);
     }
@@ -243,8 +256,7 @@ void traceimpl::clearLevels(const tolvane::string& name)
 
 tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
 {
-    const tolvane::CallersError callersError;
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     const unsigned int generation = levelgeneration::current(); // before the levels are looked at
     tracelevel_t greatest = tl_always;
     for (const auto& attached : m_sinks) {
@@ -256,8 +268,7 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
 
 const hashedfunction& traceimpl::registerfunction(const char* signature)
 {
-    const insidelibrary busy;
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     countedptr<hashedfunction> function(new hashedfunction(signature));
     m_functions.push_back(std::move(function));
     return *m_functions.back();
@@ -270,7 +281,6 @@ void traceimpl::startWriter() noexcept
     if (!m_running || writerRuns()) {
         return;
     }
-    const insidelibrary busy;
     try {
         if (m_faulted) {
             m_writers.push_back(std::make_unique<tolvane::ThreadControl>(new WriteThread(*this)));
@@ -369,6 +379,7 @@ bool traceimpl::writerWasKilled() const noexcept
 /// \return the hardware fault of a sink.
 std::exception_ptr traceimpl::finish() noexcept
 {
+    const insidelibrary inside;
     const bool othersAreStopped = tolvane::nativethread::othersAreStopped();
     const bool killed = writerWasKilled();
     const unsigned long long patience = othersAreStopped ? ofStopped

@@ -201,8 +201,8 @@ private:
     void prune() noexcept;
     bool isAllTaken(unsigned int generation) const noexcept;
     packedlines takeAll() noexcept;
-    void lose(trace::lossreason reason, const hashedfunction& function,
-              tracelevel_t level) noexcept;
+    void lose(trace::lossreason reason, const hashedfunction& function, tracelevel_t level,
+              unsigned long long lines = 1) noexcept;
     void loseAll(const packedlines& batch, trace::lossreason reason) noexcept;
     void refuse(unsigned long long lines) noexcept;
     void writePass();

@@ -6,6 +6,7 @@
 #include "support/nocancellation.h"
 #include "trace/bothlocks.h"
 #include "trace/insidelibrary.h"
+#include "trace/instancelock.h"
 #include "trace/linelimits.h"
 #include "trace/stage.h"
 
@@ -59,7 +60,6 @@ void traceimpl::settle() noexcept
 /// Moves what is staged to the queue. Caller holds m_instanceMutex.
 void traceimpl::drain() noexcept
 {
-    const insidelibrary busy;
     m_drainedUpTo = m_drain.run([this](stagedline& line, const stage& from) {
         try {
             m_queue.lines().append(line, from.threadId());
@@ -77,9 +77,7 @@ void traceimpl::countNoted() noexcept
 {
     const unsigned long long others = m_losses.take(
         [this](const hashedfunction& function, tracelevel_t level, unsigned long long lines) {
-            for (; lines != 0; --lines) {
-                lose(trace::noMemory, function, level);
-            }
+            lose(trace::noMemory, function, level, lines);
         });
     for (auto& attached : m_sinks) {
         attached.second.counts.lose(trace::noMemory, others);
@@ -93,7 +91,6 @@ void traceimpl::countNoted() noexcept
 /// that would be dropped. Caller holds m_instanceMutex.
 void traceimpl::prune() noexcept
 {
-    const insidelibrary busy;
     const unsigned int generation = levelgeneration::current(); // before the levels are looked at
     m_prunedUnder = generation;
     settle();
@@ -118,7 +115,6 @@ bool traceimpl::isAllTaken(unsigned int generation) const noexcept
 /// Caller holds m_instanceMutex, and m_sinkLock unless the batch is dropped.
 packedlines traceimpl::takeAll() noexcept
 {
-    const insidelibrary busy;
     m_emptiedUnder = levelgeneration::current(); // before what is staged from now on
     m_drain.forgetDoubts();
     drain();
@@ -133,23 +129,23 @@ packedlines traceimpl::takeAll() noexcept
 }
 
 /// Caller holds m_instanceMutex or m_sinkLock.
-void traceimpl::lose(trace::lossreason reason, const hashedfunction& function,
-                     tracelevel_t level) noexcept
+void traceimpl::lose(trace::lossreason reason, const hashedfunction& function, tracelevel_t level,
+                     unsigned long long lines) noexcept
 {
     for (auto& attached : m_sinks) {
         sinkcounts& counts = attached.second.counts;
         if (level <= attached.second.sink->level(function)) {
-            counts.lose(attached.second.isFaulty ? trace::destination : reason);
+            counts.lose(attached.second.isFaulty ? trace::destination : reason, lines);
         } else {
-            counts.refused.fetch_add(1, std::memory_order_relaxed);
+            counts.refused.fetch_add(lines, std::memory_order_relaxed);
         }
     }
     if (m_sinks.empty()) {
-        m_nobodys.fetch_add(1, std::memory_order_relaxed);
+        m_nobodys.fetch_add(lines, std::memory_order_relaxed);
     }
     for (const auto& sink : m_endedSinks) {
         if (level <= sink->level(function)) {
-            m_departed.lose(reason);
+            m_departed.lose(reason, lines);
         }
     }
 }
@@ -180,7 +176,7 @@ void traceimpl::writePass()
         return;
     }
     {
-        const lockobject lock(m_instanceMutex);
+        const instancelock lock(m_instanceMutex);
         m_faulted = true;
         settle(); // the next line finds no allowance, and starts a new writer
     }
@@ -201,6 +197,7 @@ void traceimpl::signalWritten()
 std::exception_ptr traceimpl::pass(passkind kind)
 {
     const tolvane::NoCancellation noCancellation;
+    const insidelibrary inside;
     packedlines batch;
     if (m_sinkLock.isMine() || !beginPass(kind, batch)) {
         return nullptr;
@@ -217,6 +214,7 @@ bool traceimpl::report(const tracestream& sink, tracelevel_t level, const packed
     if (m_sinkLock.isMine()) {
         return false;
     }
+    const insidelibrary inside;
     packedlines batch;
     std::exception_ptr fault;
     {
@@ -252,7 +250,7 @@ bool traceimpl::beginPass(passkind kind, packedlines& batch)
     patience waiting(m_sinkLock.progress());
     for (;;) {
         {
-            const lockobject lock(m_instanceMutex);
+            const instancelock lock(m_instanceMutex);
             if (!isWorthAPass(kind)) {
                 return false;
             }
@@ -315,15 +313,14 @@ void traceimpl::endPass() noexcept
 void traceimpl::keep(packedlines& written) noexcept
 {
     written.clear();
-    const insidelibrary busy;
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     m_queue.keep(written);
 }
 
 bool traceimpl::flushQueue(unsigned long long milliseconds)
 {
     const tolvane::NoCancellation noCancellation;
-    if (m_sinkLock.isMine()) {
+    if (m_sinkLock.isMine() || insidelibrary::isEntered()) {
         return false;
     }
     {
@@ -367,6 +364,9 @@ bool traceimpl::waitForPass(unsigned long long budget)
 bool traceimpl::sync(unsigned long long milliseconds)
 {
     const tolvane::NoCancellation noCancellation;
+    if (insidelibrary::isEntered()) {
+        return false;
+    }
     const tolvane::Clock& clock = tolvane::Clock::current();
     const unsigned long long asked = drainedUpTo();
     const unsigned long long start = clock.monotonicMilliseconds();
@@ -388,7 +388,7 @@ bool traceimpl::sync(unsigned long long milliseconds)
 /// A stamp that no line of before the call is younger than.
 unsigned long long traceimpl::drainedUpTo()
 {
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     drain();
     return m_drainedUpTo;
 }
@@ -397,7 +397,7 @@ unsigned long long traceimpl::drainedUpTo()
 /// \param lastBatch  the number of the last batch that such lines are in; 0 until they are taken.
 bool traceimpl::isWritten(unsigned long long before, unsigned long long& lastBatch)
 {
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     if (lastBatch == 0 && (waitingLines() == 0 || m_takenUpTo >= before || m_sinks.empty())) {
         lastBatch = std::max(m_batches, 1ULL);
     }

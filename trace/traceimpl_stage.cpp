@@ -1,4 +1,3 @@
-#include "support/callerserror.h"
 #include "trace/traceimpl.h"
 
 #include "sinks/levelgeneration.h"
@@ -6,6 +5,7 @@
 #include "support/stamps.h"
 #include "support/threadid.h"
 #include "trace/insidelibrary.h"
+#include "trace/instancelock.h"
 #include "trace/linecontents.h"
 #include "trace/linelimits.h"
 #include "trace/stage.h"
@@ -45,7 +45,7 @@ void traceimpl::stageLine(tracelevel_t level, const hashedfunction& function,
     if (!mine || mine->dispatcher() != m_number) {
         mine = enterThread(level, function);
         if (!mine) {
-            if (!threadstage::isBusy()) {
+            if (!insidelibrary::isEntered()) {
                 queueDirectly(level, function, content);
             }
             return;
@@ -116,17 +116,16 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
 /// \return null when the line was lost thereby, or the thread has left or can keep no stage.
 TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunction& function)
 {
-    const tolvane::CallersError callersError;
-    if (threadstage::isBusy()) {
+    if (insidelibrary::isEntered()) {
         m_losses.note(function, level);
         return nullptr;
     }
-    stage* const ofOther = threadstage::get(); // of another dispatcher
-    if (!ofOther && threadstage::place() != threadstage::noStage) {
+    if (threadstage::place() == threadstage::left) {
         return nullptr;
     }
+    const insidelibrary inside;
+    stage* const ofOther = threadstage::get(); // of another dispatcher
     try {
-        const insidelibrary busy;
         auto made = makeStage();
         threadstage::set(made.get());
         if (threadstage::get() != made.get()) {
@@ -148,7 +147,7 @@ TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunct
 /// notes that the thread's end is to be told, so that this comes without the library's.
 std::unique_ptr<stage> traceimpl::makeStage()
 {
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     auto made = std::make_unique<stage>(m_number, tolvane::currentThreadId());
     m_drain.add(made.get());
     return made;
@@ -183,11 +182,10 @@ inline traceimpl::admission traceimpl::spend(linebudget::allowance& mine,
 TOLVANE_COLD traceimpl::admission
 traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tracelevel_t level)
 {
-    const tolvane::CallersError callersError;
     if (m_budget.take(mine)) {
         return spend(mine, function, level);
     }
-    const lockobject lock(m_instanceMutex);
+    const instancelock lock(m_instanceMutex);
     if (m_finished) {
         lose(trace::ended, function, level);
         return admission::drop;
@@ -219,9 +217,9 @@ traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tr
 /// wait, the thread writes.
 TOLVANE_COLD void traceimpl::relieve(admission admitted)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     if (admitted == admission::stageThenPrune) {
-        const lockobject lock(m_instanceMutex);
+        const instancelock lock(m_instanceMutex);
         prune();
         if (waitingLines() <= linelimits::writeAbove) {
             return;
@@ -237,16 +235,14 @@ template <class content_t>
 TOLVANE_COLD void traceimpl::queueDirectly(tracelevel_t level, const hashedfunction& function,
                                            const content_t& content)
 {
-    const tolvane::CallersError callersError;
     {
-        const lockobject lock(m_instanceMutex);
+        const instancelock lock(m_instanceMutex);
         if (m_finished) {
             lose(trace::ended, function, level);
             return;
         }
         startWriter();
         drain();
-        const insidelibrary busy;
         try {
             appendLine(m_queue.lines(), level, function, content);
             if (!isTaken(function, level)) {

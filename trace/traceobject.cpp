@@ -5,8 +5,8 @@
 #include <tolvane/scopestream.h>
 #include <tolvane/trace.h>
 
-#include "support/callerserror.h"
 #include "trace/classiclocale.h"
+#include "trace/insidelibrary.h"
 #include "trace/scopeentry.h"
 #include "trace/traceimpl.h"
 
@@ -24,6 +24,21 @@ constexpr std::streamsize longestChunk = 0xA00000;
 /// What every stream begins with.
 constexpr std::ios_base::fmtflags usualFlags = std::ios_base::skipws | std::ios_base::dec;
 constexpr std::streamsize usualPrecision = 6;
+
+tolvane::string converted(const char* text, std::size_t count)
+{
+    const insidelibrary inside;
+    return tolvane::string(std::string(text, count).c_str());
+}
+
+/// For ASCII characters only.
+tolvane::string widened(const char* text, std::size_t count)
+{
+    const insidelibrary inside;
+    tolvane::string wide;
+    std::copy(text, text + count, wide.overwrite(count));
+    return wide;
+}
 
 } // namespace
 
@@ -81,7 +96,7 @@ std::streamsize traceobject::xsputn(const wchar_t* text, std::streamsize count)
 /// Appends the characters before the first NUL, which is how tolvane::string counts.
 void traceobject::append(const wchar_t* text, unsigned long long count)
 {
-    const tolvane::CallersError callersError;
+    const insidelibrary inside;
     m_line.append(text, count);
 }
 
@@ -89,17 +104,15 @@ void traceobject::append(const wchar_t* text, unsigned long long count)
 /// the C library's business.
 void traceobject::insertNarrow(const char* text, std::size_t count)
 {
-    const tolvane::CallersError callersError;
     const char* const stop = tolvane::plaintext::findOdd(text, count);
     const auto plain = static_cast<std::size_t>(stop - text);
     if (plain != count && *stop != 0) {
-        *this << tolvane::string(std::string(text, count).c_str());
+        *this << converted(text, count);
     } else if (insertsUnchanged()) {
+        const insidelibrary inside;
         std::copy(text, stop, m_line.extend(plain));
     } else {
-        tolvane::string wide;
-        std::copy(text, stop, wide.overwrite(plain));
-        *this << wide;
+        *this << widened(text, plain);
     }
 }
 

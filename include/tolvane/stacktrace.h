@@ -100,6 +100,8 @@ private:
 
     static const hashedfunction* nameless();
     static stacktrace* knownTrace() noexcept;
+    static void pushMine(const hashedfunction* function);
+    static void popMine();
     static stacktrace& myTrace();
     static stacktrace& findTrace();
     static stacktrace& enterRegistry();

@@ -5,6 +5,7 @@
 #include "support/stamps.h"
 #include "tests/helpers/formattedlinetest.h"
 #include "trace/bothlocks.h"
+#include "trace/instancelock.h"
 #include "trace/lineunpacker.h"
 #include "trace/threadstage.h"
 #include "trace/traceimpl.h"
@@ -42,7 +43,7 @@ struct traceimpltest
     static std::size_t sinks(traceimpl& dispatcher) { return dispatcher.m_sinks.size(); }
     static std::size_t functions(traceimpl& dispatcher)
     {
-        const lockobject lock(dispatcher.m_instanceMutex);
+        const instancelock lock(dispatcher.m_instanceMutex);
         return dispatcher.m_functions.size();
     }
 
@@ -84,14 +85,14 @@ struct traceimpltest
 
     static std::size_t waiting(traceimpl& dispatcher)
     {
-        const lockobject lock(dispatcher.m_instanceMutex);
+        const instancelock lock(dispatcher.m_instanceMutex);
         return dispatcher.waitingLines();
     }
 
     /// Of the lines that wait, those that are not staged any more.
     static std::size_t drained(traceimpl& dispatcher)
     {
-        const lockobject lock(dispatcher.m_instanceMutex);
+        const instancelock lock(dispatcher.m_instanceMutex);
         return dispatcher.m_queue.size();
     }
 
@@ -118,7 +119,7 @@ struct traceimpltest
 
     static void setLevel(unsigned long long id, tracelevel_t level)
     {
-        const lockobject lock(instance().m_instanceMutex);
+        const instancelock lock(instance().m_instanceMutex);
         tracestream& sink = *instance().m_sinks.at(id).sink;
         sink.clearLevels(level);
     }
@@ -134,7 +135,7 @@ struct traceimpltest
     /// Moves what is staged to the queue.
     static void drain(traceimpl& dispatcher)
     {
-        const lockobject lock(dispatcher.m_instanceMutex);
+        const instancelock lock(dispatcher.m_instanceMutex);
         dispatcher.drain();
     }
 
@@ -149,7 +150,7 @@ struct traceimpltest
 
     static std::vector<entry> entries(traceimpl& dispatcher)
     {
-        const lockobject lock(dispatcher.m_instanceMutex);
+        const instancelock lock(dispatcher.m_instanceMutex);
         std::vector<entry> found;
         dispatcher.drain();
         lineunpacker unpacker;
@@ -173,7 +174,7 @@ struct traceimpltest
     /// Drops what is queued, and the memory that is kept for lines to come.
     static void emptyQueue(traceimpl& dispatcher)
     {
-        const lockobject lock(dispatcher.m_instanceMutex);
+        const instancelock lock(dispatcher.m_instanceMutex);
         dispatcher.takeAll();
         dispatcher.m_queue.m_spare = {};
     }
