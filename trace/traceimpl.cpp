@@ -323,7 +323,7 @@ void traceimpl::abandonLocks() noexcept
         m_sinkLock.abandon();
     }
     if (m_writer.load()->isCurrent() && m_running) {
-        const lockobject lock(m_instanceMutex);
+        const instancelock lock(m_instanceMutex);
         m_faulted = true;
         settle(); // the next line finds no allowance, and starts a new writer
     }

@@ -81,8 +81,8 @@ public:
     {
         call(m_report->onClone);
         auto cloned = std::make_unique<probesink>(m_id, m_report);
-        cloned->m_isClone = true;
         m_report->add("clone " + std::to_string(m_id));
+        cloned->m_isClone = true;
         return cloned.release();
     }
 

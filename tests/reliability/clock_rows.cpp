@@ -132,14 +132,14 @@ public:
         return platform().numbersBehind(path, numbers);
     }
 
-    tolvane::Appended append(const std::string& path,
-                             const tolvane::Lines& lines) const noexcept override
+    tolvane::Appended append(const std::string& path, const tolvane::Lines& lines,
+                             bool mayWait) const noexcept override
     {
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             m_created.try_emplace(path, m_clock.utc());
         }
-        return platform().append(path, lines);
+        return platform().append(path, lines, mayWait);
     }
 
     bool identify(const std::string& path, tolvane::FileIdentity& identity) const noexcept override

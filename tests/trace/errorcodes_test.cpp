@@ -148,7 +148,7 @@ TEST_CASE("lines that are pruned, or written by their own thread, change no erro
     for (const tracelevel_t level : {tl_always, tl_trace}) {
         traceimpl dispatcher;
         traceimpltest::running(dispatcher) = false;
-        dispatcher.output(spoilingsink(), level);
+        dispatcher.output(spoilingsink()).setLevel(level);
         bool areKept = true;
         for (int line = 0; line < 2500 && areKept; ++line) {
             errorcodes::set(ofTheCaller);
