@@ -4,7 +4,6 @@
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/attached.h"
 #include "tests/helpers/temporaryfolder.h"
-#include "tests/helpers/traceimpltest.h"
 
 #include <tolvane/tolvane.h>
 
@@ -211,16 +210,20 @@ std::string wrongGrowth(const attempt_t& attempt)
     return grown > 0 ? std::to_string(grown) + " bytes were not released" : "";
 }
 
-/// A line whose n-th allocation fails, of a thread that has nothing of what it needs for lines.
-std::string wrongLine(linekind trace, unsigned long long after, const checkingsink& sink,
-                      outcome& found, bool& wasFelt)
+/// A line whose n-th allocation fails, on a new thread, which has or has not traced before.
+std::string wrongLine(linekind trace, bool isFirst, unsigned long long after,
+                      const checkingsink& sink, outcome& found, bool& wasFelt)
 {
     const unsigned long long lostBefore = trace::lost();
     const unsigned long long allBefore = sink.found().all();
     unsigned long long made = 0;
-    traceimpltest::leaveThread();
-    trace::sync(generousWait); // whoever drains gives back what the thread had
-    const failing result = runShort(after, [&] { trace(made); });
+    failing result;
+    std::thread([&] {
+        if (!isFirst) {
+            trace(made);
+        }
+        result = runShort(after, [&] { trace(made); });
+    }).join();
     wasFelt = result.wasFelt;
     trace::sync(generousWait);
     const unsigned long long lost = made - (sink.found().all() - allBefore);
@@ -235,6 +238,20 @@ std::string wrongLine(linekind trace, unsigned long long after, const checkingsi
     return trace::lost() - lostBefore == lost ? "" : "other lines were counted as lost";
 }
 
+void addLines(linekind trace, bool isFirst, const checkingsink& sink, outcome& found)
+{
+    bool wasFelt = true;
+    for (unsigned long long after = 0; wasFelt; ++after) {
+        std::string wrong;
+        const std::string grown = wrongGrowth([&] {
+            const std::string lately = wrongLine(trace, isFirst, after, sink, found, wasFelt);
+            wrong = wrong.empty() ? lately : wrong;
+        });
+        wrong = wrong.empty() ? grown : wrong;
+        found.add(wrong.empty() ? wrongLater(sink) : wrong);
+    }
+}
+
 outcome noMemoryForLine(unsigned long long times)
 {
     outcome found;
@@ -243,40 +260,8 @@ outcome noMemoryForLine(unsigned long long times)
     wrongLater(sink);
     for (unsigned long long round = 0; round < times; ++round) {
         for (const linekind trace : kinds) {
-            bool wasFelt = true;
-            for (unsigned long long after = 0; wasFelt; ++after) {
-                std::string wrong;
-                const std::string grown = wrongGrowth([&] {
-                    const std::string lately = wrongLine(trace, after, sink, found, wasFelt);
-                    wrong = wrong.empty() ? lately : wrong;
-                });
-                wrong = wrong.empty() ? grown : wrong;
-                found.add(wrong.empty() ? wrongLater(sink) : wrong);
-            }
-        }
-    }
-    return found;
-}
-
-/// The first line, and the first function, of a new thread.
-outcome noMemoryForThread(unsigned long long times)
-{
-    outcome found;
-    const checkingsink sink;
-    const attached attachment(sink, tl_info);
-    wrongLater(sink);
-    for (unsigned long long round = 0; round < times; ++round) {
-        bool wasFelt = true;
-        for (unsigned long long after = 0; wasFelt; ++after) {
-            unsigned long long made = 0;
-            const unsigned long long allBefore = sink.found().all();
-            failing result;
-            std::thread([&] { result = runShort(after, [&made] { traceWhole(made); }); }).join();
-            wasFelt = result.wasFelt;
-            trace::sync(generousWait);
-            found.made += made;
-            found.lost += made - (sink.found().all() - allBefore);
-            found.add(result.wrong.empty() ? wrongLater(sink) : result.wrong);
+            addLines(trace, true, sink, found);
+            addLines(trace, false, sink, found);
         }
     }
     return found;
@@ -505,15 +490,11 @@ group memoryRows()
         {
             {"no-memory-for-line",
              {1, 100, 1, 20},
-             "the n-th allocation of a line fails and all that follow, for every n",
+             "the n-th allocation of a line fails and all that follow, for every n; a thread's "
+             "first line, and a later one",
              "The line is cut or lost, and counted then. Only std::bad_alloc passes, all locks are "
              "free, nothing leaks, and later lines are whole.",
              noMemoryForLine},
-            {"no-memory-for-thread",
-             {1, 100, 1, 20},
-             "the same for a thread's first scope and line",
-             promise,
-             noMemoryForThread},
             {"no-memory-for-registration",
              {1, 100, 1, 20},
              "the same when functions are registered, and levels set, cleared and asked for",
