@@ -8,6 +8,7 @@
 #include "sinks/levelgeneration.h"
 #include "sinks/rotation.h"
 #include "stacktrace/structuredexception.h"
+#include "support/coldpath.h"
 #include "support/filesystem.h"
 #include "support/nocancellation.h"
 #include "support/writesignals.h"
@@ -30,6 +31,14 @@ void publishCount(unsigned long long& counted, std::atomic<unsigned long long>& 
     if (counted != 0) {
         count.fetch_add(std::exchange(counted, 0), std::memory_order_relaxed);
     }
+}
+
+/// A call of its own: a compiler expects an exception from a call, and not from reading where the
+/// code of a sink is, which may be unloaded.
+TOLVANE_COLD void logTo(tracestream& sink, const formattedline& line)
+{
+    const outsidelibrary outside;
+    sink.log(line);
 }
 
 } // namespace
@@ -230,8 +239,7 @@ void passwriter::callSink(destination& to, const formattedline& line)
         line.rendered(m_stamp); // it would do so itself, but not know the last line's time
     }
     const passprogress::foreigncall call(m_progress, to.attached.id);
-    const outsidelibrary outside;
-    to.attached.sink->log(line);
+    logTo(*to.attached.sink, line);
     ++to.counted.written;
 }
 

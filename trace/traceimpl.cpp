@@ -2,6 +2,7 @@
 
 #include "sinks/levelgeneration.h"
 #include "sinks/passwriter.h"
+#include "stacktrace/structuredexception.h"
 #include "support/clock.h"
 #include "support/nativethread.h"
 #include "support/nocancellation.h"
@@ -11,6 +12,7 @@
 #include "trace/forking.h"
 #include "trace/insidelibrary.h"
 #include "trace/instancelock.h"
+#include "trace/sinkfault.h"
 #include "trace/threadstage.h"
 #include "trace/writethread.h"
 
@@ -58,6 +60,10 @@ tracestream* cloneOf(const tracestream& sink)
     const outsidelibrary outside;
     return sink.clone();
 }
+
+/// Behind a pointer: a compiler expects no exception from a destructor, nor from reading where its
+/// code is, which may be unloaded.
+void (*volatile const destroySink)(tracestream*) = [](tracestream* sink) { delete sink; };
 
 /// Keeps a sink's levels, to tell which lines it would have taken.
 class levelkeeper final : public tracestream
@@ -171,7 +177,11 @@ void traceimpl::destroy(sinkmap_t& detached) noexcept
         if (!each.second.isFaulty) {
             const passprogress::foreigncall call(m_sinkLock.progress(), each.second.id);
             const outsidelibrary outside;
-            delete each.second.sink;
+            try {
+                destroySink(each.second.sink);
+            } catch (const StructuredException&) {
+                // its code was unloaded: nobody can destroy it
+            }
         }
     }
 }
@@ -338,8 +348,13 @@ void traceimpl::stop() noexcept
     waitForWriter();
     const std::exception_ptr fault = finish();
     m_writer.load()->close();
-    if (fault) {
-        std::rethrow_exception(fault); // which ends in the terminate handler, and is reported
+    if (!fault) {
+        return;
+    }
+    try {
+        std::rethrow_exception(fault);
+    } catch (const std::exception&) {
+        reportSinkFault(); // the process is to end in order
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <tolvane/export.h>
 #include <tolvane/filetracestream.h>
+#include <tolvane/flushguard.h>
 #include <tolvane/formattedline.h>
 #include <tolvane/formatwriter.h>
 #include <tolvane/hashedfunction.h>

@@ -143,6 +143,16 @@ int returning()
     return 0;
 }
 
+/// No flush but the guard's.
+int guarded()
+{
+    const tolvane::FlushGuard guard;
+    attachFile();
+    std::thread([] { traceLines("others", 500); }).join();
+    traceLines("queued", 500);
+    return 0;
+}
+
 int exiting()
 {
     traceToTheEnd();
@@ -292,6 +302,7 @@ const std::map<std::string, int (*)()> scenarios = {
     {"silent", silent},
     {"firstLine", firstLine},
     {"returning", returning},
+    {"guarded", guarded},
     {"exiting", exiting},
     {"leavingQuickly", leavingQuickly},
     {"exitingFromThread", exitingFromThread},

@@ -90,6 +90,16 @@ TEST_CASE("a program that returns from main with lines queued loses none of them
     CHECK((run.result.endTook < quick || endsQuickly("returning")));
 }
 
+TEST_CASE("a program with a guard in main loses no line, whatever becomes of the writer",
+          "[integration]")
+{
+    const scenariorun run("guarded");
+
+    CHECK(run.result.exitCode == 0);
+    CHECK(run.hasAll("others", 500));
+    CHECK(run.hasAll("queued", 500));
+}
+
 TEST_CASE("a program that calls exit with lines queued loses none of them, and keeps its code",
           "[integration]")
 {

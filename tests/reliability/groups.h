@@ -9,6 +9,7 @@ group clockRows();
 group exitRows();
 group inputRows();
 group memoryRows();
+group misuseRows();
 group sinkRows();
 group threadRows();
 

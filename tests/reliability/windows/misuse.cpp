@@ -1,0 +1,10 @@
+#include "tests/reliability/misuse.h"
+
+namespace reliability {
+
+std::vector<row> platformMisuse()
+{
+    return {};
+}
+
+} // namespace reliability
