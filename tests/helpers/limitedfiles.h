@@ -4,7 +4,6 @@
 #include "tests/helpers/memoryfiles.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -24,6 +23,13 @@ public:
         return true;
     }
 
+    void remove(const std::string& path) const override
+    {
+        const bool wasThere = files.count(path) != 0;
+        memoryfiles::remove(path);
+        replaced[path] += wasThere && files.count(path) == 0 ? 1U : 0U;
+    }
+
     void rename(const std::string& from, const std::string& to) const override
     {
         const bool wasThere = files.count(from) != 0;
@@ -41,9 +47,11 @@ public:
             --refusals[path];
             return {};
         }
-        memoryfile file{files[path], limits.count(path) ? limits.at(path) : ~std::size_t{0},
-                        canBeCut, pipes.count(path) != 0};
-        const tolvane::Appended appended = tolvane::appendLines(file, lines, tornEnds);
+        memoryfile file{files[path], identityOf(path),
+                        limits.count(path) ? limits.at(path) : ~std::size_t{0}, canBeCut,
+                        pipes.count(path) != 0};
+        const tolvane::Appended appended =
+            tolvane::appendLines(file, lines, tornEnds[path.substr(0, path.find('/'))]);
         lastWasWhole = appended.lines == lines.count;
         waits += mayWait && appended.isStuck ? 1 : 0;
         return appended;
@@ -51,13 +59,9 @@ public:
 
     bool identify(const std::string& path, tolvane::FileIdentity& identity) const noexcept override
     {
-        const auto found = files.find(path);
-        if (found == files.end()) {
-            return false;
-        }
-        identity.volume = replaced[path];
-        identity.number = reinterpret_cast<std::uintptr_t>(&*found);
-        return true;
+        const bool isThere = files.count(path) != 0;
+        identity = isThere ? identityOf(path) : identity;
+        return isThere;
     }
 
     std::map<std::string, std::size_t> limits;   ///< bytes that fit into a file
@@ -74,6 +78,7 @@ private:
     struct memoryfile
     {
         std::string& bytes;
+        tolvane::FileIdentity identity;
         std::size_t limit;
         bool canBeCut;
         bool isPipe;
@@ -98,11 +103,20 @@ private:
 
         bool end(tolvane::FileEnd& end) const
         {
-            end.file.number = reinterpret_cast<std::uintptr_t>(&bytes);
+            end.file = identity;
             end.size = bytes.size();
             return true;
         }
     };
 
-    mutable tolvane::TornEnds tornEnds;
+    /// Whatever comes to have a name is another file than what had it before.
+    tolvane::FileIdentity identityOf(const std::string& path) const
+    {
+        const auto number = numbers.emplace(path, numbers.size()).first->second;
+        return {replaced[path], number};
+    }
+
+    mutable std::map<std::string, std::size_t> numbers; ///< of the paths, as they came
+    mutable std::map<std::string, tolvane::TornEnds>
+        tornEnds; ///< by folder: none makes another forget
 };

@@ -108,34 +108,15 @@ int heldAtRotation(const std::string& folder)
     return 0;
 }
 
-/// Another process has locked the bytes at the end of the file.
-int lockedBytes(const std::string& folder)
-{
-    const std::string path = folder + "/trace.log";
-    trace::output(filetracestream(path.c_str())).setLevel(tl_info);
-    const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    OVERLAPPED from = {};
-    say("locked", LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 100000, 0, &from) ? 1 : 0);
-    traceLines(0, 10);
-    sayLost("lost");
-    UnlockFileEx(file, 0, 100000, 0, &from);
-    CloseHandle(file);
-    traceLines(10, 10);
-    sayLost("lost in all");
-    sayLines("in the file", path);
-    return 0;
-}
-
 } // namespace
 
 const std::map<std::string, case_t>& platformCases()
 {
     static const std::map<std::string, case_t> cases = {
-        {"holdAlone", holdAlone},     {"holdAgainstDeletion", holdAgainstDeletion},
-        {"lockedFile", lockedFile},   {"heldAtRotation", heldAtRotation},
-        {"lockedBytes", lockedBytes},
+        {"holdAlone", holdAlone},
+        {"holdAgainstDeletion", holdAgainstDeletion},
+        {"lockedFile", lockedFile},
+        {"heldAtRotation", heldAtRotation},
     };
     return cases;
 }

@@ -24,13 +24,3 @@ TEST_CASE("a file that another process keeps from being renamed is emptied, and 
                                                  "in the newest old file: 1\n"
                                                  "in the one before: 1\n");
 }
-
-TEST_CASE("while somebody has locked a file's bytes its lines are lost", "[integration][files]")
-{
-    const temporaryfolder folder;
-
-    CHECK(sayingsOf("lockedBytes", folder) == "locked: 1\n"
-                                              "lost: 10\n"
-                                              "lost in all: 10\n"
-                                              "in the file: 10\n");
-}
