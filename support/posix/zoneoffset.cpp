@@ -8,7 +8,18 @@ namespace tolvane {
 
 namespace {
 
-ZoneWatch watch;
+/// Never destroyed: lines are stamped until the very end of the process.
+union forever {
+    constexpr forever() noexcept : watch() {}
+    ~forever() {}
+
+    forever(const forever&) = delete;
+    forever& operator=(const forever&) = delete;
+
+    ZoneWatch watch;
+};
+
+forever zone;
 
 } // namespace
 
@@ -16,7 +27,7 @@ ZoneWatch watch;
 long zoneOffset(long long second) noexcept
 {
     long offset = 0;
-    if (watch.look(second, offset)) {
+    if (zone.watch.look(second, offset)) {
         return offset;
     }
     const time_t time = second;

@@ -91,6 +91,11 @@ ZoneWatch::state ZoneWatch::stateOf(const std::string& path) noexcept
     return {true, found.st_dev, found.st_ino, found.st_size, found.st_mtim};
 }
 
+ZoneWatch::~ZoneWatch()
+{
+    delete m_rules;
+}
+
 bool ZoneWatch::look(long long second, long& offset) noexcept
 {
     if (!m_isTaken.exchange(true, std::memory_order_acquire)) {

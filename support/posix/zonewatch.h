@@ -26,6 +26,7 @@ class ZoneWatch
 {
 public:
     constexpr ZoneWatch() noexcept = default;
+    ~ZoneWatch();
 
     ZoneWatch(const ZoneWatch&) = delete;
     ZoneWatch& operator=(const ZoneWatch&) = delete;
@@ -57,8 +58,7 @@ private:
 
     std::atomic<bool> m_isTaken{false}; ///< by the one that looks
     std::atomic<long> m_offset{notOwn}; ///< that was found last; notOwn: the C library knows it
-    rules* m_rules = nullptr; ///< made at the first look and never destroyed: lines are stamped
-                              ///< until the very end of the process
+    rules* m_rules = nullptr;           ///< owned; made at the first look
 };
 
 } // namespace tolvane
