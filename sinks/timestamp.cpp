@@ -17,21 +17,24 @@ constexpr std::size_t markLength = 2;
 constexpr std::size_t longestPart = 65536;
 
 /// Appends a part of the format, rendered. wcsftime answers 0 both for a buffer that is too small
-/// and for an empty result; a blank behind the part, cut off again, tells them apart.
+/// and for an empty result; a blank behind the part, cut off again, tells them apart. Some runtimes
+/// fill a buffer that is too small, and answer its size.
 void appendRendered(std::wstring& result, const std::wstring& part, const std::tm& fields)
 {
     if (part.empty()) {
         return;
     }
     const std::wstring guarded = part + L' ';
-    std::wstring buffer(guarded.size() * 2, L'\0');
-    std::size_t written = 0;
-    while ((written = std::wcsftime(buffer.data(), buffer.size(), guarded.c_str(), &fields)) == 0 &&
-           buffer.size() < longestPart) {
-        buffer.resize(buffer.size() * 2);
-    }
-    if (written != 0) {
-        result.append(buffer, 0, written - 1);
+    for (std::size_t size = guarded.size() * 2;; size *= 2) {
+        std::wstring buffer(size, L'\0');
+        const std::size_t written = std::wcsftime(buffer.data(), size, guarded.c_str(), &fields);
+        const bool isWhole = written != 0 && written != size;
+        if (isWhole) {
+            result.append(buffer, 0, written - 1);
+        }
+        if (isWhole || size >= longestPart) {
+            return;
+        }
     }
 }
 

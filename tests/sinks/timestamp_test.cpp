@@ -76,6 +76,15 @@ TEST_CASE("a part that renders to far more than its own length is whole", "[sink
     CHECK(stamp(sampleTime, (format + L"%u" + format).c_str()) == expected + L"045" + expected);
 }
 
+TEST_CASE("a name that is longer than its specifier is whole", "[sinks]")
+{
+    const unsigned long long day = 86400000;
+    CHECK(stamp(sampleTime, L"%A") == L"Tuesday");
+    CHECK(stamp(sampleTime + day, L"%A") == L"Wednesday");
+    CHECK(stamp(sampleTime, L"%B %u") == L"March 045");
+    CHECK(stamp(sampleTime + 180 * day, L"%B") == L"September");
+}
+
 TEST_CASE("a time that no calendar has still gives a stamp with its milliseconds", "[sinks]")
 {
     for (const unsigned long long time : {~0ULL, 1ULL << 63, 400000000000000ULL}) {
