@@ -4,22 +4,19 @@
 
 #include <time.h>
 
+#include <new>
+
 namespace tolvane {
 
 namespace {
 
 /// Never destroyed: lines are stamped until the very end of the process.
-union forever {
-    constexpr forever() noexcept : watch() {}
-    ~forever() {}
-
-    forever(const forever&) = delete;
-    forever& operator=(const forever&) = delete;
-
-    ZoneWatch watch;
-};
-
-forever zone;
+ZoneWatch& theWatch() noexcept
+{
+    alignas(ZoneWatch) static unsigned char memory[sizeof(ZoneWatch)];
+    static auto* const watch = new (memory) ZoneWatch;
+    return *watch;
+}
 
 } // namespace
 
@@ -27,7 +24,7 @@ forever zone;
 long zoneOffset(long long second) noexcept
 {
     long offset = 0;
-    if (zone.watch.look(second, offset)) {
+    if (theWatch().look(second, offset)) {
         return offset;
     }
     const time_t time = second;
