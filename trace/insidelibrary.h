@@ -37,7 +37,8 @@ public:
         if (stage* const mine = threadstage::get()) {
             mine->setVisited(m_wasVisited);
         } else if (threadstage::isBusy()) {
-            threadstage::put(m_before);
+            // a stage that was there is gone: this is the child of a fork within a sink's call
+            threadstage::put(m_before > threadstage::leftBusy ? threadstage::noStage : m_before);
         }
     }
 

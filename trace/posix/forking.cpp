@@ -7,6 +7,9 @@
 #include "trace/traceimpl.h"
 
 #include <pthread.h>
+#include <signal.h>
+
+#include <initializer_list>
 
 // The one thread of a forked process is a copy of the thread that forked, and finds all locks as
 // they were. So that thread takes them before, and both copies give them back. Nothing is called
@@ -17,8 +20,28 @@ namespace {
 /// Of the thread that forks, which is the same one in parent and child.
 __attribute__((tls_model("initial-exec"))) thread_local traceimpl::forklocks held;
 
+/// The same thread's.
+thread_local sigset_t signalsBefore;
+
+/// A handler that traces would find the locks taken, in the child by a thread of another number.
+void blockSignals() noexcept
+{
+    sigset_t signals;
+    sigfillset(&signals);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT}) {
+        sigdelset(&signals, fault);
+    }
+    pthread_sigmask(SIG_SETMASK, &signals, &signalsBefore);
+}
+
+void unblockSignals() noexcept
+{
+    pthread_sigmask(SIG_SETMASK, &signalsBefore, nullptr);
+}
+
 void beforeFork() noexcept
 {
+    blockSignals();
     traceimpl* const dispatcher = traceimpl::known();
     held = dispatcher ? dispatcher->beforeFork() : traceimpl::forklocks();
     threadstacks::beforeFork();
@@ -30,6 +53,7 @@ void afterForkInParent() noexcept
     if (traceimpl* const dispatcher = traceimpl::known()) {
         dispatcher->afterForkInParent(held);
     }
+    unblockSignals();
 }
 
 void afterForkInChild() noexcept
@@ -38,6 +62,7 @@ void afterForkInChild() noexcept
     if (traceimpl* const dispatcher = traceimpl::known()) {
         dispatcher->afterForkInChild(held);
     }
+    unblockSignals();
 }
 
 /// Objects that are made on first use: a thread that makes one while another forks would leave it

@@ -262,10 +262,56 @@ int generations()
     return deeper(0);
 }
 
+std::atomic<pid_t> forkedBySink{-1};
+
+/// Forks on its first line, and lets the child go on.
+class dividingsink : public tracestream
+{
+public:
+    void log(const formattedline&) override
+    {
+        if (forkedBySink == -1) {
+            forkedBySink = 0;
+            const pid_t process = fork();
+            if (process == 0) {
+                alarm(longestLife);
+            }
+            forkedBySink = process;
+        }
+    }
+
+    unsigned long long id() const override { return 1; }
+    dividingsink* clone() const override { return new dividingsink; }
+};
+
+/// The child comes out of the sink's call, and out of the flush, and traces.
+int goingOn()
+{
+    attachFile();
+    trace::output(dividingsink()).setLevel(tl_info);
+    traceLine("before.");
+    while (forkedBySink == -1) {
+        trace::flush(0);
+    }
+    trace::remove(dividingsink());
+    if (forkedBySink != 0) {
+        return waitFor(forkedBySink);
+    }
+    traceLine("child.");
+    trace::sync(10000);
+    std::_Exit(fileHas("child.") ? 0 : 1);
+}
+
 const std::map<std::string, int (*)()> scenarios = {
-    {"once", once},           {"daemon", daemon},           {"inBurst", inBurst},
-    {"inSink", inSink},       {"spawning", spawning},       {"besideStuckSink", besideStuckSink},
-    {"reporting", reporting}, {"generations", generations},
+    {"once", once},
+    {"daemon", daemon},
+    {"inBurst", inBurst},
+    {"goingOn", goingOn},
+    {"inSink", inSink},
+    {"spawning", spawning},
+    {"besideStuckSink", besideStuckSink},
+    {"reporting", reporting},
+    {"generations", generations},
 };
 
 } // namespace

@@ -115,6 +115,11 @@ TEST_CASE("a sink may start a program", "[integration]")
     CHECK(forkrun("inSink").result.exitCode == 0);
 }
 
+TEST_CASE("the child of a sink that forks may come out of the sink, and trace", "[integration]")
+{
+    CHECK(forkrun("goingOn").result.exitCode == 0);
+}
+
 TEST_CASE("programs that are started without a fork leave tracing alone", "[integration]")
 {
     const forkrun run("spawning", 10);
