@@ -6,7 +6,7 @@ const char* const programName = "tolvane_reliability";
 
 std::vector<group> allGroups()
 {
-    return {sinkRows(), threadRows(), exitRows(), inputRows(), misuseRows()};
+    return {sinkRows(), threadRows(), exitRows(), inputRows(), misuseRows(), processRows()};
 }
 
 } // namespace reliability

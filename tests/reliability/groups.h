@@ -10,6 +10,7 @@ group exitRows();
 group inputRows();
 group memoryRows();
 group misuseRows();
+group processRows();
 group sinkRows();
 group threadRows();
 
