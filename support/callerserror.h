@@ -16,7 +16,7 @@ public:
 
 private:
     const int m_errno;
-    const unsigned int m_lastError; ///< 0 where there is none
+    const unsigned int m_lastError = 0; ///< where there is one
 };
 
 } // namespace tolvane

@@ -4,7 +4,7 @@
 
 namespace tolvane {
 
-CallersError::CallersError() noexcept : m_errno(errno), m_lastError(0) {}
+CallersError::CallersError() noexcept : m_errno(errno) {}
 
 CallersError::~CallersError()
 {
