@@ -32,4 +32,8 @@ std::vector<exitway> platformExits();
 /// What a process ends with that calls abort.
 int abortCode();
 
+/// What a process ends with whose system fails itself while it ends the process's threads; no
+/// process's code where that does not happen.
+long long systemFailureCode();
+
 } // namespace reliability

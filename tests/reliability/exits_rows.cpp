@@ -84,15 +84,29 @@ struct leftlines
     unsigned long long torn = 0;  ///< the last line not counted
 };
 
+/// Runs that the system spoils are no runs of the library's, and are made again.
+childresult runUnspoiled(const exitway& way, const std::string& path)
+{
+    constexpr int mostTries = 10;
+    childresult result;
+    for (int tries = 0; tries < mostTries; ++tries) {
+        std::filesystem::remove(path);
+        result = runScenario("leave", {way.name, path});
+        if (result.exitCode != systemFailureCode()) {
+            break;
+        }
+    }
+    return result;
+}
+
 outcome leaveBy(const exitway& way, unsigned long long times)
 {
     outcome found;
     const temporaryfolder folder;
     for (unsigned long long run = 0; run < times; ++run) {
         const std::string path = folder.file("trace.log");
-        const childresult result = runScenario("leave", {way.name, path});
+        const childresult result = runUnspoiled(way, path);
         const leftlines left(path);
-        std::filesystem::remove(path);
         const unsigned long long lost = mainsLines - left.mains;
         found.made += mainsLines;
         found.lost += lost;
@@ -116,7 +130,7 @@ group exitRows()
     for (const exitway& way : ways) {
         rows.rows.push_back(
             {"exit-by-" + std::string(way.name),
-             {10, 1000, 3, 100},
+             {10, 1000, 1, 100},
              std::string(way.injected) + ", with lines queued and 3 threads tracing",
              way.promise,
              [&way](unsigned long long times) { return leaveBy(way, times); }});

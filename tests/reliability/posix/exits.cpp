@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <limits>
 
 namespace reliability {
 
@@ -52,6 +53,11 @@ std::vector<exitway> platformExits()
 int abortCode()
 {
     return signalOffset + SIGABRT;
+}
+
+long long systemFailureCode()
+{
+    return std::numeric_limits<long long>::max();
 }
 
 } // namespace reliability

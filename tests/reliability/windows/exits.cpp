@@ -52,4 +52,11 @@ int abortCode()
     return 3;
 }
 
+/// An assertion of Wine's own fails now and then when a thread is ended amid its work with a file.
+long long systemFailureCode()
+{
+    constexpr unsigned int exceptionWineAssertion = 0x80000101;
+    return static_cast<int>(exceptionWineAssertion);
+}
+
 } // namespace reliability
