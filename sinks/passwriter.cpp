@@ -12,6 +12,7 @@
 #include "support/filesystem.h"
 #include "support/nocancellation.h"
 #include "support/writesignals.h"
+#include "trace/faultpoint.h"
 #include "trace/insidelibrary.h"
 
 #include <algorithm>
@@ -192,6 +193,7 @@ const formattedline* passwriter::recordOf(const queuedline& line) noexcept
     }
     m_unpacked = nullptr;
     try {
+        faultpoint::reach(faultpoint::unpacking);
         m_record = &m_unpacker.unpack(line);
         m_unpacked = &line;
         return m_record;
@@ -233,6 +235,7 @@ void passwriter::stopGathering() noexcept
 /// The sink may look at files, and it may never come back.
 void passwriter::callSink(destination& to, const formattedline& line)
 {
+    faultpoint::reach(faultpoint::callingSink);
     settleAll();
     publish();
     if (to.isStream) {
@@ -267,6 +270,7 @@ trace::lossreason passwriter::reasonOfException(destination& to)
 
 void passwriter::gather(destination& to, const formattedline& line)
 {
+    faultpoint::reach(faultpoint::gathering);
     const tolvane::string& text = line.rendered(m_stamp);
     const std::size_t whole = to.bytes.size();
     try {
@@ -307,6 +311,7 @@ void passwriter::settle(destination& to) noexcept
     tolvane::Lines left = {to.bytes.data(), 0, to.lineEnds.data(), to.lineEnds.size()};
     bool isStuck = false;
     while (left.count != 0) {
+        faultpoint::reach(faultpoint::settling);
         m_progress.move();
         const tolvane::Appended appended =
             tolvane::FileSystem::current().append(to.path, left, !to.attached.isStuck && !isStuck);

@@ -5,6 +5,7 @@
 #include "support/clock.h"
 #include "support/nocancellation.h"
 #include "trace/bothlocks.h"
+#include "trace/faultpoint.h"
 #include "trace/insidelibrary.h"
 #include "trace/instancelock.h"
 #include "trace/linelimits.h"
@@ -61,6 +62,7 @@ void traceimpl::settle() noexcept
 void traceimpl::drain() noexcept
 {
     m_drainedUpTo = m_drain.run([this](stagedline& line, const stage& from) {
+        faultpoint::reach(faultpoint::drainingLine);
         try {
             m_queue.lines().append(line, from.threadId());
         } catch (const std::bad_alloc&) {
@@ -70,6 +72,7 @@ void traceimpl::drain() noexcept
     refuse(m_drain.takeRefused());
     m_drain.tidy();
     countNoted();
+    faultpoint::reach(faultpoint::drained);
 }
 
 /// Counts what was lost where no lock could be taken. Caller holds m_instanceMutex.
@@ -124,6 +127,7 @@ packedlines traceimpl::takeAll() noexcept
     }
     m_takenUpTo = m_drainedUpTo;
     ++m_batches;
+    faultpoint::reach(faultpoint::batchTaken);
     settle();
     return batch;
 }
@@ -186,6 +190,7 @@ void traceimpl::writePass()
 
 void traceimpl::signalWritten()
 {
+    faultpoint::reach(faultpoint::signallingFlush);
     const eventlock lock(m_written.impl());
     m_written.value = true;
     m_written.impl()->signalLocked();
@@ -205,6 +210,7 @@ std::exception_ptr traceimpl::pass(passkind kind)
     std::exception_ptr fault = writeBatch(batch);
     endPass();
     m_sinkLock.leave();
+    faultpoint::reach(faultpoint::passEnded);
     keep(batch);
     return fault;
 }
@@ -255,6 +261,7 @@ bool traceimpl::beginPass(passkind kind, packedlines& batch)
                 return false;
             }
             if (m_sinkLock.tryEnter(true)) {
+                faultpoint::reach(faultpoint::passBegun);
                 batch = takeAll();
                 m_inPass = m_batches;
                 return true;
@@ -294,7 +301,9 @@ std::exception_ptr traceimpl::writeBatch(const packedlines& batch) noexcept
 {
     try {
         passwriter writer(m_sinks, m_sinkLock.progress());
+        faultpoint::reach(faultpoint::batchBegun);
         writer.write(batch);
+        faultpoint::reach(faultpoint::batchWritten);
         return writer.fault();
     } catch (const std::bad_alloc&) {
         loseAll(batch, trace::noMemory);

@@ -4,6 +4,7 @@
 #include "support/coldpath.h"
 #include "support/stamps.h"
 #include "support/threadid.h"
+#include "trace/faultpoint.h"
 #include "trace/insidelibrary.h"
 #include "trace/instancelock.h"
 #include "trace/linecontents.h"
@@ -55,6 +56,7 @@ void traceimpl::stageLine(tracelevel_t level, const hashedfunction& function,
         m_losses.note(function, level);
         return;
     }
+    faultpoint::reach(faultpoint::captured);
     admission admitted = admission::writeFirst;
     while (admitted == admission::writeFirst) {
         admitted = stageOn(*mine, level, function, content);
@@ -96,13 +98,17 @@ inline traceimpl::admission traceimpl::stageOn(stage& mine, tracelevel_t level,
     if (!isAllowed) {
         stamp = tolvane::stamps::now(); // that may have taken its time
     }
+    faultpoint::reach(faultpoint::admitted);
     try {
         stagedline& line = mine.prepare(content.size());
+        faultpoint::reach(faultpoint::prepared);
         if (!isTaken(function, level)) {
             mine.doubt();
         }
         fillLine(line, level, function, content);
+        faultpoint::reach(faultpoint::filled);
         mine.publish(line, stamp);
+        faultpoint::reach(faultpoint::published);
     } catch (...) {
         m_losses.note(function, level);
         throw;
@@ -217,6 +223,7 @@ traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tr
 /// wait, the thread writes.
 TOLVANE_COLD void traceimpl::relieve(admission admitted)
 {
+    faultpoint::reach(faultpoint::relieving);
     const insidelibrary inside;
     if (admitted == admission::stageThenPrune) {
         const instancelock lock(m_instanceMutex);
