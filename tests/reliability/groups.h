@@ -7,6 +7,7 @@ namespace reliability {
 
 group clockRows();
 group exitRows();
+group faultRows();
 group inputRows();
 group memoryRows();
 group misuseRows();

@@ -1,0 +1,20 @@
+#include "tests/reliability/platformrows.h"
+
+namespace reliability {
+
+std::vector<row> platformFaults()
+{
+    return {};
+}
+
+std::vector<row> platformProcesses()
+{
+    return {};
+}
+
+std::vector<row> platformFiles()
+{
+    return {};
+}
+
+} // namespace reliability
