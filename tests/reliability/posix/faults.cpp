@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <array>
+#include <functional>
 
 namespace reliability {
 
@@ -98,7 +99,7 @@ std::vector<row> platformFaults()
     };
     if (!sanitizer::present) { // which have allocators of their own, with reports of their own
         rows.push_back({"stack-overflow-amid-allocator",
-                        {4, 1000, 0, 0},
+                        {4, 300, 0, 0},
                         "main uses up its stack in malloc, wherever that is",
                         "The report comes, as plain text if need be, and the thread ends.",
                         eachTime(overflowAmidAllocator)});
