@@ -6,8 +6,8 @@ const char* const programName = "tolvane_reliability";
 
 std::vector<group> allGroups()
 {
-    return {sinkRows(),  threadRows(), exitRows(),   faultRows(),
-            inputRows(), misuseRows(), processRows()};
+    return {sinkRows(),  threadRows(), exitRows(),    faultRows(),
+            inputRows(), misuseRows(), processRows(), fileRows()};
 }
 
 } // namespace reliability

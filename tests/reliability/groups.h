@@ -8,6 +8,7 @@ namespace reliability {
 group clockRows();
 group exitRows();
 group faultRows();
+group fileRows();
 group inputRows();
 group memoryRows();
 group misuseRows();

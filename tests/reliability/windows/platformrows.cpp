@@ -12,9 +12,4 @@ std::vector<row> platformProcesses()
     return {};
 }
 
-std::vector<row> platformFiles()
-{
-    return {};
-}
-
 } // namespace reliability
