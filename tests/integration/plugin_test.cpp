@@ -1,4 +1,5 @@
 #include "tests/helpers/childprocess.h"
+#include "tests/helpers/sanitizer.h"
 #include "tests/helpers/temporaryfolder.h"
 
 #include <catch2/catch.hpp>
@@ -13,7 +14,8 @@ struct hostrun
 {
     explicit hostrun(const std::string& name, int rounds = 0)
         : result(childprocess::run(childprocess::beside("tolvane_plugin_host"),
-                                   {name, folder.file("trace.log"), std::to_string(rounds)})),
+                                   {name, folder.file("trace.log"), std::to_string(rounds)},
+                                   sanitizer::withoutLeaks())),
           file(folder.read("trace.log"))
     {
         INFO(name << " wrote to standard error: " << result.error);

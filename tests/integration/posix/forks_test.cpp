@@ -82,9 +82,10 @@ TEST_CASE("a forked daemon's lines come out while it lives", "[integration]")
     CHECK(forkrun("daemon").result.exitCode == 4);
 }
 
-TEST_CASE("forks amid tracing threads lose and repeat no line and hang no child", "[integration]")
+TEST_CASE("forks amid tracing threads lose and repeat no line and hang no child",
+          "[integration][forkburst]")
 {
-    const int forks = sanitizer::present ? 10 : 40;
+    const int forks = 40;
     const forkrun run("inBurst", forks);
 
     CHECK(run.result.exitCode == 0);
