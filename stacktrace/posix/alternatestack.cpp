@@ -1,8 +1,10 @@
 #include "stacktrace/posix/alternatestack.h"
 
+#include <pthread.h>
 #include <signal.h>
 #include <sys/auxv.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace faults {
@@ -29,6 +31,25 @@ std::size_t roundedToPages(std::size_t size)
 std::size_t signalFrameSize()
 {
     return getauxval(AT_MINSIGSTKSZ);
+}
+
+__attribute__((tls_model("initial-exec"))) thread_local uint64_t knownStackEnd = 0;
+
+/// Whether the guard area counts as part of the stack depends on the C library; nobody has anything
+/// else there.
+uint64_t findStackEnd()
+{
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes) != 0) {
+        return 0;
+    }
+    void* lowest = nullptr;
+    std::size_t size = 0;
+    std::size_t guard = 0;
+    pthread_attr_getstack(&attributes, &lowest, &size);
+    pthread_attr_getguardsize(&attributes, &guard);
+    pthread_attr_destroy(&attributes);
+    return reinterpret_cast<uint64_t>(lowest) + guard;
 }
 
 stack_t currentStack()
@@ -97,8 +118,16 @@ bool AlternateStack::isArmed() const
     return currentStack().ss_sp == static_cast<char*>(m_memory) + pageSize();
 }
 
+uint64_t stackEnd() noexcept
+{
+    return knownStackEnd;
+}
+
 void armAlternateStack()
 {
+    if (knownStackEnd == 0 && syscall(SYS_gettid) != getpid()) {
+        knownStackEnd = findStackEnd();
+    }
     static thread_local AlternateStack stack;
     stack.arm();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace faults {
 
@@ -31,6 +32,11 @@ private:
         nullptr; ///< the stack that was set before; a sanitizer frees its own at thread end
     std::size_t m_previousSize = 0; ///< bytes; 0: none was set
 };
+
+/// Where the calling thread's own stack ends, for a thread whose alternate stack was armed: the
+/// lowest address, below which is its guard area, or that of another one. 0 for the main thread,
+/// whose stack grows. Safe in signal handlers.
+uint64_t stackEnd() noexcept;
 
 /// Arms the calling thread's alternate stack; it lives as long as the thread.
 void armAlternateStack();

@@ -1,5 +1,6 @@
 #include "stacktrace/posix/arrivedsignal.h"
 
+#include "stacktrace/posix/alternatestack.h"
 #include "stacktrace/posix/signalcodes.h"
 #include "stacktrace/posix/unwindermodule.h"
 
@@ -78,9 +79,12 @@ unsigned int ArrivedSignal::exceptionCode() const
 bool ArrivedSignal::isStackOverflow() const
 {
     const uint64_t stackPointer = value(REG_RSP);
-    return m_number == SIGSEGV && isTrap(pageFaultTrap) &&
-           address() + farthestProbe >= stackPointer && address() < stackPointer + largestFrame &&
-           !hasRoomBelow(stackPointer);
+    const bool isPageFault = m_number == SIGSEGV && isTrap(pageFaultTrap);
+    const bool isNear =
+        address() + farthestProbe >= stackPointer && address() < stackPointer + largestFrame;
+    // a large frame may reach beyond the guard area, into memory of others
+    const bool isBehindEnd = address() < stackEnd() && address() + largestFrame >= stackEnd();
+    return isPageFault && isNear && (isBehindEnd || !hasRoomBelow(stackPointer));
 }
 
 /// The processor reports these like a bad address, without telling it.

@@ -42,9 +42,13 @@ int (*volatile const goDeeper)(int) = useUpStack;
 /// So much a call that the handlers find room above where the stack ended.
 int useUpStack(int depth)
 {
-    volatile char frame[32768];
-    frame[0] = static_cast<char>(depth);
-    return goDeeper(depth + 1) + frame[0];
+    constexpr int size = 32768;
+    constexpr int step = 1024; // from the top down, so that no guard area is stepped over
+    volatile char frame[size];
+    for (int place = size - 1; place >= 0; place -= step) {
+        frame[place] = static_cast<char>(depth);
+    }
+    return goDeeper(depth + 1) + frame[size - 1];
 }
 
 /// What nobody catches.
