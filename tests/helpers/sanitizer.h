@@ -12,6 +12,14 @@ constexpr bool present = true;
 constexpr bool present = false;
 #endif
 
+/// Whether it is one whose allocator's locks stay taken in a forked process, when other threads
+/// allocated at that moment.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool hindersForks = true;
+#else
+constexpr bool hindersForks = false;
+#endif
+
 /// The environment of a program some of whose threads are ended, or stay behind in another process,
 /// with all that they hold.
 inline std::map<std::string, std::string> withoutLeaks()
