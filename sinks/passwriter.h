@@ -45,8 +45,9 @@ public:
 
     /// Writes a whole batch. What a sink throws costs this sink this line. A hardware fault costs
     /// it all lines from then on: it is marked as faulty, and not called any more. The thread is
-    /// not cancelled within a sink, nor does a sink's writing send it a signal. (A sink that ends it all the same, by pthread_exit, brings the
-    /// terminate handler on, which ends this thread alone.)
+    /// not cancelled within a sink, nor does a sink's writing send it a signal. (A sink that ends
+    /// it all the same, by pthread_exit, brings the terminate handler on, which ends this thread
+    /// alone.)
     void write(const packedlines& batch) noexcept;
 
     /// The first hardware fault that came from a sink; null without one. To be thrown on when all
