@@ -45,6 +45,13 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
+/// Sanitizers have one of their own, which does not come here by itself.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    traceAllocation(size);
+    return std::malloc(size != 0 ? size : 1);
+}
+
 void operator delete(void* memory) noexcept
 {
     release(memory);
