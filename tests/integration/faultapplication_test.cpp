@@ -162,7 +162,7 @@ TEST_CASE("a thread that is ended within a sink holds up nobody, and the sink is
 }
 
 TEST_CASE("a sink that uses up the stack of the writer thread is a sink that faults",
-          "[integration]")
+          "[integration][overflow]")
 {
     const faultrun run("overflowInSink");
 

@@ -37,12 +37,6 @@ void spoil()
 class spoilingclock final : public tolvane::Clock
 {
 public:
-    spoilingclock() { use(this); }
-    ~spoilingclock() override { use(nullptr); }
-
-    spoilingclock(const spoilingclock&) = delete;
-    spoilingclock& operator=(const spoilingclock&) = delete;
-
     using Clock::localMilliseconds;
 
     unsigned long long ticks() const noexcept override { return spoiled(platform().ticks()); }
@@ -66,6 +60,21 @@ private:
         spoil();
         return time;
     }
+};
+
+/// Puts such a clock in use. It lives for ever: another test's writer may be looking at it.
+class clockspoiler
+{
+public:
+    clockspoiler()
+    {
+        static const auto* const clock = new spoilingclock;
+        tolvane::Clock::use(clock);
+    }
+    ~clockspoiler() { tolvane::Clock::use(nullptr); }
+
+    clockspoiler(const clockspoiler&) = delete;
+    clockspoiler& operator=(const clockspoiler&) = delete;
 };
 
 probesink spoilingsink()
@@ -122,7 +131,7 @@ const hashedfunction& known()
 TEST_CASE("a line changes no error code, a thread's and a dispatcher's first one included",
           "[trace][errorcodes]")
 {
-    const spoilingclock clock;
+    const clockspoiler clock;
     const hashedfunction& function = known();
 
     CHECK(keepsErrors([&](traceimpl& dispatcher) {
@@ -143,7 +152,7 @@ TEST_CASE("a line changes no error code, a thread's and a dispatcher's first one
 TEST_CASE("lines that are pruned, or written by their own thread, change no error code",
           "[trace][errorcodes]")
 {
-    const spoilingclock clock;
+    const clockspoiler clock;
     const hashedfunction& function = known();
     for (const tracelevel_t level : {tl_always, tl_trace}) {
         traceimpl dispatcher;
@@ -161,7 +170,7 @@ TEST_CASE("lines that are pruned, or written by their own thread, change no erro
 
 TEST_CASE("a line of a thread that is about to end changes no error code", "[trace][errorcodes]")
 {
-    const spoilingclock clock;
+    const clockspoiler clock;
     CHECK(keepsErrors([](traceimpl& dispatcher) {
         threadstage::put(threadstage::left);
         traceimpltest::queueMarker(dispatcher, known(), formattedline::tt_starting);

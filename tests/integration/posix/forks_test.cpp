@@ -50,7 +50,7 @@ std::map<std::string, int> texts(const std::string& file)
 
 } // namespace
 
-TEST_CASE("parent and child write their own lines, each once", "[integration]")
+TEST_CASE("parent and child write their own lines, each once", "[integration][fork]")
 {
     const forkrun run("once");
 
@@ -62,7 +62,7 @@ TEST_CASE("parent and child write their own lines, each once", "[integration]")
     CHECK(run.count(": child is thread ") == 1);
 }
 
-TEST_CASE("a child's lines carry the number of its thread", "[integration]")
+TEST_CASE("a child's lines carry the number of its thread", "[integration][fork]")
 {
     const forkrun run("once");
 
@@ -77,7 +77,7 @@ TEST_CASE("a child's lines carry the number of its thread", "[integration]")
     }
 }
 
-TEST_CASE("a forked daemon's lines come out while it lives", "[integration]")
+TEST_CASE("a forked daemon's lines come out while it lives", "[integration][fork]")
 {
     CHECK(forkrun("daemon").result.exitCode == 4);
 }
@@ -102,7 +102,7 @@ TEST_CASE("forks amid tracing threads lose and repeat no line and hang no child"
 }
 
 TEST_CASE("a fork beside a sink that is stuck is not held up, and the child goes without that sink",
-          "[integration]")
+          "[integration][fork]")
 {
     const forkrun run("besideStuckSink");
 
@@ -111,17 +111,18 @@ TEST_CASE("a fork beside a sink that is stuck is not held up, and the child goes
     CHECK(run.count(": child.\r\n") == 1);
 }
 
-TEST_CASE("a sink may start a program", "[integration]")
+TEST_CASE("a sink may start a program", "[integration][fork]")
 {
     CHECK(forkrun("inSink").result.exitCode == 0);
 }
 
-TEST_CASE("the child of a sink that forks may come out of the sink, and trace", "[integration]")
+TEST_CASE("the child of a sink that forks may come out of the sink, and trace",
+          "[integration][fork]")
 {
     CHECK(forkrun("goingOn").result.exitCode == 0);
 }
 
-TEST_CASE("programs that are started without a fork leave tracing alone", "[integration]")
+TEST_CASE("programs that are started without a fork leave tracing alone", "[integration][fork]")
 {
     const forkrun run("spawning", 10);
 
@@ -130,7 +131,7 @@ TEST_CASE("programs that are started without a fork leave tracing alone", "[inte
     CHECK(run.count(": between.\r\n") == 10);
 }
 
-TEST_CASE("a child's report names its own thread alone", "[integration]")
+TEST_CASE("a child's report names its own thread alone", "[integration][fork]")
 {
     const forkrun run("reporting");
 
@@ -138,7 +139,7 @@ TEST_CASE("a child's report names its own thread alone", "[integration]")
     CHECK(run.count("{anonymous}::reporting\r\n") == 1);
 }
 
-TEST_CASE("children of children write their lines", "[integration]")
+TEST_CASE("children of children write their lines", "[integration][fork]")
 {
     const forkrun run("generations");
 
