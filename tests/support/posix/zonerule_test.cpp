@@ -29,7 +29,7 @@ TEST_CASE("a zone's rule gives what the C library gives, in every hour of years 
           "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "AEST-10AEDT,M10.1.0,M4.1.0/3",
           "<-02>2<-01>,M3.5.0/-1,M10.5.0/0", "IST-1GMT0,M10.5.0,M3.5.0/1",
           "EET-2EEST,M3.4.4/50,M10.4.4/50", "ABC3:30:15DEF-1:00:01,J60/2:30:10,J300/-2",
-          "ABC-24:59:59", "ABC-5DEF,59/12,364/1", "XXX-2YYY,M2.5.6,M12.1.1"}) {
+          "ABC-24:59:59", "ABC-5DEF,59/12,364/1", "ABC-2DEF,M2.5.6,M12.1.1"}) {
         CAPTURE(rule);
         zoneguard::enter(rule);
         ZoneRule parsed;
