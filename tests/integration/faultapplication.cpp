@@ -3,6 +3,8 @@
 
 #include <tolvane/tolvane.h>
 
+#include "tests/helpers/hardfault.h"
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -30,14 +32,6 @@ void say(const std::string& text)
     std::fflush(stdout);
 }
 
-void readNowhere()
-{
-    static_cast<void>(*static_cast<volatile int*>(nullptr));
-}
-
-/// Behind a pointer, since compilers expect no exception from a plain instruction.
-void (*volatile const fault)() = readNowhere;
-
 void attachFile()
 {
     trace::output(filetracestream(words[2].c_str())).setLevel(tl_error);
@@ -62,7 +56,7 @@ const std::map<std::string, void (*)()> ends = {
     {"error", throwError},
     {"number", throwNumber},
     {"terminate", callTerminate},
-    {"fault", [] { fault(); }},
+    {"fault", [] { hardfault::raise(); }},
 };
 
 /// On a thread of its own, which ends thereby.
@@ -118,7 +112,7 @@ int uninstalled()
 {
     stacktrace::uninstallHandlers();
     say("uninstalled");
-    fault();
+    hardfault::raise();
     say("went on");
     return 0;
 }
@@ -128,7 +122,7 @@ int installedAgain()
     stacktrace::uninstallHandlers();
     stacktrace::installHandlers();
     try {
-        fault();
+        hardfault::raise();
     } catch (const std::exception&) {
         say("caught");
     }
@@ -273,27 +267,10 @@ int endInSink()
     return 0;
 }
 
-int useUpStack(int depth);
-
-/// Behind a pointer, since compilers see that the recursion has no end.
-int (*volatile const goDeeper)(int) = useUpStack;
-
-/// So much a call that the handlers find room above where the stack ended.
-int useUpStack(int depth)
-{
-    constexpr int size = 32768;
-    constexpr int step = 1024; // from the top down, so that no guard area is stepped over
-    volatile char frame[size];
-    for (int place = size - 1; place >= 0; place -= step) {
-        frame[place] = static_cast<char>(depth);
-    }
-    return goDeeper(depth + 1) + frame[size - 1];
-}
-
 class deepsink : public tracestream
 {
 public:
-    void log(const formattedline&) override { static_cast<void>(goDeeper(0)); }
+    void log(const formattedline&) override { static_cast<void>(hardfault::goDeeper(0)); }
     unsigned long long id() const override { return 1; }
     deepsink* clone() const override { return new deepsink; }
 };

@@ -2,6 +2,7 @@
 
 #include <tolvane/tolvane.h>
 
+#include "tests/helpers/hardfault.h"
 #include "tests/helpers/sanitizer.h"
 #include "tests/helpers/temporaryfolder.h"
 #include "tests/reliability/rows.h"
@@ -23,14 +24,6 @@ std::atomic<bool> isReached{false};
 thread_local bool isProgramsOwn = false;
 std::atomic<bool> isForWriter{false};
 
-void readNowhere()
-{
-    static_cast<void>(*static_cast<volatile int*>(nullptr));
-}
-
-/// Behind a pointer, since compilers expect no exception from a plain instruction.
-void (*volatile const fault)() = readNowhere;
-
 } // namespace
 
 void faultpoint::reach(number point)
@@ -38,7 +31,7 @@ void faultpoint::reach(number point)
     if (point == armed && isProgramsOwn != isForWriter) {
         armed = 0;
         isReached = true;
-        fault();
+        hardfault::raise();
     }
 }
 

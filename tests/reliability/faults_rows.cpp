@@ -4,6 +4,7 @@
 #include "tests/reliability/platformrows.h"
 
 #include "tests/helpers/foreignthread.h"
+#include "tests/helpers/hardfault.h"
 #include "tests/helpers/temporaryfolder.h"
 
 #include <tolvane/tolvane.h>
@@ -21,34 +22,9 @@ namespace {
 constexpr const char* reportStart = "Unhandled Exception. Trace follows:\n";
 constexpr const char* stackEnd = ": stacktrace::FaultHandler : \n";
 
-void readNowhere()
-{
-    static_cast<void>(*static_cast<volatile int*>(nullptr));
-}
-
-/// Behind a pointer, since compilers expect no exception from a plain instruction.
-void (*volatile const fault)() = readNowhere;
-
 [[noreturn]] void throwError()
 {
     throw std::runtime_error("nobody catches this");
-}
-
-int useUpStack(int depth);
-
-/// Behind a pointer, since compilers see that the recursion has no end.
-int (*volatile const goDeeper)(int) = useUpStack;
-
-/// So much a call that the handlers find room above where the stack ended.
-int useUpStack(int depth)
-{
-    constexpr int size = 32768;
-    constexpr int step = 1024; // from the top down, so that no guard area is stepped over
-    volatile char frame[size];
-    for (int place = size - 1; place >= 0; place -= step) {
-        frame[place] = static_cast<char>(depth);
-    }
-    return goDeeper(depth + 1) + frame[size - 1];
 }
 
 /// What nobody catches.
@@ -62,8 +38,8 @@ struct uncaught
 
 constexpr std::array<uncaught, 3> allUncaught = {{
     {"exception", throwError, "std::runtime_error", "nobody catches this\n"},
-    {"fault", [] { fault(); }, "StructuredException", "STATUS_ACCESS_VIOLATION.\n"},
-    {"overflow", [] { static_cast<void>(goDeeper(0)); }, "StructuredException",
+    {"fault", [] { hardfault::raise(); }, "StructuredException", "STATUS_ACCESS_VIOLATION.\n"},
+    {"overflow", [] { static_cast<void>(hardfault::goDeeper(0)); }, "StructuredException",
      "STATUS_STACK_OVERFLOW.\n"},
 }};
 
@@ -199,7 +175,7 @@ int faultTogether(const std::vector<std::string>& arguments)
             TOLVANE_SCOPE(log);
             for (++ready; ready != count;) {
             }
-            fault();
+            hardfault::raise();
         });
     }
     for (std::thread& thread : threads) {

@@ -3,6 +3,8 @@
 
 #include <tolvane/tolvane.h>
 
+#include "tests/helpers/hardfault.h"
+
 #include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -54,18 +56,11 @@ void attach()
     TOLVANE_LOG(log, tl_error) << "starts the writer";
 }
 
-void readNowhere()
-{
-    static_cast<void>(*static_cast<volatile int*>(nullptr));
-}
-
-void (*volatile const fault)() = readNowhere;
-
 void faultInMain()
 {
     attach();
     orderSignal();
-    fault();
+    hardfault::raise();
 }
 
 void leaveMain()
@@ -85,7 +80,7 @@ void leaveBeforeWriter()
         attach();
     }).detach();
     orderSignal();
-    fault();
+    hardfault::raise();
 }
 
 /// The application blocks the signal everywhere, and fetches it.
