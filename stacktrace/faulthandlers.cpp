@@ -77,9 +77,11 @@ void onTerminate() noexcept
     sayUncaught();
     if (isHandling<AllocatorFault>()) {
         barereport::write(message);
-    } else {
-        report(message, [message] { return message; });
+        giveToOthers();
+        traceimpl::threadEnds();
+        endThreadAtOnce(terminateExitCode);
     }
+    report(message, [message] { return message; });
     if (isHandling<StructuredException>()) {
         giveToOthers();
     }

@@ -49,6 +49,10 @@ void giveToOthers() noexcept;
 /// \param code  the thread's exit code.
 [[noreturn]] void endThread(unsigned int code) noexcept;
 
+/// The same for a thread that may not be able to have memory: nothing of it is given back, and
+/// destructors of its thread_local objects may not run.
+[[noreturn]] void endThreadAtOnce(unsigned int code) noexcept;
+
 /// Keeps the library from being unloaded: a hook must never point into memory that is gone.
 void pinModule() noexcept;
 

@@ -218,6 +218,13 @@ bool isInstalled(int number)
 
 std::atomic<bool> isPureCallReported{false};
 
+void tellEnd(unsigned int code) noexcept
+{
+    if (const ThreadEndObserver observer = threadEndObserver) {
+        observer(code);
+    }
+}
+
 } // namespace
 
 void installHooks() noexcept
@@ -267,16 +274,20 @@ void giveToOthers() noexcept
 
 void endThread(unsigned int code) noexcept
 {
-    if (const ThreadEndObserver observer = threadEndObserver) {
-        observer(code);
-    }
     const bool isMainThread = syscall(SYS_gettid) == getpid();
     if (!isMainThread) {
+        tellEnd(code);
         tolvane_faults_leave(reinterpret_cast<void*>(static_cast<uintptr_t>(code)));
     }
     // The bare system call: pthread_exit on the last thread ends the process as if all had gone
     // well. On other threads the call would leave to the next user of the stack what the thread
     // had stored for its keys, and the memory of a detached thread to nobody.
+    endThreadAtOnce(code);
+}
+
+void endThreadAtOnce(unsigned int code) noexcept
+{
+    tellEnd(code);
     for (;;) {
         syscall(SYS_exit, code);
     }

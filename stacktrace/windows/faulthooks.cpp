@@ -173,6 +173,11 @@ void endThread(unsigned int code) noexcept
     ExitThread(code);
 }
 
+void endThreadAtOnce(unsigned int code) noexcept
+{
+    ExitThread(code); // the system's own allocator lets its thread in again
+}
+
 void pinModule() noexcept
 {
     HMODULE self = nullptr;

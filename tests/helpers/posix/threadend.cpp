@@ -32,8 +32,10 @@ bool isRunning(unsigned int thread)
 
 } // namespace
 
+/// Makes the place for the code now: the thread may end amid the allocator.
 threadend::threadend() : m_thread(tolvane::currentThreadId())
 {
+    noteCode(0);
     faults::observeThreadEnd(&noteCode);
 }
 

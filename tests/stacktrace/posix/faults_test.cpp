@@ -8,9 +8,10 @@
 
 namespace {
 
-childresult run(const std::string& name, const std::string& argument = "")
+childresult run(const std::string& name, const std::string& argument = "",
+                const std::string& thread = "main")
 {
-    return childprocess::run(childprocess::beside("tolvane_fault_child"), {name, "main", argument});
+    return childprocess::run(childprocess::beside("tolvane_fault_child"), {name, thread, argument});
 }
 
 } // namespace
@@ -57,10 +58,13 @@ TEST_CASE("a fault amid the allocator that nobody catches is reported in plain t
 TEST_CASE("an overflow of the stack amid the allocator is reported", "[stacktrace]")
 {
     for (int round = 0; round < 10; ++round) { // where it comes is different each time
-        const childresult result = run("overflow-in-allocator");
+        for (const char* const thread : {"main", "other"}) {
+            INFO(thread);
+            const childresult result = run("overflow-in-allocator", "", thread);
 
-        CHECK(result.output == "ended 1001\n");
-        CHECK(result.error.find("Unhandled Exception. Trace follows:") != std::string::npos);
+            CHECK(result.output == "ended 1001\n");
+            CHECK(result.error.find("Unhandled Exception. Trace follows:") != std::string::npos);
+        }
     }
 }
 
