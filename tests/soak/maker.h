@@ -82,7 +82,7 @@ private:
         const soakstate::knownrecord known = m_state.lastKnown;
         const long long number = ++m_made;
         const auto action = m_random() % 1000;
-        const beforesync before = isSync(action) ? beforesync(m_state) : beforesync();
+        const beforesync before = isSync(action) ? now() : beforesync();
         if (action % 2 == 0 && log.takes(level)) {
             ++m_state.recordsMade;
             TOLVANE_LOG(log, level) << m_number << ' ' << number << " after " << known.maker << ' '
@@ -117,7 +117,7 @@ private:
     {
         constexpr unsigned long long generous = 1000; // milliseconds
         trace::sync(generous);
-        const beforesync before(m_state);
+        const beforesync before = now();
         const long long number = ++m_made;
         queueText(function, tl_always, number, m_state.lastKnown);
         checkSync(number, before, generous);
@@ -150,27 +150,28 @@ private:
 
     struct beforesync
     {
-        beforesync() = default;
-        explicit beforesync(const soakstate& state)
-            : lost(trace::lost()), levelChanges(state.levelChanges)
-        {}
-
-        bool isStillSo(const soakstate& state) const
-        {
-            return lost == trace::lost() && levelChanges == state.levelChanges;
-        }
-
+        bool isAttached = false;
         unsigned long long lost = 0;
         unsigned int levelChanges = 0;
+
+        bool isStillSo(const beforesync& after) const
+        {
+            return isAttached && levelChanges % 2 == 0 && lost == after.lost &&
+                   levelChanges == after.levelChanges;
+        }
     };
+
+    /// A line reaches the permanent sink when that was attached before the line was made.
+    beforesync now() const
+    {
+        return {m_permanent.found().order.lines() != 0, trace::lost(), m_state.levelChanges};
+    }
 
     /// The permanent sink takes every level but while levels change: when nothing was lost
     /// meanwhile, the record has reached it.
     void checkSync(long long number, const beforesync& before, unsigned long long milliseconds)
     {
-        const bool isAttached =
-            m_permanent.found().order.lines() != 0 && before.levelChanges % 2 == 0;
-        if (trace::sync(milliseconds) && isAttached && before.isStillSo(m_state)) {
+        if (trace::sync(milliseconds) && before.isStillSo(now())) {
             ++m_state.syncsChecked;
             verdict::check(m_permanent.found().order.last(m_number) >= number,
                            "sync returned before the line had been written");
