@@ -3,6 +3,7 @@
 #include "stacktrace/threadstacks.h"
 #include "support/clock.h"
 #include "support/filesystem.h"
+#include "support/posix/zonelock.h"
 #include "support/threadid.h"
 #include "trace/traceimpl.h"
 
@@ -45,10 +46,12 @@ void beforeFork() noexcept
     traceimpl* const dispatcher = traceimpl::known();
     held = dispatcher ? dispatcher->beforeFork() : traceimpl::forklocks();
     threadstacks::beforeFork();
+    tolvane::zoneLock().lock();
 }
 
 void afterForkInParent() noexcept
 {
+    tolvane::zoneLock().unlock();
     threadstacks::afterForkInParent();
     if (traceimpl* const dispatcher = traceimpl::known()) {
         dispatcher->afterForkInParent(held);
@@ -58,6 +61,8 @@ void afterForkInParent() noexcept
 
 void afterForkInChild() noexcept
 {
+    tolvane::zoneLock().adopt();
+    tolvane::zoneLock().unlock();
     threadstacks::afterForkInChild();
     if (traceimpl* const dispatcher = traceimpl::known()) {
         dispatcher->afterForkInChild(held);
@@ -72,6 +77,7 @@ void makeWhatIsMadeOnce() noexcept
     tolvane::currentThreadId(); // follows forks itself, and comes first in the child
     tolvane::Clock::platform();
     tolvane::FileSystem::platform();
+    tolvane::zoneLock();
 }
 
 } // namespace

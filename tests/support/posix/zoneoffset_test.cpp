@@ -1,10 +1,17 @@
 #include "support/zoneoffset.h"
 
 #include "tests/helpers/posix/zoneguard.h"
+#include "tests/helpers/traceimpltest.h"
 
 #include <catch2/catch.hpp>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -34,4 +41,39 @@ TEST_CASE("zones beyond the dateline and half hours off have their offset", "[su
         zoneguard::enter(zone);
         CHECK(tolvane::zoneOffset(second) == offset);
     }
+}
+
+TEST_CASE("a process that is forked while others ask for the zone's offset can ask, too",
+          "[support][clock][fork]")
+{
+    constexpr unsigned int longestLife = 5; // seconds, of a child that hangs
+    traceimpltest::instance();              // forks are followed since there is one
+    std::atomic<bool> isEnough{false};
+    std::vector<std::thread> askers;
+    for (int asker = 0; asker < 3; ++asker) {
+        askers.emplace_back([&isEnough] {
+            for (time_t time = second; !isEnough; ++time) {
+                tolvane::zoneOffset(time);
+            }
+        });
+    }
+    int ended = 0;
+    constexpr int forks = 200;
+    for (int round = 0; round < forks && ended == round; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(longestLife);
+            tolvane::zoneOffset(second);
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        ended += status == 0 ? 1 : 0;
+    }
+    isEnough = true;
+    for (std::thread& asker : askers) {
+        asker.join();
+    }
+
+    CHECK(ended == forks);
 }
