@@ -433,20 +433,23 @@ std::exception_ptr traceimpl::finish() noexcept
     return fault;
 }
 
-/// Takes the instance lock, and the sink lock with it; each is waited for so many milliseconds, the
-/// sink lock while the instance lock is free.
+/// Takes the instance lock, and the sink lock with it; each is waited for so many milliseconds from
+/// now on, the sink lock while the instance lock is free.
 bool traceimpl::enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
                           unsigned long long instancePatience,
                           unsigned long long sinkPatience) noexcept
 {
     const tolvane::Clock& clock = tolvane::Clock::current();
     const unsigned long long start = clock.monotonicMilliseconds();
+    unsigned long long waited = 0;
     for (;;) {
-        lock.emplace(m_instanceMutex, instancePatience * ticksPerMillisecond);
+        lock.emplace(m_instanceMutex,
+                     (instancePatience - std::min(waited, instancePatience)) * ticksPerMillisecond);
         if (m_sinkLock.tryEnter(false)) {
             return true;
         }
-        if (!lock->owns() || clock.monotonicMilliseconds() - start >= sinkPatience) {
+        waited = clock.monotonicMilliseconds() - start;
+        if (!lock->owns() || waited >= sinkPatience) {
             return false;
         }
         lock.reset();

@@ -4,7 +4,7 @@
 
 #include "support/threadid.h"
 #include "tests/helpers/allocations.h"
-#include "tests/helpers/lockholder.h"
+#include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/sanitizer.h"
 #include "tests/helpers/stacktracetest.h"
 #include "tests/helpers/wholethread.h"
@@ -389,7 +389,7 @@ TEST_CASE("all stacks are found while another thread holds the registry's lock",
 {
     stacktrace::down(a);
     stacktrace::down(c);
-    lockholder holder(tester::mutex());
+    heldelsewhere holder(tester::mutex());
 
     CHECK(contains(stacktrace::getTraces(), {a, c})); // would hang with a lock
 

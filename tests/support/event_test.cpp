@@ -1,6 +1,6 @@
 #include "support/event.h"
 
-#include "tests/helpers/lockholder.h"
+#include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/scriptedclock.h"
 
 #include <catch2/catch.hpp>

@@ -1,6 +1,6 @@
 #include "support/mutex.h"
 
-#include "tests/helpers/lockholder.h"
+#include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/scriptedclock.h"
 
 #include <catch2/catch.hpp>
@@ -121,7 +121,7 @@ TEST_CASE("a free mutex is taken in time at once, without a look at the clock", 
 TEST_CASE("without time a held mutex is given up after one pause", "[support]")
 {
     Mutex mutex;
-    const lockholder holder(mutex);
+    const heldelsewhere holder(mutex);
     const scriptedclock clock;
 
     CHECK_FALSE(mutex.impl()->timedLock(0));
@@ -134,7 +134,7 @@ TEST_CASE("without time a held mutex is given up after one pause", "[support]")
 TEST_CASE("a mutex that becomes free in the last pause is given up all the same", "[support]")
 {
     Mutex mutex;
-    lockholder holder(mutex);
+    heldelsewhere holder(mutex);
     scriptedclock clock;
     clock.whenSleeping([&holder] { holder.release(); });
 
@@ -147,7 +147,7 @@ TEST_CASE("a mutex that becomes free in the last pause is given up all the same"
 TEST_CASE("a mutex that becomes free in a pause is taken by the next try", "[support]")
 {
     Mutex mutex;
-    lockholder holder(mutex);
+    heldelsewhere holder(mutex);
     scriptedclock clock;
     clock.setTicksPerSleep(100);
     clock.whenSleeping([&] {
@@ -167,7 +167,7 @@ TEST_CASE("the waiting ends with the first pass whose reading is at or beyond th
           "[support]")
 {
     Mutex mutex;
-    const lockholder holder(mutex);
+    const heldelsewhere holder(mutex);
     const struct
     {
         unsigned long long timeout;
@@ -200,7 +200,7 @@ TEST_CASE("the waiting ends with the first pass whose reading is at or beyond th
 TEST_CASE("the time is read before the pause, not behind it", "[support]")
 {
     Mutex mutex;
-    const lockholder holder(mutex);
+    const heldelsewhere holder(mutex);
     scriptedclock clock;
     clock.setTicksPerReading(500);
 
@@ -219,7 +219,7 @@ TEST_CASE("a scoped lock with a time tells whether it has the mutex", "[support]
     }
     CHECK(isFree(mutex));
 
-    lockholder holder(mutex);
+    heldelsewhere holder(mutex);
     {
         const Auto_TimedMutex lock(mutex, 0);
         CHECK_FALSE(lock.owns());

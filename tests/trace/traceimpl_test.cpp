@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -22,17 +23,6 @@
 namespace {
 
 using events_t = std::vector<std::string>;
-
-/// Whether another thread could take the lock now.
-bool isFree(tolvane::Mutex& mutex)
-{
-    bool taken = false;
-    std::thread([&] {
-        const tolvane::Auto_TimedMutex lock(mutex, 0);
-        taken = lock.owns();
-    }).join();
-    return taken;
-}
 
 constexpr unsigned long long ticksPerMillisecond = 10000;
 
@@ -650,6 +640,34 @@ TEST_CASE("a report that finds no memory leaves the sinks as they are", "[trace]
     }
 
     CHECK(dispatcher.maxLevel(function) == tl_error);
+}
+
+TEST_CASE("a report waits for both locks together no longer than for one", "[trace]")
+{
+    traceimpl dispatcher;
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    const probesink sink(1);
+    sinkblock block(sink);
+    dispatcher.output(sink);
+    traceimpltest::queue(dispatcher, function, tl_always, L"line");
+    block.waitForLine();
+    {
+        std::optional<heldelsewhere> holder;
+        scriptedclock clock;
+        clock.setTicksPerSleep(ticksPerMillisecond);
+        clock.whenSleeping([&] {
+            if (clock.sleptMilliseconds() == 900) {
+                holder.emplace(dispatcher.m_instanceMutex);
+            }
+        });
+
+        CHECK_FALSE(dispatcher.report(sink, tl_error, packedlines()));
+
+        CHECK(holder);
+        CHECK(clock.sleptMilliseconds() < 1010); // each try pauses once more than it should
+    }
+    block.release();
+    dispatcher.stop();
 }
 
 TEST_CASE("the dispatcher can be used harmlessly after its stop, and stopped again", "[trace]")
