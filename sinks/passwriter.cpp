@@ -67,11 +67,14 @@ passwriter::destination::destination(attachedsink& target)
     }
 }
 
-passwriter::passwriter(sinkmap_t& sinks, passprogress& progress) : m_progress(progress)
+passwriter::passwriter(sinkmap_t& sinks, passprogress& progress, const sinkchoice& which)
+    : m_progress(progress)
 {
     m_destinations.reserve(sinks.size()); // they are pointed to
     for (auto& sink : sinks) {
-        m_destinations.emplace_back(sink.second);
+        if (which.has(sink.first)) {
+            m_destinations.emplace_back(sink.second);
+        }
     }
     group();
     m_gathers = filesDiffer();

@@ -5,6 +5,7 @@
 
 #include "sinks/attachedsink.h"
 #include "sinks/passprogress.h"
+#include "sinks/sinkchoice.h"
 #include "sinks/timestamp.h"
 #include "trace/lineunpacker.h"
 #include "trace/packedlines.h"
@@ -38,7 +39,8 @@ class passwriter
 {
 public:
     /// Throws std::bad_alloc; nothing is written or counted then.
-    passwriter(sinkmap_t& sinks, passprogress& progress);
+    passwriter(sinkmap_t& sinks, passprogress& progress,
+               const sinkchoice& which = sinkchoice::all());
 
     passwriter(const passwriter&) = delete;
     passwriter& operator=(const passwriter&) = delete;

@@ -9,13 +9,18 @@
 #include "stacktrace/callstack.h"
 #include "stacktrace/faulthooks.h"
 #include "support/callerserror.h"
+#include "support/clock.h"
 #include "support/standarderror.h"
+#include "trace/insidelibrary.h"
 #include "trace/linecontents.h"
 #include "trace/lineunpacker.h"
 #include "trace/traceimpl.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace {
@@ -31,9 +36,14 @@ constexpr unsigned long long longestWaitAtEnd = 1000;
 class faultreport
 {
 public:
-    explicit faultreport(const hashedfunction& function) : m_function(function) {}
+    explicit faultreport(const hashedfunction& function)
+        : m_function(function), m_lines(std::make_shared<packedlines>())
+    {}
 
-    void add(tolvane::string text) { appendLine(m_lines, tl_error, m_function, textcontent{text}); }
+    void add(tolvane::string text)
+    {
+        appendLine(*m_lines, tl_error, m_function, textcontent{text});
+    }
 
     /// Outermost first, a function a line; an empty line separates the threads.
     void add(const stacktrace& stack)
@@ -45,11 +55,11 @@ public:
         add(tolvane::string());
     }
 
-    const packedlines& lines() const noexcept { return m_lines; }
+    std::shared_ptr<const packedlines> lines() const noexcept { return m_lines; }
 
 private:
     const hashedfunction& m_function;
-    packedlines m_lines;
+    const std::shared_ptr<packedlines> m_lines;
 };
 
 /// Past the dispatcher, and past the stream, whose locks another thread may hold.
@@ -62,6 +72,42 @@ void writeToStandardErrorAlone(const packedlines& lines)
         bytes.append(text.narrow()).append(1, '\n');
     }
     tolvane::writeStandardError(bytes.data(), bytes.size());
+}
+
+/// How much is left of the time that a report may take.
+class timeleft
+{
+public:
+    unsigned long long milliseconds() const noexcept
+    {
+        const unsigned long long took = tolvane::Clock::current().monotonicMilliseconds() - m_start;
+        return traceimpl::longestWaitToReport - std::min(took, traceimpl::longestWaitToReport);
+    }
+
+private:
+    const unsigned long long m_start = tolvane::Clock::current().monotonicMilliseconds();
+};
+
+/// Another thread may hold the instance lock, and be stuck in the application's code: in a sink's
+/// clone().
+bool canTrace(traceimpl& dispatcher, const timeleft& left)
+{
+    constexpr unsigned long long ticksPerMillisecond = 10000;
+    const insidelibrary inside;
+    return tolvane::Auto_TimedMutex(dispatcher.m_instanceMutex,
+                                    left.milliseconds() * ticksPerMillisecond)
+        .owns();
+}
+
+/// Registered with the first report. No guard is held meanwhile, in which another thread could be
+/// caught; two threads at once register it twice, which nobody sees.
+const hashedfunction* reporter()
+{
+    static std::atomic<const hashedfunction*> known{nullptr};
+    if (!known) {
+        known = &trace::registerfunction(signature);
+    }
+    return known;
 }
 
 /// A thread that goes on after its report starts with an empty stack.
@@ -85,10 +131,16 @@ private:
 void stacktrace::FaultHandler(const tolvane::string& message)
 {
     const tolvane::CallersError callersError;
-    // whatever the fault has interrupted
-    static const hashedfunction* function = &trace::registerfunction(signature);
-    traceobject scope(function, signature);
+    const timeleft left;
     const stackclearer clearer([] { myTrace().clear(); });
+    traceimpl& dispatcher = safesingleton<traceimpl>::instance();
+    if (!canTrace(dispatcher, left)) {
+        barereport::write(message.narrow());
+        return;
+    }
+    // whatever the fault has interrupted
+    const hashedfunction* function = reporter();
+    traceobject scope(function, signature);
     faultreport report(*function);
     if (scope.takes(tl_error)) {
         report.add(message + tolvane::string(". Trace follows:"));
@@ -96,11 +148,9 @@ void stacktrace::FaultHandler(const tolvane::string& message)
             report.add(stack);
         }
     }
-    traceimpl& dispatcher = safesingleton<traceimpl>::instance();
-    const ostreamtracestream<char> standardError(std::cerr);
-    if (!dispatcher.report(standardError, tl_error, report.lines()) &&
-        !dispatcher.isInCallOf(standardError.id())) {
-        writeToStandardErrorAlone(report.lines());
+    if (!dispatcher.report(ostreamtracestream<char>(std::cerr), tl_error, report.lines(),
+                           left.milliseconds())) {
+        writeToStandardErrorAlone(*report.lines());
     }
 }
 

@@ -1,41 +1,33 @@
 #include "stacktrace/uncaught.h"
 
 #include "stacktrace/structuredexception.h"
-#include "support/standarderror.h"
 
-#include <cstring>
 #include <exception>
 
 namespace faults {
 
 namespace {
 
-/// Piece by piece: there may be no memory to put them together.
-void say(const char* text) noexcept
-{
-    tolvane::writeStandardError(text, std::strlen(text));
-}
-
 /// Without memory for the name of a fault, whose thread may have none.
-void sayType() noexcept
+void sayType(tolvane::StandardErrorText& out) noexcept
 {
     try {
         throw;
     } catch (const StructuredException&) {
-        say("StructuredException");
+        out.put("StructuredException");
     } catch (...) {
-        nameUncaught(&say);
+        nameUncaught(out);
     }
 }
 
-void sayWhat()
+void sayWhat(tolvane::StandardErrorText& out)
 {
     try {
         throw;
     } catch (const std::exception& exception) {
-        say("  what():  ");
-        say(exception.what());
-        say("\n");
+        out.put("  what():  ");
+        out.put(exception.what());
+        out.put('\n');
     }
 }
 
@@ -43,15 +35,16 @@ void sayWhat()
 
 void sayUncaught() noexcept
 {
+    tolvane::StandardErrorText out;
     if (!std::current_exception()) {
-        say("terminate called without an active exception\n");
+        out.put("terminate called without an active exception\n");
         return;
     }
-    say("terminate called after throwing an instance of '");
-    sayType();
-    say("'\n");
+    out.put("terminate called after throwing an instance of '");
+    sayType(out);
+    out.put("'\n");
     try {
-        sayWhat();
+        sayWhat(out);
     } catch (...) {
         // not derived from std::exception, or what() throws
     }

@@ -20,17 +20,17 @@ struct Freer
 
 } // namespace
 
-void nameUncaught(void (*use)(const char* name)) noexcept
+void nameUncaught(tolvane::StandardErrorText& out) noexcept
 {
     const std::type_info* const type = abi::__cxa_current_exception_type();
     if (!type) {
-        use("an unknown type"); // another language's exception
+        out.put("an unknown type"); // another language's exception
         return;
     }
     int status = 0;
     const std::unique_ptr<char, Freer> name(
         abi::__cxa_demangle(type->name(), nullptr, nullptr, &status));
-    use(name ? name.get() : type->name()); // without memory as the compiler writes it
+    out.put(name ? name.get() : type->name()); // without memory as the compiler writes it
 }
 
 } // namespace faults

@@ -9,14 +9,14 @@
 namespace faults {
 
 /// Nothing tells the type of an exception but its own catch.
-void nameUncaught(void (*use)(const char* name)) noexcept
+void nameUncaught(tolvane::StandardErrorText& out) noexcept
 {
     try {
         throw;
     } catch (const std::exception& exception) {
-        use(typeid(exception).name());
+        out.put(typeid(exception).name());
     } catch (...) {
-        use("an unknown type");
+        out.put("an unknown type");
     }
 }
 

@@ -89,6 +89,9 @@ traceimpl::traceimpl() : m_number(nextNumber())
 traceimpl::~traceimpl()
 {
     stop();
+    while (m_reports != 0) {
+        tolvane::Clock::current().sleep(1);
+    }
 }
 
 tracestream& traceimpl::output(const tracestream& sink)

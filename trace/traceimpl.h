@@ -7,6 +7,7 @@
 #include <tolvane/tracestream.h>
 
 #include "sinks/attachedsink.h"
+#include "sinks/sinkchoice.h"
 #include "support/event.h"
 #include "support/mutex.h"
 #include "support/thread.h"
@@ -85,17 +86,19 @@ public:
 
     unsigned long long lost(trace::lossreason reason);
 
-    /// Attaches a sink with a level, and hands lines to all sinks at once, on the calling thread,
-    /// behind all that waits: for the report of a fault, after which no pass may ever come.
-    ///
-    /// \return false when a sink has held the others up for a second, or the calling thread is in a
-    ///         sink's call; nothing was done then. Throws std::bad_alloc, or the hardware fault of
-    ///         a sink when all is done.
-    bool report(const tracestream& sink, tracelevel_t level, const packedlines& lines);
+    /// Milliseconds, in all, that a thread which faulted waits for its report to be written.
+    static constexpr unsigned long long longestWaitToReport = 1000;
 
-    /// Whether some thread is in a call of the sink with that id, which is none of the library's
-    /// own file sinks.
-    bool isInCallOf(unsigned long long id) const noexcept;
+    /// Attaches a sink with a level, and hands the report of a fault to all sinks, behind all that
+    /// waits, on a thread of its own: no other pass may ever come, and a sink may never come back.
+    /// The calling thread does it when none is to be had.
+    ///
+    /// \param patience  milliseconds. What is not written by then is written later, if at all.
+    /// \return false when the attached sink does not get the lines: they are the caller's to write
+    ///         to where it leads. Throws std::bad_alloc, or the hardware fault of a sink when all
+    ///         is done.
+    bool report(const tracestream& sink, tracelevel_t level,
+                const std::shared_ptr<const packedlines>& lines, unsigned long long patience);
 
     /// What the thread that forks has taken.
     struct forklocks
@@ -127,6 +130,7 @@ private:
 
     class WriteThread;
     class bothlocks;
+    class reportpass;
 
     /// Who writes, which decides whether there is anything to do.
     enum class passkind
@@ -192,6 +196,11 @@ private:
     void queueDirectly(tracelevel_t level, const hashedfunction& function,
                        const content_t& content);
 
+    // traceimpl_report.cpp
+    bool handOver(const std::shared_ptr<reportpass>& pass) noexcept;
+    static unsigned int writeReport(void* pass);
+    bool isInCallOf(unsigned long long id) const noexcept;
+
     // traceimpl_pass.cpp
     std::size_t waitingLines() const noexcept;
     bool isPruned() const noexcept;
@@ -202,8 +211,9 @@ private:
     bool isAllTaken(unsigned int generation) const noexcept;
     packedlines takeAll() noexcept;
     void lose(trace::lossreason reason, const hashedfunction& function, tracelevel_t level,
-              unsigned long long lines = 1) noexcept;
-    void loseAll(const packedlines& batch, trace::lossreason reason) noexcept;
+              unsigned long long lines = 1, const sinkchoice& by = sinkchoice::all()) noexcept;
+    void loseAll(const packedlines& batch, trace::lossreason reason,
+                 const sinkchoice& by = sinkchoice::all()) noexcept;
     void refuse(unsigned long long lines) noexcept;
     void writePass();
     void signalWritten();
@@ -211,7 +221,8 @@ private:
     bool beginPass(passkind kind, packedlines& batch);
     bool isWorthAPass(passkind kind) noexcept;
     void giveUp() noexcept;
-    std::exception_ptr writeBatch(const packedlines& batch) noexcept;
+    std::exception_ptr writeBatch(const packedlines& batch,
+                                  const sinkchoice& to = sinkchoice::all()) noexcept;
     void endPass() noexcept;
     void keep(packedlines& written) noexcept;
     bool waitForPass(unsigned long long budget);
@@ -247,6 +258,8 @@ private:
     std::atomic<unsigned long long> m_nobodys{0}; ///< lines that came when no sink was attached
     std::atomic<unsigned long long> m_inPass{0};  ///< number of the batch being written; 0: none
     std::atomic<unsigned long long> m_givenUpAt{neverGivenUp}; ///< where the holder stood then
+
+    std::atomic<int> m_reports{0}; ///< that some thread may still write
 
     std::atomic<tolvane::ThreadControl*> m_writer; ///< started by the first line
     std::atomic<bool> m_running{true};             ///< set false by stop(); ends the writer's loop

@@ -4,7 +4,6 @@
 #include "sinks/passwriter.h"
 #include "support/clock.h"
 #include "support/nocancellation.h"
-#include "trace/bothlocks.h"
 #include "trace/faultpoint.h"
 #include "trace/insidelibrary.h"
 #include "trace/instancelock.h"
@@ -21,9 +20,6 @@ constexpr unsigned long long budgetPerRetry = 10; ///< milliseconds
 constexpr unsigned int retryPause = 10;           ///< milliseconds
 constexpr unsigned long long longestWait =
     0xFFFFFFFE; ///< milliseconds; the largest that is not "without limit"
-
-/// Milliseconds, for both locks together.
-constexpr unsigned long long longestWaitToReport = 1000;
 
 /// Milliseconds between two looks whether all is written.
 constexpr unsigned int syncPause = 1;
@@ -134,9 +130,12 @@ packedlines traceimpl::takeAll() noexcept
 
 /// Caller holds m_instanceMutex or m_sinkLock.
 void traceimpl::lose(trace::lossreason reason, const hashedfunction& function, tracelevel_t level,
-                     unsigned long long lines) noexcept
+                     unsigned long long lines, const sinkchoice& by) noexcept
 {
     for (auto& attached : m_sinks) {
+        if (!by.has(attached.first)) {
+            continue;
+        }
         sinkcounts& counts = attached.second.counts;
         if (level <= attached.second.sink->level(function)) {
             counts.lose(attached.second.isFaulty ? trace::destination : reason, lines);
@@ -154,10 +153,11 @@ void traceimpl::lose(trace::lossreason reason, const hashedfunction& function, t
     }
 }
 
-void traceimpl::loseAll(const packedlines& batch, trace::lossreason reason) noexcept
+void traceimpl::loseAll(const packedlines& batch, trace::lossreason reason,
+                        const sinkchoice& by) noexcept
 {
     for (const queuedline& line : batch) {
-        lose(reason, *line.function, line.level);
+        lose(reason, *line.function, line.level, 1, by);
     }
 }
 
@@ -215,40 +215,6 @@ std::exception_ptr traceimpl::pass(passkind kind)
     return fault;
 }
 
-bool traceimpl::report(const tracestream& sink, tracelevel_t level, const packedlines& lines)
-{
-    if (m_sinkLock.isMine()) {
-        return false;
-    }
-    const insidelibrary inside;
-    packedlines batch;
-    std::exception_ptr fault;
-    {
-        bothlocks locks(*this, longestWaitToReport);
-        if (!locks.areHeld()) {
-            return false;
-        }
-        attach(sink, level);
-        batch = takeAll();
-        m_inPass = m_batches;
-        locks.giveInstanceLockBack();
-        fault = writeBatch(batch);
-        const std::exception_ptr second = writeBatch(lines);
-        fault = fault ? fault : second;
-        endPass();
-    }
-    keep(batch);
-    if (fault) {
-        std::rethrow_exception(fault);
-    }
-    return true;
-}
-
-bool traceimpl::isInCallOf(unsigned long long id) const noexcept
-{
-    return m_sinkLock.progress().isInCallOf(id);
-}
-
 /// Takes what waits, together with the sink lock. When the lock cannot be had in time the lines are
 /// dropped: nobody takes lines that he cannot write.
 bool traceimpl::beginPass(passkind kind, packedlines& batch)
@@ -297,16 +263,16 @@ void traceimpl::giveUp() noexcept
 }
 
 /// Caller holds m_sinkLock alone.
-std::exception_ptr traceimpl::writeBatch(const packedlines& batch) noexcept
+std::exception_ptr traceimpl::writeBatch(const packedlines& batch, const sinkchoice& to) noexcept
 {
     try {
-        passwriter writer(m_sinks, m_sinkLock.progress());
+        passwriter writer(m_sinks, m_sinkLock.progress(), to);
         faultpoint::reach(faultpoint::batchBegun);
         writer.write(batch);
         faultpoint::reach(faultpoint::batchWritten);
         return writer.fault();
     } catch (const std::bad_alloc&) {
-        loseAll(batch, trace::noMemory);
+        loseAll(batch, trace::noMemory, to);
         return nullptr;
     }
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 
 namespace tolvane {
@@ -18,13 +19,17 @@ constexpr int longestWait = 1000; ///< milliseconds
 /// A pipe that is ready takes so many bytes without waiting.
 constexpr std::size_t mostAtOnce = PIPE_BUF;
 
+/// Nobody has read from it for long: it is not waited for again before it is.
+std::atomic<bool> isStuck{false};
+
 bool isReady(int file) noexcept
 {
     pollfd waiting = {file, POLLOUT, 0};
     int ready = 0;
     do {
-        ready = ::poll(&waiting, 1, longestWait);
+        ready = ::poll(&waiting, 1, isStuck ? 0 : longestWait);
     } while (ready < 0 && errno == EINTR);
+    isStuck = ready == 0;
     return ready > 0 && (waiting.revents & POLLOUT) != 0;
 }
 

@@ -177,6 +177,15 @@ void traceLine(const char* text)
     TOLVANE_LOG(log, tl_error) << text;
 }
 
+/// A report takes a second at most, and what a busy machine adds.
+void reportInTime()
+{
+    const auto start = std::chrono::steady_clock::now();
+    stacktrace::FaultHandler("stuck");
+    const auto took = std::chrono::steady_clock::now() - start;
+    say(took < std::chrono::seconds(5) ? "reported" : "reported late");
+}
+
 /// A report while a sink does not come back.
 [[noreturn]] void reportBeside()
 {
@@ -184,10 +193,7 @@ void traceLine(const char* text)
     while (!isStuck) {
         std::this_thread::yield();
     }
-    const auto start = std::chrono::steady_clock::now();
-    stacktrace::FaultHandler("stuck");
-    const auto took = std::chrono::steady_clock::now() - start;
-    say(took < std::chrono::seconds(10) ? "reported" : "reported late");
+    reportInTime();
     std::_Exit(0); // the sink would hold up the exit, too
 }
 
@@ -206,6 +212,57 @@ int besideStuckStandardError()
     attachFile();
     trace::output(ostreamtracestream<char>(std::cerr)).setLevel(tl_error);
     reportBeside();
+}
+
+/// It does not come back from the report's first line.
+int stuckByReport()
+{
+    trace::output(stucksink()).setLevel(tl_error);
+    reportInTime();
+    std::_Exit(0);
+}
+
+int endBesideStuck()
+{
+    trace::output(stucksink()).setLevel(tl_error);
+    stacktrace::reportAndEnd("stuck", 42);
+}
+
+int standardErrorStuckByReport()
+{
+    static stuckbuffer buffer;
+    std::cerr.rdbuf(&buffer);
+    attachFile();
+    reportInTime();
+    std::_Exit(0);
+}
+
+/// Comes back long after the report.
+class latesink : public tracestream
+{
+public:
+    void log(const formattedline&) override
+    {
+        while (!isLate) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+    unsigned long long id() const override { return 1; }
+    latesink* clone() const override { return new latesink; }
+
+    static std::atomic<bool> isLate;
+};
+
+std::atomic<bool> latesink::isLate{false};
+
+int lateSink()
+{
+    trace::output(latesink()).setLevel(tl_error);
+    attachFile();
+    reportInTime();
+    latesink::isLate = true;
+    say(trace::sync(10000) ? "written" : "not written");
+    return 0;
 }
 
 /// Has a report written.
@@ -352,6 +409,10 @@ const std::map<std::string, int (*)()> scenarios = {
     {"besideStuckSink", besideStuckSink},
     {"besideStuckStandardError", besideStuckStandardError},
     {"withinSink", withinSink},
+    {"stuckByReport", stuckByReport},
+    {"endBesideStuck", endBesideStuck},
+    {"standardErrorStuckByReport", standardErrorStuckByReport},
+    {"lateSink", lateSink},
     {"endInSink", endInSink},
     {"overflowInSink", overflowInSink},
     {"flooded", flooded},

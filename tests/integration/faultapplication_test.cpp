@@ -38,6 +38,15 @@ bool contains(const std::string& text, const std::string& part)
     return text.find(part) != std::string::npos;
 }
 
+int countOf(const std::string& part, const std::string& text)
+{
+    int count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 const char* const errorText =
     "terminate called after throwing an instance of 'std::runtime_error'\n"
     "  what():  nobody catches this\n";
@@ -140,6 +149,41 @@ TEST_CASE("a report while standard error is stuck is written nowhere", "[integra
 
     CHECK(run.output == "reported\n");
     CHECK(run.error.empty());
+}
+
+TEST_CASE("a sink that does not come back from a report's line holds up neither it nor the end",
+          "[integration]")
+{
+    const faultrun report("stuckByReport");
+    const faultrun end("endBesideStuck");
+
+    CHECK(report.output == "reported\n");
+    CHECK(end.result.exitCode == 42);
+    for (const faultrun* const run : {&report, &end}) {
+        CHECK(contains(run->error, "[E]: stacktrace::FaultHandler : stuck. Trace follows:\n"));
+        CHECK(contains(run->error, "[E]: stacktrace::FaultHandler : stacktrace::FaultHandler\n"));
+    }
+}
+
+TEST_CASE("when standard error does not come back from a report, the other sinks have it",
+          "[integration]")
+{
+    const faultrun run("standardErrorStuckByReport");
+
+    CHECK(run.output == "reported\n");
+    CHECK(contains(run.file, ": stuck. Trace follows:\n"));
+    CHECK(contains(run.file, ": stacktrace::FaultHandler\n"));
+}
+
+TEST_CASE("a sink that comes back late from a report gets it, and standard error has it once",
+          "[integration]")
+{
+    const faultrun run("lateSink");
+
+    CHECK(run.output == "reported\nwritten\n");
+    CHECK(countOf(": stuck. Trace follows:\n", run.error) == 1);
+    CHECK(countOf(": stacktrace::FaultHandler\n", run.error) == 1);
+    CHECK(countOf(": stuck. Trace follows:\n", run.file) == 1);
 }
 
 TEST_CASE("a report from within a sink is written to standard error alone", "[integration]")

@@ -12,6 +12,7 @@
 #include <catch2/catch.hpp>
 
 #include <chrono>
+#include <memory>
 #include <new>
 #include <optional>
 #include <sstream>
@@ -25,6 +26,13 @@ namespace {
 using events_t = std::vector<std::string>;
 
 constexpr unsigned long long ticksPerMillisecond = 10000;
+
+/// Has a report without lines written.
+bool report(traceimpl& dispatcher, const tracestream& sink)
+{
+    return dispatcher.report(sink, tl_error, std::make_shared<const packedlines>(),
+                             traceimpl::longestWaitToReport);
+}
 
 /// Starts the writer and lets it come to its end, as if it had been killed: it could not say so.
 void killWriter(traceimpl& dispatcher)
@@ -616,7 +624,7 @@ TEST_CASE("a sink that makes no clone is not attached, and leaves the attached o
     dispatcher.output(sink);
 
     CHECK_THROWS_AS(dispatcher.output(childless()), std::bad_alloc);
-    CHECK_THROWS_AS(dispatcher.report(childless(), tl_info, packedlines()), std::bad_alloc);
+    CHECK_THROWS_AS(report(dispatcher, childless()), std::bad_alloc);
 
     CHECK(traceimpltest::sinks(dispatcher) == 1);
     CHECK(sink.events() == events_t{"clone 1"});
@@ -634,7 +642,7 @@ TEST_CASE("a report that finds no memory leaves the sinks as they are", "[trace]
         REQUIRE(allocationsBefore < 100);
         const allocations::failure noMemory(allocationsBefore);
         try {
-            isReported = dispatcher.report(sink, tl_error, packedlines());
+            isReported = report(dispatcher, sink);
         } catch (const std::bad_alloc&) {
         }
     }
@@ -642,7 +650,7 @@ TEST_CASE("a report that finds no memory leaves the sinks as they are", "[trace]
     CHECK(dispatcher.maxLevel(function) == tl_error);
 }
 
-TEST_CASE("a report waits for both locks together no longer than for one", "[trace]")
+TEST_CASE("a fork waits for both locks together no longer than for one", "[trace]")
 {
     traceimpl dispatcher;
     const hashedfunction& function = dispatcher.registerfunction("void f()");
@@ -661,8 +669,10 @@ TEST_CASE("a report waits for both locks together no longer than for one", "[tra
             }
         });
 
-        CHECK_FALSE(dispatcher.report(sink, tl_error, packedlines()));
+        const traceimpl::forklocks held = dispatcher.beforeFork();
 
+        CHECK_FALSE(held.sinks);
+        dispatcher.afterForkInParent(held);
         CHECK(holder);
         CHECK(clock.sleptMilliseconds() < 1010); // each try pauses once more than it should
     }
