@@ -197,6 +197,7 @@ private:
                        const content_t& content);
 
     // traceimpl_report.cpp
+    void attachInTime(const tracestream& sink, tracelevel_t level, unsigned long long patience);
     bool handOver(const std::shared_ptr<reportpass>& pass) noexcept;
     static unsigned int writeReport(void* pass);
     bool isInCallOf(unsigned long long id) const noexcept;

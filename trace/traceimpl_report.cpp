@@ -121,6 +121,10 @@ bool traceimpl::report(const tracestream& sink, tracelevel_t level,
         return isInCallOf(sink.id());
     }
     const insidelibrary inside;
+    if (lines->size() == 0) {
+        attachInTime(sink, level, patience);
+        return true;
+    }
     const auto pass = std::make_shared<reportpass>(*this, sink, level, lines);
     bool hasEnded = false;
     if (handOver(pass)) {
@@ -132,6 +136,18 @@ bool traceimpl::report(const tracestream& sink, tracelevel_t level,
         pass->rethrowFault();
     }
     return !pass->claimSink() || isInCallOf(sink.id());
+}
+
+/// For a report that nobody takes.
+void traceimpl::attachInTime(const tracestream& sink, tracelevel_t level,
+                             unsigned long long patience)
+{
+    bothlocks locks(*this, patience);
+    if (locks.areHeld()) {
+        attach(sink, level);
+        locks.giveInstanceLockBack();
+        destroyDetached();
+    }
 }
 
 /// Has another thread write it.

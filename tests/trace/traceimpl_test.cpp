@@ -8,9 +8,11 @@
 #include "tests/helpers/scriptedclock.h"
 #include "tests/helpers/sinkblock.h"
 #include "tests/helpers/traceimpltest.h"
+#include "trace/linecontents.h"
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <new>
@@ -27,11 +29,14 @@ using events_t = std::vector<std::string>;
 
 constexpr unsigned long long ticksPerMillisecond = 10000;
 
-/// Has a report without lines written.
+/// Has a report of one line written.
 bool report(traceimpl& dispatcher, const tracestream& sink)
 {
-    return dispatcher.report(sink, tl_error, std::make_shared<const packedlines>(),
-                             traceimpl::longestWaitToReport);
+    const hashedfunction& function = dispatcher.registerfunction("void reporter()");
+    const auto lines = std::make_shared<packedlines>();
+    tolvane::string text(L"line");
+    appendLine(*lines, tl_error, function, textcontent{text});
+    return dispatcher.report(sink, tl_error, lines, traceimpl::longestWaitToReport);
 }
 
 /// Starts the writer and lets it come to its end, as if it had been killed: it could not say so.
@@ -650,6 +655,8 @@ TEST_CASE("a report that finds no memory leaves the sinks as they are", "[trace]
     }
 
     CHECK(dispatcher.maxLevel(function) == tl_error);
+    const events_t events = sink.events();
+    CHECK(std::count(events.begin(), events.end(), "1: line") == 1);
 }
 
 TEST_CASE("a fork waits for both locks together no longer than for one", "[trace]")
