@@ -60,10 +60,11 @@ const hashedfunction& reporter()
     return *function;
 }
 
+/// When nobody can tell, they are.
 bool errorsAreTaken() noexcept
 {
     traceimpl* const dispatcher = traceimpl::known();
-    return dispatcher && dispatcher->maxLevel(reporter()) >= tl_error;
+    return dispatcher && dispatcher->maxLevelSoon(reporter()).value_or(tl_error) >= tl_error;
 }
 
 } // namespace

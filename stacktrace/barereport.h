@@ -9,6 +9,6 @@ struct barereport
 
     /// Writes the message and the stacks of all threads to standard error alone, as plain text in
     /// which characters beyond ASCII are question marks. Nothing, when no sink takes errors. Takes
-    /// no memory and no lock but the dispatcher's instance lock.
+    /// no memory, and waits for no lock for long: the holder may wait for what this thread holds.
     static void write(const char* message) noexcept;
 };

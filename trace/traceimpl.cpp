@@ -35,6 +35,9 @@ constexpr unsigned long long ofStopped = 2;
 constexpr unsigned long long besideKilled = 1000;
 constexpr unsigned long long ofLiving = 10000;
 
+/// The same for a thread that ends by a fault, and may hold what the holder waits for.
+constexpr unsigned long long ofEnding = 100;
+
 /// Ticks of 100 nanoseconds.
 constexpr unsigned long long ticksPerMillisecond = 10000;
 
@@ -279,6 +282,12 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
     return greatest;
 }
 
+std::optional<tracelevel_t> traceimpl::maxLevelSoon(const hashedfunction& function) noexcept
+{
+    const tolvane::Auto_TimedMutex lock(m_instanceMutex, ofEnding * ticksPerMillisecond);
+    return lock.owns() ? std::optional(maxLevel(function)) : std::nullopt;
+}
+
 const hashedfunction& traceimpl::registerfunction(const char* signature)
 {
     const instancelock lock(m_instanceMutex);
@@ -324,6 +333,7 @@ void traceimpl::threadEnds() noexcept
     }
 }
 
+/// Waits for nobody for long: who ends amid the allocator holds the allocator's lock for ever.
 void traceimpl::abandonLocks() noexcept
 {
     if (m_sinkLock.isMine()) {
@@ -336,9 +346,14 @@ void traceimpl::abandonLocks() noexcept
         m_sinkLock.abandon();
     }
     if (m_writer.load()->isCurrent() && m_running) {
-        const instancelock lock(m_instanceMutex);
-        m_faulted = true;
-        settle(); // the next line finds no allowance, and starts a new writer
+        const insidelibrary inside;
+        m_faulted = true; // the next line finds no allowance, and starts a new writer
+        const tolvane::Auto_TimedMutex lock(m_instanceMutex, ofEnding * ticksPerMillisecond);
+        if (lock.owns()) {
+            settle();
+        } else {
+            m_budget.close();
+        }
     }
     while (m_instanceMutex.impl()->isMine()) {
         m_instanceMutex.impl()->unlock();

@@ -54,6 +54,11 @@ public:
     void clearLevels(tracelevel_t level);
     void clearLevels(const tolvane::string& name);
     tracelevel_t maxLevel(const hashedfunction& function);
+
+    /// The same for a thread that may hold what others wait for.
+    /// \return nothing when another thread does not give the instance lock back soon.
+    std::optional<tracelevel_t> maxLevelSoon(const hashedfunction& function) noexcept;
+
     const hashedfunction& registerfunction(const char* signature);
 
     // How lines come in. No lock is taken for an ordinary line. Throws std::bad_alloc: the line is

@@ -1,8 +1,13 @@
 #include "tests/stacktrace/faultchild.h"
 
+#include <tolvane/scope.h>
 #include <tolvane/stacktrace.h>
 
+#include "tests/helpers/gate.h"
+#include "tests/helpers/threadend.h"
 #include "tests/stacktrace/faultraisers.h"
+#include "trace/instancelock.h"
+#include "trace/traceimpl.h"
 
 #include <fenv.h>
 #include <limits.h>
@@ -17,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -154,6 +160,62 @@ void checkAllocator(const std::string&)
 void faultInAllocator(const std::string&)
 {
     giveBackNothing();
+}
+
+/// Another thread takes the dispatcher's instance lock, and waits for what a thread holds that
+/// faults amid the allocator: it has the lock until the calling thread has ended.
+void loseInstanceLock()
+{
+    gate isHeld;
+    const threadend end;
+    std::thread([&isHeld, end] {
+        const instancelock lock(safesingleton<traceimpl>::instance().m_instanceMutex);
+        isHeld.open();
+        end.wait();
+    }).detach();
+    isHeld.wait();
+}
+
+void faultInAllocatorWithoutLock(const std::string&)
+{
+    loseInstanceLock();
+    giveBackNothing();
+}
+
+void giveBackNothingNoexcept() noexcept
+{
+    giveBackNothing();
+}
+
+/// Ends the writer with its first line, amid the allocator.
+class allocatorfaultsink : public tracestream
+{
+public:
+    void log(const formattedline&) override
+    {
+        const threadend end;
+        loseInstanceLock();
+        writersEnd = end;
+        isInside.open();
+        giveBackNothingNoexcept();
+    }
+
+    unsigned long long id() const override { return 1; }
+    allocatorfaultsink* clone() const override { return new allocatorfaultsink; }
+
+    static inline gate isInside;
+    static inline std::optional<threadend> writersEnd;
+};
+
+void endWriterInAllocator(const std::string&)
+{
+    trace::output(allocatorfaultsink()).setLevel(tl_error);
+    TOLVANE_SCOPE(log);
+    TOLVANE_LOG(log, tl_error) << "ends the writer";
+    allocatorfaultsink::isInside.wait();
+    say("writer ended " + std::to_string(allocatorfaultsink::writersEnd->wait()));
+    TOLVANE_LOG(log, tl_error) << "starts a new writer";
+    sayWhether(trace::sync(10000), "new writer");
 }
 
 int useUpStack(int depth);
@@ -319,6 +381,8 @@ faultcases platformFaultCases()
             {"library-functions", checkLibraryFunctions},
             {"allocator", checkAllocator},
             {"in-allocator", faultInAllocator},
+            {"in-allocator-without-lock", faultInAllocatorWithoutLock},
+            {"writer-in-allocator", endWriterInAllocator},
             {"overflow-in-allocator", overflowInAllocator},
             {"nested", checkNestedFault},
             {"other-unwinding", checkOtherUnwinding},

@@ -4,6 +4,7 @@
 
 #include <signal.h>
 
+#include <chrono>
 #include <string>
 
 namespace {
@@ -11,7 +12,9 @@ namespace {
 childresult run(const std::string& name, const std::string& argument = "",
                 const std::string& thread = "main")
 {
-    return childprocess::run(childprocess::beside("tolvane_fault_child"), {name, thread, argument});
+    constexpr std::chrono::seconds limit(20);
+    return childprocess::run(childprocess::beside("tolvane_fault_child"), {name, thread, argument},
+                             {}, limit);
 }
 
 } // namespace
@@ -53,6 +56,25 @@ TEST_CASE("a fault amid the allocator that nobody catches is reported in plain t
     CHECK(result.error.find("\nUnhandled Exception. Trace follows:\n") != std::string::npos);
     CHECK(result.error.find("'StructuredException'\n  what():  The thread attempts to read") !=
           std::string::npos);
+}
+
+TEST_CASE("a fault amid the allocator is reported beside a thread that keeps the dispatcher's lock",
+          "[stacktrace]")
+{
+    const childresult result = run("in-allocator-without-lock");
+
+    CHECK(result.output == "ended 1001\n");
+    CHECK(result.error.find("\nUnhandled Exception. Trace follows:\n") != std::string::npos);
+}
+
+TEST_CASE(
+    "a writer that ends amid the allocator waits for no lock, and the next line has a new one",
+    "[stacktrace]")
+{
+    const childresult result = run("writer-in-allocator");
+
+    CHECK(result.output == "writer ended 1001\nok new writer\nreturned\n");
+    CHECK(result.error.find("\nUnhandled Exception. Trace follows:\n") != std::string::npos);
 }
 
 TEST_CASE("an overflow of the stack amid the allocator is reported", "[stacktrace]")
