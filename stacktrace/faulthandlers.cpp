@@ -65,7 +65,7 @@ tolvane::string describeParameter(const wchar_t* expression, const wchar_t* func
 
 [[noreturn]] void end(unsigned int code) noexcept
 {
-    traceimpl::threadEnds();
+    traceimpl::threadFaults(code, false);
     endThread(code);
 }
 
@@ -78,7 +78,7 @@ void onTerminate() noexcept
     if (isHandling<AllocatorFault>()) {
         barereport::write(message);
         giveToOthers();
-        traceimpl::threadEnds();
+        traceimpl::threadFaults(terminateExitCode, true);
         endThreadAtOnce(terminateExitCode);
     }
     report(message, [message] { return message; });

@@ -2,16 +2,29 @@
 
 namespace tolvane {
 
-/// The calling thread is about to end, and the library's own thread, which lets no signal through,
-/// keeps the process alive. When it is the main thread, or that has ended before, this starts a
-/// thread that waits for the signals that the calling one lets through: what ends a process by
-/// default, or has a handler, still does its work. One such thread is enough for a process.
-///
-/// Without memory for it, or threads, the calling thread does that itself and never returns. Does
-/// nothing where signals are no matter of threads.
-void appointSignalHeir() noexcept;
+/// How the calling thread ends, and what the process lives on with.
+struct SignalBequest
+{
+    /// The library's own thread keeps the process alive, and the heir stays for good. Otherwise the
+    /// process ends with its last other thread, as it would without the heir.
+    bool isForGood = false;
 
-/// The calling thread is about to end; nothing of the library keeps the process alive.
+    bool isAmidAllocator =
+        false;                 ///< the thread may hold the allocator's lock: it asks for no memory
+    unsigned int exitCode = 0; ///< of the thread, and of the process if that is the main thread
+};
+
+/// The calling thread is about to end, and the process may live on. When it is the main thread, or
+/// that has ended before, this starts a thread that waits for the signals that the calling one lets
+/// through: what ends a process by default, or has a handler, still does its work. The threads that
+/// are left may let none through, as the library's own does. One such thread is enough for a
+/// process.
+///
+/// Without memory for it, or threads, the calling thread does that itself, and returns when no
+/// other thread lives. Does nothing where signals are no matter of threads.
+void appointSignalHeir(const SignalBequest& bequest) noexcept;
+
+/// The calling thread is about to end, and nobody asked for an heir.
 void noteEndWithoutHeir() noexcept;
 
 } // namespace tolvane

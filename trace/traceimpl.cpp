@@ -322,15 +322,33 @@ bool traceimpl::writerRuns() const noexcept
 
 void traceimpl::threadEnds() noexcept
 {
-    traceimpl* const dispatcher = known();
-    if (dispatcher) {
-        dispatcher->abandonLocks();
-    }
-    if (dispatcher && dispatcher->writerRuns()) {
-        tolvane::appointSignalHeir();
+    if (endThread()) {
+        tolvane::SignalBequest bequest;
+        bequest.isForGood = true;
+        tolvane::appointSignalHeir(bequest);
     } else {
         tolvane::noteEndWithoutHeir();
     }
+}
+
+void traceimpl::threadFaults(unsigned int exitCode, bool amidAllocator) noexcept
+{
+    tolvane::SignalBequest bequest;
+    bequest.isForGood = endThread();
+    bequest.isAmidAllocator = amidAllocator;
+    bequest.exitCode = exitCode;
+    tolvane::appointSignalHeir(bequest);
+}
+
+/// \return whether the writer goes on.
+bool traceimpl::endThread() noexcept
+{
+    traceimpl* const dispatcher = known();
+    if (!dispatcher) {
+        return false;
+    }
+    dispatcher->abandonLocks();
+    return dispatcher->writerRuns();
 }
 
 /// Waits for nobody for long: who ends amid the allocator holds the allocator's lock for ever.

@@ -120,11 +120,14 @@ public:
     void afterForkInParent(const forklocks& held) noexcept;
     void afterForkInChild(const forklocks& held) noexcept;
 
-    /// To be called on a thread that is about to end, however. Locks that it holds are given back;
-    /// what it was writing is lost, uncounted, and a sink that it was inside of is not called any
-    /// more. Signals that the process gets later still end it, though its last thread is the
-    /// writer.
+    // To be called on a thread that is about to end. Locks that it holds are given back; what it
+    // was writing is lost, uncounted, and a sink that it was inside of is not called any more.
+    // Signals that the process gets later still end it, though it has lost its main thread to a
+    // fault, or its last thread is the writer.
     static void threadEnds() noexcept;
+
+    /// \param amidAllocator  the thread may hold the allocator's lock.
+    static void threadFaults(unsigned int exitCode, bool amidAllocator) noexcept;
 
     /// Stops the writer, writes what waits and deletes every sink. Lines that come later are
     /// dropped.
@@ -161,6 +164,7 @@ private:
     // traceimpl.cpp
     void startWriter() noexcept;
     bool writerRuns() const noexcept;
+    static bool endThread() noexcept;
     void waitForWriter();
     bool writerWasKilled() const noexcept;
     tracestream& attach(const tracestream& sink, std::optional<tracelevel_t> level = std::nullopt);

@@ -3,7 +3,7 @@
 namespace tolvane {
 
 /// The system calls console handlers on threads of its own.
-void appointSignalHeir() noexcept {}
+void appointSignalHeir(const SignalBequest&) noexcept {}
 
 void noteEndWithoutHeir() noexcept {}
 

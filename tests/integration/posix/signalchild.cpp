@@ -70,6 +70,85 @@ void leaveMain()
     pthread_exit(nullptr);
 }
 
+/// Another thread, which lets no signal through but that of its own fault.
+void startDeafThread(void (*run)())
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    sigdelset(&all, SIGSEGV);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    std::thread(run).detach();
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+void sleepForGood()
+{
+    for (;;) {
+        pause();
+    }
+}
+
+/// No line was ever traced: there is no writer.
+void faultWithoutWriter()
+{
+    startDeafThread(sleepForGood);
+    orderSignal();
+    hardfault::raise();
+}
+
+/// The allocator finds a broken list while it holds its lock, and is interrupted there.
+void faultUnderAllocatorsLock()
+{
+    startDeafThread(sleepForGood);
+    orderSignal();
+    void* volatile first = std::malloc(20000);
+    void* volatile between = std::malloc(5000); // keeps it apart from what is free
+    std::free(first);
+    static_cast<void* volatile*>(first)[1] = reinterpret_cast<void*>(0x10);
+    void* volatile last = std::malloc(30000);
+    std::free(last);
+    std::free(between);
+}
+
+void workOnAfterMain()
+{
+    while (hasMainThread(getpid())) {
+        usleep(1000);
+    }
+    std::printf("worked on\n");
+    std::fflush(stdout);
+}
+
+/// The process ends with its last thread.
+void faultBesideWorker()
+{
+    startDeafThread(workOnAfterMain);
+    hardfault::raise();
+}
+
+/// Main's end is no fault, the other thread's is: the last thread ends the process in order.
+void leaveBesideFault()
+{
+    std::atexit([] {
+        std::printf("exit\n");
+        std::fflush(stdout);
+    });
+    startDeafThread([] {
+        while (hasMainThread(getpid())) {
+            usleep(1000);
+        }
+        startDeafThread([] { usleep(10000); });
+        hardfault::raise();
+    });
+    pthread_exit(nullptr);
+}
+
+void faultAlone()
+{
+    hardfault::raise();
+}
+
 /// The writer comes when main has gone, and then the thread goes that started it.
 void leaveBeforeWriter()
 {
@@ -114,6 +193,11 @@ const std::map<std::string, void (*)()> scenarios = {
     {"faultInMain", faultInMain},
     {"leaveMain", leaveMain},
     {"leaveBeforeWriter", leaveBeforeWriter},
+    {"faultWithoutWriter", faultWithoutWriter},
+    {"faultUnderAllocatorsLock", faultUnderAllocatorsLock},
+    {"faultBesideWorker", faultBesideWorker},
+    {"leaveBesideFault", leaveBesideFault},
+    {"faultAlone", faultAlone},
     {"fetch", fetch},
     {"handle", handle},
 };
