@@ -4,6 +4,7 @@
 #include <tolvane/tolvane.h>
 
 #include "tests/helpers/hardfault.h"
+#include "tests/helpers/posix/brokenheap.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -97,18 +98,11 @@ void faultWithoutWriter()
     hardfault::raise();
 }
 
-/// The allocator finds a broken list while it holds its lock, and is interrupted there.
 void faultUnderAllocatorsLock()
 {
     startDeafThread(sleepForGood);
     orderSignal();
-    void* volatile first = std::malloc(20000);
-    void* volatile between = std::malloc(5000); // keeps it apart from what is free
-    std::free(first);
-    static_cast<void* volatile*>(first)[1] = reinterpret_cast<void*>(0x10);
-    void* volatile last = std::malloc(30000);
-    std::free(last);
-    std::free(between);
+    hardfault::faultUnderAllocatorsLock();
 }
 
 void workOnAfterMain()

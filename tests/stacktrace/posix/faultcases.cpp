@@ -4,6 +4,7 @@
 #include <tolvane/stacktrace.h>
 
 #include "tests/helpers/gate.h"
+#include "tests/helpers/posix/brokenheap.h"
 #include "tests/helpers/threadend.h"
 #include "tests/stacktrace/faultraisers.h"
 #include "trace/instancelock.h"
@@ -218,6 +219,33 @@ void endWriterInAllocator(const std::string&)
     sayWhether(trace::sync(10000), "new writer");
 }
 
+/// What the allocator has at hand is a little larger than the reserve, and handed out as it is:
+/// what is left over would be too small. Each is kept apart from others that are free.
+void leaveOddBlocks()
+{
+    constexpr std::size_t odd = 1032;
+    constexpr int count = 20; // a few of which the allocator keeps for just that size
+    void* blocks[count];
+    void* volatile between[count];
+    for (int i = 0; i < count; ++i) {
+        blocks[i] = std::malloc(odd);
+        between[i] = std::malloc(5000);
+    }
+    for (void* const block : blocks) {
+        std::free(block);
+    }
+    static_cast<void>(between);
+}
+
+void faultBesideOddBlocks(const std::string&)
+{
+    std::thread([] {
+        leaveOddBlocks();
+        stacktrace::installHandlers();
+        hardfault::faultUnderAllocatorsLock();
+    }).join();
+}
+
 int useUpStack(int depth);
 int (*volatile const goDeeper)(int) = useUpStack;
 
@@ -383,6 +411,7 @@ faultcases platformFaultCases()
             {"in-allocator", faultInAllocator},
             {"in-allocator-without-lock", faultInAllocatorWithoutLock},
             {"writer-in-allocator", endWriterInAllocator},
+            {"beside-odd-blocks", faultBesideOddBlocks},
             {"overflow-in-allocator", overflowInAllocator},
             {"nested", checkNestedFault},
             {"other-unwinding", checkOtherUnwinding},

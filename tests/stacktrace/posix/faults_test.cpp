@@ -77,6 +77,16 @@ TEST_CASE(
     CHECK(result.error.find("\nUnhandled Exception. Trace follows:\n") != std::string::npos);
 }
 
+TEST_CASE(
+    "a fault amid the allocator is reported whatever blocks the thread's reserve was taken from",
+    "[stacktrace]")
+{
+    const childresult result = run("beside-odd-blocks");
+
+    CHECK(result.output == "returned\n");
+    CHECK(result.error.find("\nUnhandled Exception. Trace follows:\n") != std::string::npos);
+}
+
 TEST_CASE("an overflow of the stack amid the allocator is reported", "[stacktrace]")
 {
     for (int round = 0; round < 10; ++round) { // where it comes is different each time
