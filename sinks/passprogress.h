@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sinks/attachedsink.h"
+
 #include <atomic>
 
 /// What the holder of the sink lock is doing, for threads that wait for the lock: they tell a sink
@@ -19,7 +21,13 @@ public:
     /// Whether the holder is in a call of the sink with that id, which is such a one.
     bool isInCallOf(unsigned long long id) const noexcept
     {
-        return isInForeignCall() && m_called.load(std::memory_order_relaxed) == id;
+        return isInForeignCall() && m_id.load(std::memory_order_relaxed) == id;
+    }
+
+    /// The same for the very sink; another one may be attached under its id by now.
+    bool isInCallOf(const tracestream* sink) const noexcept
+    {
+        return isInForeignCall() && m_called.load(std::memory_order_relaxed) == sink;
     }
 
     /// The holder got on.
@@ -35,21 +43,23 @@ public:
     class foreigncall
     {
     public:
-        /// \param id  of the sink.
-        foreigncall(passprogress& progress, unsigned long long id) noexcept
+        foreigncall(passprogress& progress, const attachedsink& called) noexcept
             : m_progress(progress),
               m_outer(progress.m_isForeign.load(std::memory_order_relaxed)),
-              m_outerId(progress.m_called.load(std::memory_order_relaxed))
+              m_outerId(progress.m_id.load(std::memory_order_relaxed)),
+              m_outerCalled(progress.m_called.load(std::memory_order_relaxed))
         {
             m_progress.move();
-            m_progress.m_called.store(id, std::memory_order_relaxed);
+            m_progress.m_id.store(called.id, std::memory_order_relaxed);
+            m_progress.m_called.store(called.sink, std::memory_order_relaxed);
             m_progress.m_isForeign.store(true, std::memory_order_relaxed);
         }
 
         ~foreigncall()
         {
             m_progress.m_isForeign.store(m_outer, std::memory_order_relaxed);
-            m_progress.m_called.store(m_outerId, std::memory_order_relaxed);
+            m_progress.m_id.store(m_outerId, std::memory_order_relaxed);
+            m_progress.m_called.store(m_outerCalled, std::memory_order_relaxed);
             m_progress.move();
         }
 
@@ -60,10 +70,14 @@ public:
         passprogress& m_progress;
         const bool m_outer; ///< a sink's call may lead to another one's
         const unsigned long long m_outerId;
+        const tracestream* const m_outerCalled;
     };
 
 private:
     std::atomic<unsigned long long> m_moves{0};
     std::atomic<bool> m_isForeign{false};
-    std::atomic<unsigned long long> m_called{0}; ///< id of the sink; counts while that is true
+
+    // The sink; they count while that is true.
+    std::atomic<unsigned long long> m_id{0};
+    std::atomic<const tracestream*> m_called{nullptr};
 };

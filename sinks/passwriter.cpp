@@ -244,7 +244,7 @@ void passwriter::callSink(destination& to, const formattedline& line)
     if (to.isStream) {
         line.rendered(m_stamp); // it would do so itself, but not know the last line's time
     }
-    const passprogress::foreigncall call(m_progress, to.attached.id);
+    const passprogress::foreigncall call(m_progress, to.attached);
     logTo(*to.attached.sink, line);
     ++to.counted.written;
 }

@@ -181,7 +181,7 @@ void traceimpl::destroy(sinkmap_t& detached) noexcept
     const tolvane::WriteSignals noSignals; // a sink may write what it kept
     for (const auto& each : detached) {
         if (!each.second.isFaulty) {
-            const passprogress::foreigncall call(m_sinkLock.progress(), each.second.id);
+            const passprogress::foreigncall call(m_sinkLock.progress(), each.second);
             const outsidelibrary outside;
             try {
                 destroySink(each.second.sink);
@@ -355,9 +355,11 @@ bool traceimpl::endThread() noexcept
 void traceimpl::abandonLocks() noexcept
 {
     if (m_sinkLock.isMine()) {
-        for (auto& attached : m_sinks) {
-            if (m_sinkLock.progress().isInCallOf(attached.first)) {
-                attached.second.isFaulty = true;
+        for (sinkmap_t* const sinks : {&m_sinks, &m_detached}) { // it may have removed itself
+            for (auto& each : *sinks) {
+                if (m_sinkLock.progress().isInCallOf(each.second.sink)) {
+                    each.second.isFaulty = true;
+                }
             }
         }
         m_inPass = 0;

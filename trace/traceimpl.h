@@ -245,6 +245,9 @@ private:
 
     sinkmap_t m_sinks; ///< the sinks themselves are owned
 
+    /// Removed or replaced, in this order, to be destroyed. Changed under both locks, too.
+    sinkmap_t m_detached;
+
     // Guarded by the instance lock.
     std::vector<countedptr<hashedfunction>> m_functions; ///< append only
     linedrain m_drain;                                   ///< the stages of all threads
@@ -255,7 +258,6 @@ private:
     /// Generation of the levels when many lines were pruned; 0: few wait.
     unsigned int m_prunedUnder = 0;
     unsigned int m_emptiedUnder = 0; ///< generation of the levels when all lines were taken last
-    sinkmap_t m_detached;            ///< removed or replaced, in this order, to be destroyed
     unsigned long long m_detachments = 0;
     std::vector<std::unique_ptr<tolvane::ThreadControl>> m_writers; ///< one, and those that faulted
     std::vector<std::unique_ptr<tracestream>> m_endedSinks;         ///< levels that held at the end

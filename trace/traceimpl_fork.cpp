@@ -3,6 +3,7 @@
 #include "sinks/levelgeneration.h"
 #include "trace/threadstage.h"
 
+#include <algorithm>
 #include <new>
 #include <optional>
 
@@ -79,14 +80,17 @@ void traceimpl::adoptLocks(const forklocks& held) noexcept
     }
 }
 
-/// A sink that a thread was inside of may be in any state, and is left alone.
+/// A sink that a thread was inside of may be in any state, and is left alone. It may have removed
+/// itself.
 void traceimpl::forgetCall() noexcept
 {
-    for (auto attached = m_sinks.begin(); attached != m_sinks.end(); ++attached) {
-        if (m_sinkLock.progress().isInCallOf(attached->first)) {
-            m_sinks.erase(attached);
+    for (sinkmap_t* const sinks : {&m_sinks, &m_detached}) {
+        const auto called = std::find_if(sinks->begin(), sinks->end(), [this](const auto& each) {
+            return m_sinkLock.progress().isInCallOf(each.second.sink);
+        });
+        if (called != sinks->end()) {
+            sinks->erase(called);
             levelgeneration::raise();
-            break;
         }
     }
     m_inPass = 0;

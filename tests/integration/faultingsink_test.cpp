@@ -92,3 +92,21 @@ TEST_CASE("a fault in a sink on a thread that must write is reported and ends th
     CHECK(run.says("not destroyed"));
     run.checkLines("second", 5);
 }
+
+TEST_CASE("a sink that has removed itself is not destroyed when its thread ends within it",
+          "[integration]")
+{
+    const faultrun run("removedAndEnded");
+
+    CHECK(run.says("1 live, 0 lines"));
+    run.checkLines("second", 5);
+}
+
+TEST_CASE("a sink that has replaced itself gets lines when its thread has ended within the old one",
+          "[integration]")
+{
+    const faultrun run("replacedAndEnded");
+
+    CHECK(run.says("2 live, 5 lines")); // what it replaced is left alone
+    run.checkLines("second", 5);
+}

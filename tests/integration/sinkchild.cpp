@@ -147,7 +147,67 @@ void inProducer()
     tell();
 }
 
+std::atomic<int> living{0};
+std::atomic<int> gotOn{0};
+
+/// The first of its id lets its thread end within its first line.
+class leavingsink : public tracestream
+{
+public:
+    explicit leavingsink(void (*leave)(const leavingsink&)) : m_leave(leave) { ++living; }
+    ~leavingsink() override { --living; }
+
+    leavingsink(const leavingsink&) = delete;
+    leavingsink& operator=(const leavingsink&) = delete;
+
+    void log(const formattedline&) override
+    {
+        if (!m_leave) {
+            ++gotOn;
+            return;
+        }
+        m_leave(*this);
+        std::terminate();
+    }
+
+    unsigned long long id() const override { return 1; }
+    leavingsink* clone() const override { return new leavingsink(m_leave); }
+
+private:
+    void (*const m_leave)(const leavingsink&);
+};
+
+void leave(void (*leave)(const leavingsink&))
+{
+    trace::output(filetracestream(argumentTexts[2])).setLevel(tl_info);
+    trace::output(leavingsink(leave)).setLevel(tl_info);
+    std::thread([] {
+        traceLines("first", 1);
+        trace::flush(0);
+        while (!trace::sync(100)) { // the writer was quicker
+        }
+    }).join();
+    traceLines("second", 5);
+    trace::sync(10000);
+    trace::flush(0);
+    say(std::to_string(living) + " live, " + std::to_string(gotOn) + " lines");
+    std::fflush(stdout);
+    std::_Exit(0);
+}
+
+void removedAndEnded()
+{
+    leave([](const leavingsink& self) { trace::remove(self); });
+}
+
+void replacedAndEnded()
+{
+    leave([](const leavingsink&) { trace::output(leavingsink(nullptr)).setLevel(tl_info); });
+}
+
 const std::map<std::string, void (*)()> scenarios = {
+    {"removedAndEnded", removedAndEnded},
+    {"replacedAndEnded", replacedAndEnded},
     {"inWriter", inWriter},
     {"inFlush", inFlush},
     {"inProducer", inProducer},

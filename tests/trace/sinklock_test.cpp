@@ -104,7 +104,7 @@ TEST_CASE("a single call of a sink is waited for two milliseconds, and a few loo
 {
     const scriptedclock clock;
     passprogress progress;
-    const passprogress::foreigncall call(progress, 1);
+    const passprogress::foreigncall call(progress, attachedsink());
     patience waiting(progress);
 
     CHECK(waiting.lasts());
@@ -148,7 +148,7 @@ TEST_CASE("whenever the holder gets on, waiting begins anew", "[trace]")
         CHECK(waiting.lasts());
     }
     for (int line = 0; line < 10; ++line) {
-        const passprogress::foreigncall call(progress, 1);
+        const passprogress::foreigncall call(progress, attachedsink());
         CHECK(waiting.lasts());
         time.sleep(1);
         CHECK(waiting.lasts());

@@ -179,6 +179,76 @@ int besideStuckSink()
     std::_Exit(status);
 }
 
+std::atomic<int> living{0};
+
+/// Under the id of another one.
+class replacingsink : public tracestream
+{
+public:
+    void log(const formattedline&) override { ++lines; }
+    unsigned long long id() const override { return 1; }
+    replacingsink* clone() const override { return new replacingsink; }
+
+    static inline std::atomic<int> lines{0};
+};
+
+/// Removes or replaces itself, and stays in the call.
+class leavingsink : public tracestream
+{
+public:
+    explicit leavingsink(bool isReplaced) : m_isReplaced(isReplaced) { ++living; }
+    ~leavingsink() override { --living; }
+
+    leavingsink(const leavingsink&) = delete;
+    leavingsink& operator=(const leavingsink&) = delete;
+
+    void log(const formattedline&) override
+    {
+        if (m_isReplaced) {
+            trace::output(replacingsink()).setLevel(tl_info);
+        } else {
+            trace::remove(*this);
+        }
+        isStuck = true;
+        for (;;) {
+            std::this_thread::sleep_for(std::chrono::hours(1));
+        }
+    }
+
+    unsigned long long id() const override { return 1; }
+    leavingsink* clone() const override { return new leavingsink(m_isReplaced); }
+
+private:
+    const bool m_isReplaced;
+};
+
+/// \return 10 for each sink that lives in the child, and the lines of the one that came instead.
+int besideLeavingSink(bool isReplaced)
+{
+    trace::output(leavingsink(isReplaced)).setLevel(tl_info);
+    attachFile();
+    traceLine("stuck.");
+    while (!isStuck) {
+        std::this_thread::yield();
+    }
+    std::_Exit(waitFor(start([] {
+        traceLine("child.");
+        trace::sync(10000);
+        trace::flush(0);
+        return living * 10 + replacingsink::lines;
+    })));
+}
+
+int besideRemovedSink()
+{
+    return besideLeavingSink(false);
+}
+
+int besideReplacedSink()
+{
+    return besideLeavingSink(true);
+}
+
 /// A sink that starts programs.
 class forkingsink : public tracestream
 {
@@ -310,6 +380,8 @@ const std::map<std::string, int (*)()> scenarios = {
     {"inSink", inSink},
     {"spawning", spawning},
     {"besideStuckSink", besideStuckSink},
+    {"besideRemovedSink", besideRemovedSink},
+    {"besideReplacedSink", besideReplacedSink},
     {"reporting", reporting},
     {"generations", generations},
 };

@@ -111,6 +111,24 @@ TEST_CASE("a fork beside a sink that is stuck is not held up, and the child goes
     CHECK(run.count(": child.\r\n") == 1);
 }
 
+TEST_CASE("a fork leaves a sink alone that has removed itself, and that a thread is inside of",
+          "[integration][fork]")
+{
+    const forkrun run("besideRemovedSink");
+
+    CHECK(run.result.exitCode == 10);
+    CHECK(run.count(": child.\r\n") == 1);
+}
+
+TEST_CASE("the child has the sink by which another was replaced that a thread is inside of",
+          "[integration][fork]")
+{
+    const forkrun run("besideReplacedSink");
+
+    CHECK(run.result.exitCode == 11);
+    CHECK(run.count(": child.\r\n") == 1);
+}
+
 TEST_CASE("a sink may start a program", "[integration][fork]")
 {
     CHECK(forkrun("inSink").result.exitCode == 0);
