@@ -3,7 +3,44 @@
 
 #include <tolvane/tolvane.h>
 
+#include <cstdio>
+#include <optional>
+
 namespace {
+
+/// Traces when it is destroyed, in a scope that was begun when it was asked to, and in one that
+/// begins then.
+struct lastwords
+{
+    lastwords() = default;
+
+    ~lastwords()
+    {
+        if (!begun) {
+            return;
+        }
+        TOLVANE_LOG(*begun, tl_info) << "in a scope from before";
+        {
+            TOLVANE_SCOPE(log);
+            TOLVANE_LOG(log, tl_info) << "in a new scope";
+        }
+        std::printf("lost %llu\n", trace::lost(trace::ended));
+        std::fflush(stdout);
+    }
+
+    lastwords(const lastwords&) = delete;
+    lastwords& operator=(const lastwords&) = delete;
+
+    void prepare()
+    {
+        static const hashedfunction* function = nullptr;
+        begun.emplace(function, "void lastwords::begun()");
+    }
+
+    std::optional<tolvane::scope> begun;
+};
+
+lastwords fromLoading;
 
 class pluginsink : public tracestream
 {
@@ -38,6 +75,20 @@ void traceLines(int count)
     for (int line = 0; line < count; ++line) {
         TOLVANE_LOG(log, tl_info) << "line " << line;
     }
+}
+
+/// The dispatcher comes later than the object that speaks, and ends before it where both are in one
+/// list.
+void speakAtEnd()
+{
+    fromLoading.prepare();
+}
+
+/// The object comes when the dispatcher is there.
+void speakBeforeDispatcherEnds()
+{
+    static lastwords words;
+    words.prepare();
 }
 
 bool sync()

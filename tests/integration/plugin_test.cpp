@@ -90,3 +90,28 @@ TEST_CASE("this library stays where it is when somebody unloads it", "[integrati
     CHECK(run.says("all is written"));
     CHECK(run.lines() == 2);
 }
+
+TEST_CASE("a library's static destructor traces at the end of the process", "[integration][plugin]")
+{
+    const hostrun run("speakBeforeDispatcherEnds");
+
+    CHECK(run.lines() == 3);
+    CHECK(run.file.find("in a scope from before\r\n") != std::string::npos);
+    CHECK(run.file.find("in a new scope\r\n") != std::string::npos);
+    CHECK(run.says("lost 0"));
+}
+
+TEST_CASE("a line of a library's static destructor behind the dispatcher's end is dropped and "
+          "counted, unless its scope begins only then",
+          "[integration][plugin]")
+{
+    const hostrun run("speakAtEnd");
+
+    if (childprocess::threadsRunDuringExit()) {
+        CHECK(run.lines() == 0);
+        CHECK(run.says("lost 1"));
+    } else { // there the libraries end one after the other
+        CHECK(run.lines() == 2);
+        CHECK(run.says("lost 0"));
+    }
+}

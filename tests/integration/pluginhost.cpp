@@ -32,6 +32,8 @@ struct plugin
         file.function<void(const char*)>("attachFile")(name);
     }
     void traceLines(int count) const { file.function<void(int)>("traceLines")(count); }
+    void speakAtEnd() const { file.function<void()>("speakAtEnd")(); }
+    void speakBeforeDispatcherEnds() const { file.function<void()>("speakBeforeDispatcherEnds")(); }
     bool sync() const { return file.function<bool()>("sync")(); }
 
     library file;
@@ -110,7 +112,23 @@ void unloadLibrary()
     say(staying().sync() ? "all is written" : "nobody writes");
 }
 
+void speakAtEnd()
+{
+    staying().attachFile(argumentTexts[2]);
+    staying().speakAtEnd();
+    say(staying().sync() ? "all is written" : "nobody writes");
+}
+
+void speakBeforeDispatcherEnds()
+{
+    staying().attachFile(argumentTexts[2]);
+    staying().traceLines(1);
+    staying().speakBeforeDispatcherEnds();
+    say(staying().sync() ? "all is written" : "nobody writes");
+}
+
 const std::map<std::string, void (*)()> scenarios = {
+    {"speakAtEnd", speakAtEnd},           {"speakBeforeDispatcherEnds", speakBeforeDispatcherEnds},
     {"traceAfterwards", traceAfterwards}, {"exitAtOnce", exitAtOnce},
     {"exitWithLines", exitWithLines},     {"loadManyTimes", loadManyTimes},
     {"unloadLibrary", unloadLibrary},

@@ -160,6 +160,30 @@ TEST_CASE("a sink that cannot be cloned leaves things as they were, and the lock
     CHECK(first.events() == events_t{"clone 1", "1: line"});
 }
 
+TEST_CASE("a sink whose id throws is neither attached nor removed, and leaves the locks free",
+          "[trace]")
+{
+    traceimpl dispatcher;
+    const hashedfunction& function = dispatcher.registerfunction("void f()");
+    traceimpltest::running(dispatcher) = false;
+    const probesink first(1);
+    const probesink broken(2);
+    dispatcher.output(first);
+    broken.told().onId = [] { throw std::runtime_error("no id"); };
+
+    CHECK_THROWS_AS(dispatcher.output(broken), std::runtime_error);
+    traceimpltest::queue(dispatcher, function, tl_always, L"line");
+    CHECK_THROWS_AS(dispatcher.remove(broken), std::runtime_error);
+
+    CHECK(isFree(dispatcher.m_instanceMutex));
+    CHECK(isFree(traceimpltest::streamMutex(dispatcher)));
+    CHECK(traceimpltest::sinks(dispatcher) == 1);
+    traceimpltest::queue(dispatcher, function, tl_always, L"next");
+    dispatcher.flushQueue(0);
+    CHECK(first.events() == events_t{"clone 1", "1: line", "1: next"});
+    broken.told().onId = nullptr;
+}
+
 TEST_CASE("a sink's id, clone and destructor may trace", "[trace]")
 {
     traceimpl dispatcher;
