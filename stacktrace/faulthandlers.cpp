@@ -6,6 +6,7 @@
 #include "stacktrace/barereport.h"
 #include "stacktrace/structuredexception.h"
 #include "stacktrace/uncaught.h"
+#include "support/standarderror.h"
 #include "trace/traceimpl.h"
 
 #include <exception>
@@ -112,6 +113,13 @@ void onPureCall() noexcept
     const char* const message = "Pure virtual function called";
     report(message, [message] { return message; });
     end(pureCallExitCode);
+}
+
+void onUnreportedPureCall() noexcept
+{
+    constexpr char text[] = "pure virtual method called\n";
+    tolvane::writeStandardError(text, sizeof text - 1);
+    std::terminate();
 }
 
 void onInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,

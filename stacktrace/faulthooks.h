@@ -17,6 +17,10 @@ namespace faults {
 /// Reports "Pure virtual function called" and ends the thread.
 [[noreturn]] void onPureCall() noexcept;
 
+/// The same when the handlers are taken away: what the runtime library does, where its own function
+/// for that cannot be reached.
+[[noreturn]] void onUnreportedPureCall() noexcept;
+
 /// Reports an argument that the C library refuses, and returns. Where it was found is known to
 /// debug runtimes only; others give null pointers.
 void onInvalidParameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file,

@@ -316,5 +316,8 @@ extern "C" [[noreturn]] TOLVANE_EXPORT void __cxa_pure_virtual()
     if (faults::isPureCallReported) {
         faults::onPureCall();
     }
-    std::terminate();
+    if (void* const ofRuntime = dlsym(RTLD_NEXT, "__cxa_pure_virtual")) {
+        reinterpret_cast<void (*)()>(ofRuntime)();
+    }
+    faults::onUnreportedPureCall();
 }

@@ -37,7 +37,7 @@ extern "C" {
     if (isPureCallReported) {
         faults::onPureCall();
     }
-    std::terminate();
+    faults::onUnreportedPureCall();
 }
 
 } // extern "C"

@@ -22,7 +22,31 @@
 #include <thread>
 #include <vector>
 
+/// Not in an unnamed namespace, where the compiler would see that pure() has one implementation
+/// only and call that.
+struct abstractbase
+{
+    abstractbase() { callPure(); }
+    abstractbase(const abstractbase&) = delete;
+    abstractbase& operator=(const abstractbase&) = delete;
+    virtual ~abstractbase() = default;
+    void callPure();
+    virtual void pure() = 0;
+};
+
+static void (abstractbase::*volatile pureFunction)() = &abstractbase::pure;
+
+void abstractbase::callPure()
+{
+    (this->*pureFunction)();
+}
+
 namespace {
+
+struct concreteclass : abstractbase
+{
+    void pure() override {}
+};
 
 std::vector<std::string> words;
 
@@ -113,6 +137,15 @@ int uninstalled()
     stacktrace::uninstallHandlers();
     say("uninstalled");
     hardfault::raise();
+    say("went on");
+    return 0;
+}
+
+int uninstalledPureCall()
+{
+    stacktrace::uninstallHandlers();
+    say("uninstalled");
+    const concreteclass object;
     say("went on");
     return 0;
 }
@@ -404,6 +437,7 @@ const std::map<std::string, int (*)()> scenarios = {
     {"ownTerminate", ownTerminate},
     {"reportingAndEnding", reportingAndEnding},
     {"uninstalled", uninstalled},
+    {"uninstalledPureCall", uninstalledPureCall},
     {"installedAgain", installedAgain},
     {"ownHandlerStays", ownHandlerStays},
     {"besideStuckSink", besideStuckSink},

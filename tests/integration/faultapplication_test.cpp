@@ -119,6 +119,16 @@ TEST_CASE("without the library's handlers a fault is the system's", "[integratio
     CHECK_FALSE(contains(run.error, "Trace follows"));
 }
 
+TEST_CASE("without the library's handlers a pure virtual call is the runtime's", "[integration]")
+{
+    const faultrun run("uninstalledPureCall");
+
+    CHECK(run.output == "uninstalled\n");
+    CHECK(run.result.exitCode != 0);
+    CHECK(contains(run.error, "pure virtual method called\n"));
+    CHECK_FALSE(contains(run.error, "Trace follows"));
+}
+
 TEST_CASE("handlers that were taken away can be installed again", "[integration]")
 {
     CHECK(faultrun("installedAgain").output == "caught\n");
