@@ -6,9 +6,17 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
+#include <memory>
+
 namespace tolvane {
 
 namespace {
+
+struct SearchCloser
+{
+    using pointer = HANDLE;
+    void operator()(HANDLE search) const noexcept { FindClose(search); }
+};
 
 class WindowsFileSystem : public FileSystem
 {
@@ -50,16 +58,15 @@ public:
                        std::vector<unsigned long long>& numbers) const override
     {
         WIN32_FIND_DATAA found;
-        const HANDLE search = FindFirstFileA((path + ".*").c_str(), &found);
-        if (search == INVALID_HANDLE_VALUE) {
+        const HANDLE first = FindFirstFileA((path + ".*").c_str(), &found);
+        if (first == INVALID_HANDLE_VALUE) {
             return GetLastError() == ERROR_FILE_NOT_FOUND;
         }
+        const std::unique_ptr<HANDLE, SearchCloser> search(first);
         do {
             appendNumber(numbers, found.cFileName);
-        } while (FindNextFileA(search, &found));
-        const bool isWhole = GetLastError() == ERROR_NO_MORE_FILES;
-        FindClose(search);
-        return isWhole;
+        } while (FindNextFileA(search.get(), &found));
+        return GetLastError() == ERROR_NO_MORE_FILES;
     }
 };
 

@@ -1,11 +1,14 @@
 #include "support/filesystem.h"
 
+#include "tests/helpers/allocations.h"
+#include "tests/helpers/openfile.h"
 #include "tests/helpers/temporaryfolder.h"
 
 #include <catch2/catch.hpp>
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 
 using tolvane::FileSystem;
 
@@ -22,6 +25,17 @@ std::vector<unsigned long long> numbersBehind(const std::string& path)
     REQUIRE(FileSystem::platform().numbersBehind(path, numbers));
     std::sort(numbers.begin(), numbers.end());
     return numbers;
+}
+
+bool lacksMemory(const FileSystem& files, const std::string& path)
+{
+    std::vector<unsigned long long> numbers;
+    try {
+        files.numbersBehind(path, numbers);
+        return false;
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
 }
 
 } // namespace
@@ -162,4 +176,26 @@ TEST_CASE("a folder that is not there cannot be listed", "[support]")
     std::vector<unsigned long long> numbers;
 
     CHECK_FALSE(FileSystem::platform().numbersBehind(folder.file("missing/trace.log"), numbers));
+}
+
+TEST_CASE("a folder's list for which there is no memory leaves nothing open", "[support]")
+{
+    constexpr unsigned long long rounds = 20;
+    const temporaryfolder folder;
+    make(folder, "trace.log.1");
+    const std::string path = folder.file("trace.log");
+    const FileSystem& files = FileSystem::platform();
+    const std::size_t before = openfile::openNumber();
+    unsigned long long failures = 0;
+    for (unsigned long long round = 0; round < rounds; ++round) {
+        bool failed = true;
+        for (unsigned long long after = 0; failed; ++after) {
+            const allocations::failure failing(after);
+            failed = lacksMemory(files, path);
+            failures += failed ? 1 : 0;
+        }
+    }
+
+    CHECK(failures >= rounds);
+    CHECK(openfile::openNumber() < before + rounds);
 }

@@ -17,3 +17,12 @@ bool openfile::isOpen() const
 {
     return m_handle != INVALID_HANDLE_VALUE;
 }
+
+/// The system gives new ones the lowest numbers that are free.
+std::size_t openfile::openNumber()
+{
+    constexpr std::size_t step = 4;
+    const HANDLE any = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    CloseHandle(any);
+    return reinterpret_cast<std::size_t>(any) / step;
+}
