@@ -105,7 +105,7 @@ Appended appendLines(file_t& file, const Lines& lines, TornEnds& tornEnds) noexc
         return {};
     }
     if (!tornEnds.isEmpty() && !endTornLine(file, tornEnds)) {
-        return {true, 0, file.isStuck()};
+        return {0, file.isStuck()};
     }
     const std::size_t written = lines.start + file.write(lines.bytes(), lines.size());
     const auto whole = static_cast<std::size_t>(
@@ -115,7 +115,7 @@ Appended appendLines(file_t& file, const Lines& lines, TornEnds& tornEnds) noexc
     if (torn != 0 && !file.cut(torn) && file.end(end)) {
         tornEnds.remember(end);
     }
-    return {true, whole, file.isStuck()};
+    return {whole, file.isStuck()};
 }
 
 } // namespace tolvane

@@ -25,7 +25,6 @@ struct Lines
 /// What became of lines that were to be appended to a file.
 struct Appended
 {
-    bool isOpened = false;
     std::size_t lines = 0; ///< so many of them, from the first on, are in the file
 
     /// The file is one that somebody reads from at the other end, who takes nothing. If the caller

@@ -110,8 +110,7 @@ public:
                              bool) const noexcept override
     {
         tolvane::Appended appended;
-        appended.isOpened = write(path, std::string(lines.bytes(), lines.size()));
-        appended.lines = appended.isOpened ? lines.count : 0;
+        appended.lines = write(path, std::string(lines.bytes(), lines.size())) ? lines.count : 0;
         return appended;
     }
 
