@@ -36,6 +36,13 @@ public:
         m_moves.store(m_moves.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
 
+    /// The process is a copy that a fork has made. What the holder was at is the other one's to
+    /// finish.
+    void noteFork() noexcept { ++m_forks; }
+
+    /// How often that was so. The holder's own.
+    unsigned int forks() const noexcept { return m_forks; }
+
     /// The holder ends within a call.
     void endCall() noexcept { m_isForeign.store(false, std::memory_order_relaxed); }
 
@@ -76,6 +83,7 @@ public:
 private:
     std::atomic<unsigned long long> m_moves{0};
     std::atomic<bool> m_isForeign{false};
+    unsigned int m_forks = 0; ///< changed while there is no other thread
 
     // The sink; they count while that is true.
     std::atomic<unsigned long long> m_id{0};

@@ -68,7 +68,7 @@ passwriter::destination::destination(attachedsink& target)
 }
 
 passwriter::passwriter(sinkmap_t& sinks, passprogress& progress, const sinkchoice& which)
-    : m_progress(progress)
+    : m_progress(progress), m_forks(progress.forks())
 {
     m_destinations.reserve(sinks.size()); // they are pointed to
     for (auto& sink : sinks) {
@@ -78,6 +78,12 @@ passwriter::passwriter(sinkmap_t& sinks, passprogress& progress, const sinkchoic
     }
     group();
     m_gathers = filesDiffer();
+}
+
+/// Whether the process was forked within the pass, and this is the new one.
+bool passwriter::isOthers() const noexcept
+{
+    return m_progress.forks() != m_forks;
 }
 
 /// A faulty sink is in some group for its counts only.
@@ -153,6 +159,9 @@ void passwriter::writeTo(const group_t& sinks, const packedlines& batch) noexcep
     }
     for (const queuedline& line : batch) {
         for (destination* const to : sinks) {
+            if (isOthers()) {
+                return;
+            }
             offer(*to, line);
         }
         m_progress.move();
@@ -313,7 +322,7 @@ void passwriter::settle(destination& to) noexcept
 {
     tolvane::Lines left = {to.bytes.data(), 0, to.lineEnds.data(), to.lineEnds.size()};
     bool isStuck = false;
-    while (left.count != 0) {
+    while (left.count != 0 && !isOthers()) {
         faultpoint::reach(faultpoint::settling);
         m_progress.move();
         const tolvane::Appended appended =
@@ -337,6 +346,9 @@ void passwriter::settle(destination& to) noexcept
 
 void passwriter::publish() noexcept
 {
+    if (isOthers()) {
+        return;
+    }
     for (destination& to : m_destinations) {
         to.counted.publish(to.attached.counts);
     }

@@ -34,6 +34,9 @@ class rotatingfilestracestream;
 /// before each call of a stream or of an application's sink, since a thread may end within, and
 /// when write() returns.
 ///
+/// A sink may fork. The lines that are not written yet are then those of the process that began the
+/// pass: in the other one they are dropped, uncounted, gathered ones included.
+///
 /// Caller holds the sink lock from construction to destruction.
 class passwriter
 {
@@ -95,6 +98,7 @@ private:
     /// Sinks that get each line before the next one.
     using group_t = std::vector<destination*>;
 
+    bool isOthers() const noexcept;
     void group();
     bool filesDiffer();
     void makeRoom(std::size_t lines) noexcept;
@@ -113,6 +117,7 @@ private:
     void publish() noexcept;
 
     passprogress& m_progress;
+    const unsigned int m_forks; ///< when the pass began
     std::vector<destination> m_destinations;
     std::vector<group_t> m_groups;
     std::locale m_locale; ///< the global one, which converts the text of files

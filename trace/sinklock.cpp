@@ -65,6 +65,7 @@ void sinklock::adopt() noexcept
     }
     m_claims.store(0, std::memory_order_relaxed);
     m_waiting.store(0, std::memory_order_relaxed);
+    m_progress.noteFork();
     new (&m_returned) tolvane::AutoResetEvent; // threads that are gone may have been in it
 }
 

@@ -4,6 +4,7 @@
 #include "tests/helpers/memoryfiles.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -43,6 +44,9 @@ public:
                              bool mayWait) const noexcept override
     {
         ++appends;
+        if (onAppend) {
+            onAppend();
+        }
         if (refusals[path] > 0) {
             --refusals[path];
             return {};
@@ -64,7 +68,8 @@ public:
         return isThere;
     }
 
-    std::map<std::string, std::size_t> limits;   ///< bytes that fit into a file
+    std::map<std::string, std::size_t> limits; ///< bytes that fit into a file
+    std::function<void()> onAppend;
     mutable std::map<std::string, int> refusals; ///< how often it cannot be opened, by path
     mutable std::map<std::string, unsigned int> replaced; ///< how often by another file, by path
     std::set<std::string> pipes;       ///< of which somebody reads, up to their limit

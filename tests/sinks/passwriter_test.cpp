@@ -246,6 +246,59 @@ TEST_CASE("a pass opens a file once, and leaves it closed", "[sinks]")
     CHECK(bodies(files.files["trace.log"]) == "one two three ");
 }
 
+TEST_CASE(
+    "in the copy of a process that a sink forks, nothing more of the pass is written or counted",
+    "[sinks][fork]")
+{
+    limitedfiles files;
+    files.files["before.log"] = "";
+    files.files["behind.log"] = "";
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, "before.log");
+    const probe_t told = addProbe(sinks, tl_info, [&sinks](const std::wstring& text) {
+        if (text.find(L"two") != std::wstring::npos) {
+            sinks.progress().noteFork();
+        }
+    });
+    sinks.add<filetracestream>(tl_info, "behind.log");
+
+    sinks.write(infos({L"one", L"two", L"three"}));
+
+    CHECK(bodies(files.files["before.log"]) == "one two ");
+    CHECK(bodies(files.files["behind.log"]) == "one ");
+    CHECK(told->events() == std::vector<std::string>{"clone 77", "77: one", "77: two"});
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{2});
+    CHECK(countsOf(sinks.counts(2)) == expectedcounts{1});
+    CHECK(countsOf(sinks.counts(3)) == expectedcounts{1});
+}
+
+TEST_CASE("in the copy of a process that is forked amid writing a file, the file is left alone",
+          "[sinks][fork]")
+{
+    limitedfiles files;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, "trace.log");
+    files.refusals["trace.log"] = 1;
+    files.onAppend = [&sinks] { sinks.progress().noteFork(); };
+
+    sinks.write(infos({L"one", L"two"}));
+
+    CHECK(files.appends == 1);
+    CHECK(countsOf(sinks.counts(1)) == expectedcounts{});
+}
+
+TEST_CASE("the pass that follows on a fork is the copy's own", "[sinks][fork]")
+{
+    limitedfiles files;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, "trace.log");
+    sinks.progress().noteFork();
+
+    sinks.write(infos({L"one"}));
+
+    CHECK(bodies(files.files["trace.log"]) == "one ");
+}
+
 TEST_CASE("a file can be removed behind a pass", "[sinks]")
 {
     const temporaryfolder folder;

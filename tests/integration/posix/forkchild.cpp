@@ -334,13 +334,15 @@ int generations()
 
 std::atomic<pid_t> forkedBySink{-1};
 
-/// Forks on its first line, and lets the child go on.
+thread_local bool isMain = false;
+
+/// Forks on the first line that the main thread writes, and lets the child go on.
 class dividingsink : public tracestream
 {
 public:
     void log(const formattedline&) override
     {
-        if (forkedBySink == -1) {
+        if (forkedBySink == -1 && isMain) {
             forkedBySink = 0;
             const pid_t process = fork();
             if (process == 0) {
@@ -359,8 +361,10 @@ int goingOn()
 {
     attachFile();
     trace::output(dividingsink()).setLevel(tl_info);
-    traceLine("before.");
-    while (forkedBySink == -1) {
+    isMain = true;
+    for (int line = 0; forkedBySink == -1; ++line) { // the writer may take them
+        traceLine("before " + std::to_string(line) + ".");
+        traceLine("behind " + std::to_string(line) + ".");
         trace::flush(0);
     }
     trace::remove(dividingsink());

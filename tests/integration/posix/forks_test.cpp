@@ -134,10 +134,19 @@ TEST_CASE("a sink may start a program", "[integration][fork]")
     CHECK(forkrun("inSink").result.exitCode == 0);
 }
 
-TEST_CASE("the child of a sink that forks may come out of the sink, and trace",
-          "[integration][fork]")
+TEST_CASE(
+    "the child of a sink that forks may come out of the sink, and traces lines of its own only",
+    "[integration][fork]")
 {
-    CHECK(forkrun("goingOn").result.exitCode == 0);
+    const forkrun run("goingOn");
+
+    CHECK(run.result.exitCode == 0);
+    const std::map<std::string, int> all = texts(run.file);
+    CHECK(all.size() >= 3);
+    for (const auto& text : all) {
+        INFO(text.first);
+        CHECK(text.second == 1);
+    }
 }
 
 TEST_CASE("programs that are started without a fork leave tracing alone", "[integration][fork]")
