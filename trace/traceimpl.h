@@ -200,7 +200,7 @@ private:
                     tracelevel_t level);
     admission admit(linebudget::allowance& mine, const hashedfunction& function,
                     tracelevel_t level);
-    void relieve(admission admitted);
+    bool relieve(admission admitted);
     template <class content_t>
     void queueDirectly(tracelevel_t level, const hashedfunction& function,
                        const content_t& content);

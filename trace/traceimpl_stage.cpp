@@ -60,8 +60,8 @@ void traceimpl::stageLine(tracelevel_t level, const hashedfunction& function,
     admission admitted = admission::writeFirst;
     while (admitted == admission::writeFirst) {
         admitted = stageOn(*mine, level, function, content);
-        if (needsRelief(admitted)) {
-            relieve(admitted);
+        if (needsRelief(admitted) && !relieve(admitted)) {
+            return;
         }
     }
 }
@@ -221,7 +221,10 @@ traceimpl::admit(linebudget::allowance& mine, const hashedfunction& function, tr
 
 /// What was staged without an allowance is pruned or written. When pruning leaves more than may
 /// wait, the thread writes.
-TOLVANE_COLD void traceimpl::relieve(admission admitted)
+///
+/// \return false in the copy of the process that a sink has forked meanwhile: the line is the other
+///         one's, and the thread's stage is gone.
+TOLVANE_COLD bool traceimpl::relieve(admission admitted)
 {
     faultpoint::reach(faultpoint::relieving);
     const insidelibrary inside;
@@ -229,12 +232,14 @@ TOLVANE_COLD void traceimpl::relieve(admission admitted)
         const instancelock lock(m_instanceMutex);
         prune();
         if (waitingLines() <= linelimits::writeAbove) {
-            return;
+            return true;
         }
     }
+    const unsigned int forks = m_sinkLock.progress().forks();
     if (const std::exception_ptr fault = pass(passkind::relief)) {
         std::rethrow_exception(fault);
     }
+    return m_sinkLock.progress().forks() == forks;
 }
 
 /// A line of a thread that has left its stage: it comes behind all that is staged.
@@ -267,5 +272,5 @@ TOLVANE_COLD void traceimpl::queueDirectly(tracelevel_t level, const hashedfunct
             return;
         }
     }
-    relieve(admission::stageThenWrite);
+    static_cast<void>(relieve(admission::stageThenWrite));
 }

@@ -139,6 +139,13 @@ struct traceimpltest
         dispatcher.drain();
     }
 
+    /// As when many lines wait.
+    static void prune(traceimpl& dispatcher)
+    {
+        const instancelock lock(dispatcher.m_instanceMutex);
+        dispatcher.prune();
+    }
+
     /// One queued line, as a test compares it.
     struct entry
     {

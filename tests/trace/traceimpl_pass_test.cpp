@@ -738,6 +738,35 @@ TEST_CASE("who finds too many lines writes them, also when none of them can be p
     CHECK(sink.events().size() == 1 + 1 + 2001);
 }
 
+TEST_CASE("a line for which others are written first is the parent's when a sink forks meanwhile",
+          "[trace][fork]")
+{
+    quietdispatcher quiet;
+    bool isForked = false;
+    const probesink sink(1);
+    sink.told().onLog = [&](const std::wstring&) {
+        if (!isForked) {
+            isForked = true;
+            quiet.dispatcher.afterForkInChild(quiet.dispatcher.beforeFork());
+        }
+    };
+    quiet.dispatcher.output(sink);
+    quiet.dispatcher.maxLevel(quiet.function);
+    quiet.queue(tl_always, L"makes the stage");
+    for (int line = 0; line < 2000; ++line) {
+        traceimpltest::stageUnasked(quiet.function); // as by many threads at once
+    }
+    traceimpltest::prune(quiet.dispatcher);
+
+    quiet.queue(tl_always, L"one too many");
+    CHECK(isForked);
+    CHECK(quiet.texts().empty());
+    CHECK(sink.events().size() == 1 + 1);
+
+    quiet.queue(tl_always, L"own");
+    CHECK(quiet.texts() == std::vector<std::wstring>{L"own"});
+}
+
 TEST_CASE("memory that is used again holds nothing of a line before", "[trace]")
 {
     quietdispatcher quiet;
