@@ -2,9 +2,11 @@
 
 #include "support/coldpath.h"
 #include "support/mutex.h"
+#include "support/permanent.h"
 #include "trace/insidelibrary.h"
 
 #include <atomic>
+#include <memory>
 
 /// Holds the single object of a class, and the lock of it.
 ///
@@ -27,6 +29,12 @@ public:
     /// Null when nobody has used it yet.
     static object_t* known() noexcept { return s_instance.load(std::memory_order_acquire); }
 
+    /// Held while the object is made, which a fork must not come into.
+    static tolvane::Mutex::Impl& makingLock() noexcept
+    {
+        return tolvane::permanent<tolvane::Mutex::Impl, object_t>();
+    }
+
     mutex m_instanceMutex; ///< outermost lock; recursive, since sinks may call the facade while it
                            ///< is held
 
@@ -46,8 +54,12 @@ template <class object_t>
 TOLVANE_COLD object_t& safesingleton<object_t>::make()
 {
     const insidelibrary inside;
-    static auto* const object = new object_t;
+    const tolvane::Auto_Lock<tolvane::Mutex::Impl> turn(&makingLock());
+    if (object_t* const made = known()) {
+        return *made;
+    }
+    auto object = std::make_unique<object_t>();
     static const stopper stopAtExit{*object};
-    s_instance.store(object, std::memory_order_release);
-    return *object;
+    s_instance.store(object.get(), std::memory_order_release);
+    return *object.release();
 }

@@ -5,12 +5,14 @@
 #include "support/filesystem.h"
 #include "support/posix/zonelock.h"
 #include "support/threadid.h"
+#include "trace/classiclocale.h"
 #include "trace/traceimpl.h"
 
 #include <pthread.h>
 #include <signal.h>
 
 #include <initializer_list>
+#include <new>
 
 // The one thread of a forked process is a copy of the thread that forked, and finds all locks as
 // they were. So that thread takes them before, and both copies give them back. Nothing is called
@@ -18,8 +20,18 @@
 
 namespace {
 
-/// Of the thread that forks, which is the same one in parent and child.
-__attribute__((tls_model("initial-exec"))) thread_local traceimpl::forklocks held;
+/// What the thread that forks has taken. It is the same one in parent and child.
+struct forklocks
+{
+    bool making = false;
+    traceimpl::forklocks dispatcher;
+};
+
+__attribute__((tls_model("initial-exec"))) thread_local forklocks held;
+
+/// Ticks of 100 nanoseconds: a second. Whoever makes the dispatcher may have to wait for what the
+/// application's own handlers have locked.
+constexpr unsigned long long longestMaking = 10000000;
 
 /// The same thread's.
 thread_local sigset_t signalsBefore;
@@ -43,8 +55,11 @@ void unblockSignals() noexcept
 void beforeFork() noexcept
 {
     blockSignals();
-    traceimpl* const dispatcher = traceimpl::known();
-    held = dispatcher ? dispatcher->beforeFork() : traceimpl::forklocks();
+    held = {};
+    held.making = traceimpl::makingLock().timedLock(longestMaking);
+    if (traceimpl* const dispatcher = traceimpl::known()) {
+        held.dispatcher = dispatcher->beforeFork();
+    }
     threadstacks::beforeFork();
     tolvane::zoneLock().lock();
 }
@@ -54,9 +69,22 @@ void afterForkInParent() noexcept
     tolvane::zoneLock().unlock();
     threadstacks::afterForkInParent();
     if (traceimpl* const dispatcher = traceimpl::known()) {
-        dispatcher->afterForkInParent(held);
+        dispatcher->afterForkInParent(held.dispatcher);
+    }
+    if (held.making) {
+        traceimpl::makingLock().unlock();
     }
     unblockSignals();
+}
+
+void freeMakingLock() noexcept
+{
+    if (held.making) {
+        traceimpl::makingLock().adopt();
+        traceimpl::makingLock().unlock();
+    } else {
+        new (&traceimpl::makingLock()) tolvane::Mutex::Impl; // who had it is gone
+    }
 }
 
 void afterForkInChild() noexcept
@@ -65,8 +93,9 @@ void afterForkInChild() noexcept
     tolvane::zoneLock().unlock();
     threadstacks::afterForkInChild();
     if (traceimpl* const dispatcher = traceimpl::known()) {
-        dispatcher->afterForkInChild(held);
+        dispatcher->afterForkInChild(held.dispatcher);
     }
+    freeMakingLock();
     unblockSignals();
 }
 
@@ -78,7 +107,13 @@ void makeWhatIsMadeOnce() noexcept
     tolvane::Clock::platform();
     tolvane::FileSystem::platform();
     tolvane::zoneLock();
+    traceimpl::makingLock();
+    classicLocale();
 }
+
+/// From when the library is loaded on: the first line may be amid its way while another thread
+/// forks.
+[[maybe_unused]] const bool isFollowing = (followForks(), true);
 
 } // namespace
 

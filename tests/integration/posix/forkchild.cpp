@@ -1,8 +1,11 @@
 // A traced application that forks: one scenario per run, named by the first argument. The second
 // argument is the name of a trace file, the third a number.
 
+#include "tests/helpers/allocations.h"
+
 #include <tolvane/tolvane.h>
 
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <string>
@@ -376,7 +380,43 @@ int goingOn()
     std::_Exit(fileHas("child.") ? 0 : 1);
 }
 
+std::atomic<bool> isForking{false};
+
+/// The very first line is in one of its allocations when another thread forks.
+int duringFirstLine()
+{
+    pthread_atfork([] { isForking = true; }, nullptr, nullptr); // called before the library's
+    std::atomic<bool> isFar{false};
+    std::thread first([&isFar] {
+        const std::function<void()> wait = [&isFar] {
+            isFar = true;
+            while (!isForking) {
+                std::this_thread::yield();
+            }
+            // a fork that does not wait comes meanwhile
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        };
+        {
+            const allocations::interruption waiting(static_cast<unsigned long long>(number()),
+                                                    wait);
+            traceLine("first.");
+        }
+        isFar = true; // there are not so many
+    });
+    while (!isFar) {
+        std::this_thread::yield();
+    }
+    const int status = waitFor(start([] {
+        attachFile();
+        traceLine("child.");
+        return trace::sync(10000) ? 0 : 1;
+    }));
+    first.join();
+    return status;
+}
+
 const std::map<std::string, int (*)()> scenarios = {
+    {"duringFirstLine", duringFirstLine},
     {"once", once},
     {"daemon", daemon},
     {"inBurst", inBurst},

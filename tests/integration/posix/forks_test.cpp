@@ -129,6 +129,18 @@ TEST_CASE("the child has the sink by which another was replaced that a thread is
     CHECK(run.count(": child.\r\n") == 1);
 }
 
+TEST_CASE("a fork while another thread is amid the very first line hangs no child",
+          "[integration][fork]")
+{
+    constexpr int allocationsToTry = 6;
+    for (int allocation = 0; allocation < allocationsToTry; ++allocation) {
+        const forkrun run("duringFirstLine", allocation);
+        INFO("amid allocation " << allocation);
+        REQUIRE(run.result.exitCode == 0);
+        CHECK(run.count(": child.\r\n") == 1);
+    }
+}
+
 TEST_CASE("a sink may start a program", "[integration][fork]")
 {
     CHECK(forkrun("inSink").result.exitCode == 0);
