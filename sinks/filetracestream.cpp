@@ -5,8 +5,8 @@
 #include "function/componenthash.h"
 #include "sinks/fileencoding.h"
 #include "support/filesystem.h"
+#include "trace/globallocale.h"
 
-#include <locale>
 #include <string>
 
 filetracestream::filetracestream(const tolvane::string& filename) : m_filename(filename) {}
@@ -18,7 +18,7 @@ filetracestream::~filetracestream() = default;
 void filetracestream::log(const formattedline& line)
 {
     std::string bytes;
-    appendEncodedLine(bytes, line.rendered(), std::locale());
+    appendEncodedLine(bytes, line.rendered(), globalLocale());
     // a line that cannot be written is lost, and the next one tries again
     const std::size_t end = bytes.size();
     tolvane::FileSystem::current().append(m_filename.narrow(), {bytes.data(), 0, &end, 1}, true);

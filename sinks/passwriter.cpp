@@ -13,6 +13,7 @@
 #include "support/nocancellation.h"
 #include "support/writesignals.h"
 #include "trace/faultpoint.h"
+#include "trace/globallocale.h"
 #include "trace/insidelibrary.h"
 
 #include <algorithm>
@@ -68,7 +69,7 @@ passwriter::destination::destination(attachedsink& target)
 }
 
 passwriter::passwriter(sinkmap_t& sinks, passprogress& progress, const sinkchoice& which)
-    : m_progress(progress), m_forks(progress.forks())
+    : m_progress(progress), m_forks(progress.forks()), m_locale(globalLocale())
 {
     m_destinations.reserve(sinks.size()); // they are pointed to
     for (auto& sink : sinks) {

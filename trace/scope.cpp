@@ -2,6 +2,7 @@
 
 #include "support/coldpath.h"
 #include "trace/classiclocale.h"
+#include "trace/globallocale.h"
 #include "trace/insidelibrary.h"
 #include "trace/scopeentry.h"
 
@@ -48,8 +49,13 @@ TOLVANE_COLD void scope::leaveAtLength() noexcept
 /// A scope whose lines were gathered keeps the classic locale: its first line was its first use.
 TOLVANE_COLD traceobject& scopestream::build() const
 {
+    {
+        const localeturn turn;
+        const insidelibrary inside;
+        m_stream = new (m_storage) traceobject(*this);
+    }
     const insidelibrary inside;
-    m_stream = new (m_storage) traceobject(*this);
+    localeturn::notice(m_stream->getloc());
     if (m_plain) {
         m_stream->imbue(classicLocale());
         m_plain = false;

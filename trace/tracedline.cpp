@@ -1,7 +1,7 @@
 #include <tolvane/tracedline.h>
 
 #include "support/coldpath.h"
-#include "trace/classiclocale.h"
+#include "trace/globallocale.h"
 #include "trace/insidelibrary.h"
 #include "trace/operands.h"
 #include "trace/traceimpl.h"
@@ -96,7 +96,7 @@ void tracedline::begin()
         if (!built.isDispensable()) {
             goOnIn(built);
         }
-    } else if (std::locale() == classicLocale()) {
+    } else if (isGlobalLocaleClassic()) {
         m_scope->m_plain = true;
         m_scope->m_lineLevel = m_level;
     } else {

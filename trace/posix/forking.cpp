@@ -6,6 +6,7 @@
 #include "support/posix/zonelock.h"
 #include "support/threadid.h"
 #include "trace/classiclocale.h"
+#include "trace/globallocale.h"
 #include "trace/traceimpl.h"
 
 #include <pthread.h>
@@ -62,10 +63,12 @@ void beforeFork() noexcept
     }
     threadstacks::beforeFork();
     tolvane::zoneLock().lock();
+    localeturn::lock().lock();
 }
 
 void afterForkInParent() noexcept
 {
+    localeturn::lock().unlock();
     tolvane::zoneLock().unlock();
     threadstacks::afterForkInParent();
     if (traceimpl* const dispatcher = traceimpl::known()) {
@@ -89,6 +92,8 @@ void freeMakingLock() noexcept
 
 void afterForkInChild() noexcept
 {
+    localeturn::lock().adopt();
+    localeturn::lock().unlock();
     tolvane::zoneLock().adopt();
     tolvane::zoneLock().unlock();
     threadstacks::afterForkInChild();
@@ -107,6 +112,7 @@ void makeWhatIsMadeOnce() noexcept
     tolvane::Clock::platform();
     tolvane::FileSystem::platform();
     tolvane::zoneLock();
+    localeturn::lock();
     traceimpl::makingLock();
     classicLocale();
 }

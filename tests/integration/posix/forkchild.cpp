@@ -17,6 +17,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <locale>
 #include <map>
 #include <string>
 #include <thread>
@@ -145,6 +146,13 @@ int inBurst()
     say(std::to_string(ended) + " ended, " + std::to_string(traced) + " traced, " +
         std::to_string(trace::lost()) + " lost");
     return isWritten ? 0 : 1;
+}
+
+/// Asking for such a global locale takes a lock of the C++ library's.
+int inBurstElsewhere()
+{
+    std::locale::global(std::locale(std::locale::classic(), new std::numpunct<wchar_t>));
+    return inBurst();
 }
 
 std::atomic<bool> isStuck{false};
@@ -416,6 +424,7 @@ int duringFirstLine()
 }
 
 const std::map<std::string, int (*)()> scenarios = {
+    {"inBurstElsewhere", inBurstElsewhere},
     {"duringFirstLine", duringFirstLine},
     {"once", once},
     {"daemon", daemon},

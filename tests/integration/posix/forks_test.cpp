@@ -86,7 +86,8 @@ TEST_CASE("forks amid tracing threads lose and repeat no line and hang no child"
           "[integration][forkburst]")
 {
     const int forks = 40;
-    const forkrun run("inBurst", forks);
+    const std::string scenario = GENERATE("inBurst", "inBurstElsewhere");
+    const forkrun run(scenario, forks);
 
     CHECK(run.result.exitCode == 0);
     const std::map<std::string, int> all = texts(run.file);
