@@ -120,7 +120,9 @@ void stacktrace::Registry::copyTo(std::list<stacktrace>& traces) const
     }
 }
 
-/// The tables have room for it, since they had it before.
+/// The tables have room for it, since they had it before. Nothing is freed, which is no time for it
+/// when a process was just forked: blocks that the parent's threads have outgrown go with the end
+/// of the entry's next thread.
 void stacktrace::Registry::keepOnly(Entry* mine, unsigned int threadId) noexcept
 {
     m_readers.store(0, std::memory_order_relaxed);
@@ -136,7 +138,6 @@ void stacktrace::Registry::keepOnly(Entry* mine, unsigned int threadId) noexcept
         } else {
             entry->threadId.store(0, std::memory_order_relaxed);
             entry->clear();
-            freeGrown(*entry);
             entry->nextIdle = m_idle;
             m_idle = entry;
         }

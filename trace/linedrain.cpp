@@ -92,20 +92,10 @@ void linedrain::forgetDoubts() noexcept
     }
 }
 
-void linedrain::forgetAll(stage* kept) noexcept
+void linedrain::forgetAll(const stage* used) noexcept
 {
     for (stage* const each : m_stages) {
-        if (each != kept) {
-            delete each; // also what its thread holds of it
-        }
-    }
-    m_stages.clear();
-    m_waiting.clear();
-    if (kept) {
-        while (kept->oldest(~0ULL)) {
-            kept->take();
-        }
-        m_stages.push_back(kept); // there is room
+        each->forget(each != used);
     }
 }
 

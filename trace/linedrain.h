@@ -61,9 +61,10 @@ public:
 
     void forgetDoubts() noexcept;
 
-    /// Goes without all stages, in a forked process, whose other threads are gone.
-    /// \param kept  the one that is in use; its lines are gone, too. May be null.
-    void forgetAll(stage* kept) noexcept;
+    /// Forgets all stages, in a forked process, whose other threads are gone. The next drain frees
+    /// them.
+    /// \param used  the one that the calling thread is inside of. May be null.
+    void forgetAll(const stage* used) noexcept;
 
     /// Lets stages rest that were found empty, and goes without those whose threads have left, once
     /// nothing of them is to be known any more.

@@ -39,6 +39,23 @@ public:
         return std::exchange(m_lines, std::exchange(m_spare, {}));
     }
 
+    /// Goes without all lines, and frees nothing yet.
+    void forget() noexcept
+    {
+        if (m_lines.size() != 0) { // then nothing is forgotten: lines come after freeForgotten()
+            std::swap(m_lines, m_forgotten);
+        }
+        m_taken = 0;
+    }
+
+    /// To be called before lines are appended.
+    void freeForgotten() noexcept
+    {
+        if (m_forgotten.capacity() != 0) {
+            m_forgotten = {};
+        }
+    }
+
     /// Keeps the memory of lines that were written for lines to come, in constant time, unless it
     /// is less than what is kept already, or too much.
     /// \param written  is empty; what is left in it is the caller's to destroy.
@@ -57,6 +74,7 @@ private:
 
     packedlines m_lines;
     packedlines m_spare; ///< memory alone
+    packedlines m_forgotten;
 
     /// So many bytes in front are lines that are known to be taken by a sink, under this
     /// generation.

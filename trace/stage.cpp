@@ -124,6 +124,10 @@ stagedline* stage::oldest(unsigned long long upTo) noexcept
 {
     for (;;) {
         if (m_read < m_known) {
+            if (m_isForgotten) {
+                take();
+                continue;
+            }
             auto* const line = reinterpret_cast<stagedline*>(m_head->bytes + m_read);
             return line->stamp <= upTo ? line : nullptr;
         }
@@ -156,6 +160,17 @@ unsigned long long stage::takeRefused() noexcept
     const unsigned long long before = m_refusedTaken;
     m_refusedTaken = refused;
     return refused - before;
+}
+
+void stage::forget(bool isThreadGone) noexcept
+{
+    m_isForgotten = true;
+    m_dispatcher = 0;
+    takeRefused();
+    forgetDoubts();
+    if (isThreadGone) {
+        m_holders.store(1, std::memory_order_relaxed);
+    }
 }
 
 void stage::rest() noexcept

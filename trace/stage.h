@@ -134,7 +134,9 @@ public:
     /// Lines that were not taken.
     std::size_t pending() const noexcept
     {
-        return static_cast<std::size_t>(m_staged.load(std::memory_order_relaxed) - m_taken);
+        return m_isForgotten
+                   ? 0
+                   : static_cast<std::size_t>(m_staged.load(std::memory_order_relaxed) - m_taken);
     }
 
     /// Of the line that was staged last, about.
@@ -162,6 +164,11 @@ public:
     {
         m_doubtfulForgotten = m_doubtful.load(std::memory_order_relaxed);
     }
+
+    /// Lines that are here, and those that are still staged, are nobody's: the process was forked.
+    /// Frees nothing; the next drain does, and the thread looks for another stage.
+    /// \param isThreadGone  the thread will not come any more.
+    void forget(bool isThreadGone) noexcept;
 
     /// A drain has found nothing here; after a while that gives memory back.
     void rest() noexcept;
@@ -211,7 +218,7 @@ private:
     static constexpr std::size_t mostSpare = 24; ///< chunks: nearly all lines that may wait
 
     // The thread's own.
-    const unsigned long long m_dispatcher;
+    unsigned long long m_dispatcher; ///< none's once the stage is forgotten
     linebudget::allowance m_allowance;
     std::atomic<bool> m_isVisited{false};
     unsigned char* m_to = nullptr; ///< where the next line goes
@@ -237,6 +244,7 @@ private:
     unsigned long long m_refusedTaken = 0;
     unsigned long long m_doubtfulForgotten = 0;
     unsigned int m_restfulDrains = 0;
+    bool m_isForgotten = false;
 
     alignas(cacheLine) std::atomic<chunk*> m_spare[mostSpare] = {};
 };

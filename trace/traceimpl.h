@@ -183,7 +183,7 @@ private:
     void giveBack(const forklocks& held) noexcept;
     void adoptLocks(const forklocks& held) noexcept;
     void forgetCall() noexcept;
-    void forgetLines() noexcept;
+    void forgetLines(bool areWhole) noexcept;
     void forgetWriter() noexcept;
 
     // traceimpl_stage.cpp

@@ -45,7 +45,7 @@ void traceimpl::afterForkInParent(const forklocks& held) noexcept
 void traceimpl::afterForkInChild(const forklocks& held) noexcept
 {
     adoptLocks(held);
-    forgetLines();
+    forgetLines(held.instance);
     forgetWriter();
     giveBack(held);
 }
@@ -96,19 +96,27 @@ void traceimpl::forgetCall() noexcept
     m_inPass = 0;
 }
 
-/// They are the parent's to write, and to count.
-void traceimpl::forgetLines() noexcept
+/// They are the parent's to write, and to count. Nothing is freed: a lock of the application's
+/// allocator may be one that another thread had, and the child may be about to start a program.
+/// What is whole the first drain frees. What may not be stays where it is, for good; that is once
+/// for such a fork.
+void traceimpl::forgetLines(bool areWhole) noexcept
 {
     makeAnew(m_losses);
     stage* const mine = threadstage::get();
     const bool isWithin = mine && mine->isVisited();
-    m_drain.forgetAll(isWithin ? mine : nullptr);
-    if (mine && !isWithin) {
+    if (areWhole) {
+        m_drain.forgetAll(isWithin ? mine : nullptr);
+        m_queue.forget();
+    } else {
+        makeAnew(m_drain);
+        makeAnew(m_queue);
+    }
+    if (isWithin) {
+        mine->forget(false);
+    } else if (mine) {
         threadstage::put(threadstage::noStage); // it has the number of the parent's thread
     }
-    packedlines lines = m_queue.takeAll();
-    lines.clear();
-    m_queue.keep(lines);
     m_prunedUnder = 0;
     m_emptiedUnder = 0;
     m_givenUpAt = neverGivenUp;

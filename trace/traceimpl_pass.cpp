@@ -57,6 +57,7 @@ void traceimpl::settle() noexcept
 /// Moves what is staged to the queue. Caller holds m_instanceMutex.
 void traceimpl::drain() noexcept
 {
+    m_queue.freeForgotten();
     m_drainedUpTo = m_drain.run([this](stagedline& line, const stage& from) {
         faultpoint::reach(faultpoint::drainingLine);
         try {

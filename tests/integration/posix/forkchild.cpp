@@ -388,6 +388,64 @@ int goingOn()
     std::_Exit(fileHas("child.") ? 0 : 1);
 }
 
+/// Beyond what a stack has room for at first.
+void traceDeeply(int depth)
+{
+    TOLVANE_SCOPE(log);
+    if (depth != 0) {
+        traceDeeply(depth - 1);
+    } else {
+        TOLVANE_LOG(log, tl_info) << "deep, and longer than what the line itself has room for.";
+    }
+}
+
+unsigned long long released()
+{
+    return allocations::count() - allocations::alive();
+}
+
+/// An allocator of the application's may have a lock that another thread holds. The child frees
+/// nothing before its first line.
+int freeingNothing()
+{
+    attachFile();
+    std::atomic<int> waiting{0};
+    std::atomic<bool> mayEnd{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            traceDeeply(1000);
+            ++waiting;
+            while (!mayEnd) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+    }
+    while (waiting != 4) {
+        std::this_thread::yield();
+    }
+    for (int line = 0; line < 100; ++line) {
+        traceLine("parent.");
+    }
+    trace::sync(0); // takes them out of the stages
+    traceLine("parent.");
+    const unsigned long long before = released();
+    const pid_t process = fork();
+    if (process == 0) {
+        const bool isAnyFreed = released() != before;
+        alarm(longestLife);
+        traceLine("child.");
+        const bool isWritten = trace::sync(10000);
+        _exit(isAnyFreed ? 7 : isWritten ? 0 : 8);
+    }
+    const int status = waitFor(process);
+    mayEnd = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    return status;
+}
+
 std::atomic<bool> isForking{false};
 
 /// The very first line is in one of its allocations when another thread forks.
@@ -425,6 +483,7 @@ int duringFirstLine()
 
 const std::map<std::string, int (*)()> scenarios = {
     {"inBurstElsewhere", inBurstElsewhere},
+    {"freeingNothing", freeingNothing},
     {"duringFirstLine", duringFirstLine},
     {"once", once},
     {"daemon", daemon},

@@ -142,6 +142,15 @@ TEST_CASE("a fork while another thread is amid the very first line hangs no chil
     }
 }
 
+TEST_CASE("a fork frees nothing in the child", "[integration][fork]")
+{
+    const forkrun run("freeingNothing");
+
+    CHECK(run.result.exitCode == 0);
+    CHECK(run.count(": child.\r\n") == 1);
+    CHECK(run.count(": parent.\r\n") == 101);
+}
+
 TEST_CASE("a sink may start a program", "[integration][fork]")
 {
     CHECK(forkrun("inSink").result.exitCode == 0);

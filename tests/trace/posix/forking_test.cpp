@@ -1,0 +1,50 @@
+#include "tests/helpers/quietdispatcher.h"
+
+#include <catch2/catch.hpp>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+/// What a child of this process returns.
+template <class child_t>
+int inChild(const child_t& child)
+{
+    constexpr unsigned int longestLife = 30; // seconds
+    const pid_t process = fork();
+    if (process == 0) {
+        alarm(longestLife);
+        _exit(child());
+    }
+    int status = -1;
+    waitpid(process, &status, 0);
+    return status;
+}
+
+} // namespace
+
+TEST_CASE("what another thread may have left half changed is not looked at in a forked process",
+          "[trace][fork]")
+{
+    quietdispatcher quiet;
+    quiet.queue(3, tl_error, L"parent's");
+    traceimpltest::drain(quiet.dispatcher);
+    quiet.queue(2, tl_error, L"parent's");
+    const stage* const staged = threadstage::get();
+
+    const int status = inChild([&] {
+        quiet.dispatcher.afterForkInChild(traceimpl::forklocks());
+        const bool isUntouched = staged->pending() == 2 && staged->dispatcher() != 0;
+        const bool isEmpty = traceimpltest::waiting(quiet.dispatcher) == 0;
+        quiet.queue(tl_error, L"own");
+        const bool isOwn = quiet.texts() == std::vector<std::wstring>{L"own"};
+        return isUntouched && isEmpty && isOwn ? 0 : 1;
+    });
+
+    CHECK(status == 0);
+    CHECK(quiet.texts().size() == 5);
+}
