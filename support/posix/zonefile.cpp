@@ -120,6 +120,19 @@ bool ZoneFile::parse(const std::string& bytes)
     return rule.empty() || m_hasRule;
 }
 
+bool ZoneFile::parseRule(const char* text) noexcept
+{
+    *this = ZoneFile();
+    m_hasRule = m_rule.parse(text);
+    return m_hasRule;
+}
+
+void ZoneFile::fix(long offset) noexcept
+{
+    *this = ZoneFile();
+    m_first = offset;
+}
+
 bool ZoneFile::parseChanges(reader& from, const header& counts, int timeSize)
 {
     const std::size_t end = from.place() + sizeBehindHeader(counts, timeSize);

@@ -15,6 +15,13 @@ public:
     /// \return false when they are none of a time zone, or of one that counts leap seconds.
     bool parse(const std::string& bytes);
 
+    /// Takes a rule that holds at all times.
+    /// \return false when the text is none.
+    bool parseRule(const char* text) noexcept;
+
+    /// Takes an offset that holds at all times.
+    void fix(long offset) noexcept;
+
     /// Seconds by which the zone is ahead of UTC, at a time in seconds since 1970.
     long offset(long long second) const noexcept;
 

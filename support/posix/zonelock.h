@@ -8,4 +8,8 @@ namespace tolvane {
 /// one is not free in a forked process when another thread had it, so who forks takes this one.
 Mutex::Impl& zoneLock() noexcept;
 
+/// To be called in a forked process by its thread, which took the lock before. Gives it back; from
+/// now on the C library is not asked, whose own lock a thread of the application's may have had.
+void ownZoneLock() noexcept;
+
 } // namespace tolvane

@@ -25,13 +25,23 @@ Mutex::Impl& zoneLock() noexcept
 long zoneOffset(long long second) noexcept
 {
     const Auto_Lock<Mutex::Impl> turn(&zoneLock());
+    ZoneWatch& watch = permanent<ZoneWatch, zone>();
     long offset = 0;
-    if (permanent<ZoneWatch, zone>().look(second, offset)) {
+    if (watch.look(second, offset)) {
         return offset;
     }
     const time_t time = second;
     tm local;
-    return localtime_r(&time, &local) ? local.tm_gmtoff : 0;
+    offset = localtime_r(&time, &local) ? local.tm_gmtoff : 0;
+    watch.remember(offset);
+    return offset;
+}
+
+void ownZoneLock() noexcept
+{
+    zoneLock().adopt();
+    zoneLock().unlock();
+    permanent<ZoneWatch, zone>().afterFork();
 }
 
 } // namespace tolvane

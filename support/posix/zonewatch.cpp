@@ -109,14 +109,21 @@ bool ZoneWatch::look(long long second, long& offset) noexcept
         m_isTaken.store(false, std::memory_order_release);
     }
     const long known = m_offset.load(std::memory_order_relaxed);
-    offset = known;
-    return known != notOwn;
+    offset = known != notOwn ? known : m_last.load(std::memory_order_relaxed);
+    return known != notOwn || m_isAlone;
+}
+
+/// A thread that is gone may have been about to look.
+void ZoneWatch::afterFork() noexcept
+{
+    m_isAlone = true;
+    m_isTaken.store(false, std::memory_order_relaxed);
 }
 
 /// A file that is gone may be about to come back, and one that is not understood to be written on.
 void ZoneWatch::lookAgain()
 {
-    if (!m_rules || (m_rules->areOwn && !(readVariable() == m_rules->zone))) {
+    if (!m_rules || (m_rules->areOwn ? !(readVariable() == m_rules->zone) : m_isAlone)) {
         begin();
         return;
     }
@@ -124,7 +131,7 @@ void ZoneWatch::lookAgain()
     if (now == m_rules->seen || !now.isThere) {
         return;
     }
-    if (!(readVariable() == m_rules->zone) || !m_rules->zone.isSet) {
+    if (!(readVariable() == m_rules->zone) || (!m_rules->zone.isSet && !m_isAlone)) {
         begin();
         return;
     }
@@ -144,11 +151,25 @@ void ZoneWatch::begin()
     fresh.zone = readVariable();
     fresh.path = fileOf(fresh.zone);
     fresh.seen = stateOf(fresh.path);
+    if (m_isAlone) {
+        readOwn(fresh);
+    }
     if (!m_rules) {
         m_rules = new rules;
     }
     *m_rules = std::move(fresh);
-    ::tzset();
+    if (!m_isAlone) {
+        ::tzset();
+    }
+}
+
+/// As the C library does: a text that names no file is a rule.
+void ZoneWatch::readOwn(rules& fresh) const
+{
+    fresh.areOwn = true;
+    if (!fresh.own.parse(readFile(fresh.path)) && !fresh.own.parseRule(fresh.zone.text.c_str())) {
+        fresh.own.fix(m_last.load(std::memory_order_relaxed));
+    }
 }
 
 } // namespace tolvane

@@ -20,6 +20,10 @@ namespace tolvane {
 /// its own, with each look; not otherwise, since nobody may read a variable while another thread
 /// sets one. A zone that the program itself sets it makes known by tzset(), as ever.
 ///
+/// In a forked process the C library is not asked: its lock of the rules is not free there when
+/// another thread had it. From then on the watch reads the zone's rules itself, from the file or
+/// from the variable; where it finds none, the last known offset stays.
+///
 /// Any thread may use it, and none waits: one that comes while another one looks gets what was
 /// found before.
 class ZoneWatch
@@ -34,6 +38,12 @@ public:
     /// Looks at the file; to be called once a second.
     /// \return false when the C library knows the offset.
     bool look(long long second, long& offset) noexcept;
+
+    /// To be called with what the C library has answered.
+    void remember(long offset) noexcept { m_last.store(offset, std::memory_order_relaxed); }
+
+    /// The process is a copy that a fork has made, with this thread alone.
+    void afterFork() noexcept;
 
 private:
     /// What changes when a file does, or when a link leads to another one.
@@ -53,11 +63,14 @@ private:
     static state stateOf(const std::string& path) noexcept;
     void lookAgain();
     void begin();
+    void readOwn(rules& fresh) const;
 
     static constexpr long notOwn = std::numeric_limits<long>::min();
 
     std::atomic<bool> m_isTaken{false}; ///< by the one that looks
     std::atomic<long> m_offset{notOwn}; ///< that was found last; notOwn: the C library knows it
+    std::atomic<long> m_last{0};        ///< of the C library's answers; UTC before them
+    bool m_isAlone = false;             ///< the C library is not to be asked
     rules* m_rules = nullptr;           ///< owned; made at the first look
 };
 

@@ -94,8 +94,7 @@ void afterForkInChild() noexcept
 {
     localeturn::lock().adopt();
     localeturn::lock().unlock();
-    tolvane::zoneLock().adopt();
-    tolvane::zoneLock().unlock();
+    tolvane::ownZoneLock();
     threadstacks::afterForkInChild();
     if (traceimpl* const dispatcher = traceimpl::known()) {
         dispatcher->afterForkInChild(held.dispatcher);

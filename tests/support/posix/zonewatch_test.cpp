@@ -165,6 +165,78 @@ TEST_CASE("a zone by its name lies in the folder of zones", "[support][clock]")
     ::unsetenv("TZDIR");
 }
 
+TEST_CASE("in a forked process the watch knows the zone by its file", "[support][clock][fork]")
+{
+    const watchedzone zone;
+    ZoneWatch watch;
+    const bool hasLooked = GENERATE(true, false);
+    if (hasLooked) {
+        offsetBy(watch);
+    }
+    long offset = 0;
+
+    watch.afterFork();
+    CHECK(watch.look(second, offset));
+    CHECK(offset == 3600);
+
+    zone.replace(7200);
+    CHECK(watch.look(second, offset));
+    CHECK(offset == 7200);
+
+    ::setenv("TZ", "ABC-5", 1);
+    CHECK(watch.look(second, offset));
+    CHECK(offset == 18000);
+}
+
+TEST_CASE("in a forked process the watch knows a zone that is a rule", "[support][clock][fork]")
+{
+    constexpr long long summer = 1689000000;
+    const zoneguard guard;
+    zoneguard::enter("ABC5DEF,M3.2.0,M11.1.0");
+    ZoneWatch watch;
+    watch.afterFork();
+    long offset = 0;
+
+    CHECK(watch.look(second, offset));
+    CHECK(offset == -18000);
+    CHECK(watch.look(summer, offset));
+    CHECK(offset == -14400);
+}
+
+TEST_CASE("in a forked process a zone whose rules are not understood keeps its last offset",
+          "[support][clock][fork]")
+{
+    const zoneguard guard;
+    zoneguard::enter("no such zone");
+    ZoneWatch watch;
+    long offset = 0;
+    CHECK_FALSE(watch.look(second, offset));
+    watch.remember(5400);
+
+    watch.afterFork();
+
+    CHECK(watch.look(second, offset));
+    CHECK(offset == 5400);
+    CHECK(watch.look(second + 1, offset));
+    CHECK(offset == 5400);
+}
+
+TEST_CASE("in a forked process the system's zone is known by its file", "[support][clock][fork]")
+{
+    const zoneguard guard;
+    ::unsetenv("TZ");
+    ::tzset();
+    const time_t time = second;
+    tm local = {};
+    localtime_r(&time, &local);
+    ZoneWatch watch;
+    watch.afterFork();
+    long offset = 1;
+
+    CHECK(watch.look(second, offset));
+    CHECK(offset == local.tm_gmtoff);
+}
+
 TEST_CASE("threads that look at a zone at the same time get its offset of before or of now",
           "[support][clock]")
 {
