@@ -7,51 +7,16 @@
 #include "support/standarderror.h"
 #include "trace/traceimpl.h"
 
-#include <cstddef>
-#include <cstring>
-
 namespace {
 
-/// What is written, until there is enough of it.
-class barewriter
+void put(tolvane::StandardErrorText& out, const tolvane::string& text) noexcept
 {
-public:
-    ~barewriter() { flush(); }
-
-    void put(char character) noexcept
-    {
-        if (m_count == sizeof m_bytes) {
-            flush();
-        }
-        m_bytes[m_count++] = character;
+    constexpr unsigned int lastAscii = 0x7F;
+    for (unsigned long long i = 0; i < text.length(); ++i) {
+        const auto character = static_cast<unsigned int>(text.c_str()[i]);
+        out.put(character <= lastAscii ? static_cast<char>(character) : '?');
     }
-
-    void put(const char* text) noexcept
-    {
-        for (; *text != '\0'; ++text) {
-            put(*text);
-        }
-    }
-
-    void put(const tolvane::string& text) noexcept
-    {
-        constexpr unsigned int lastAscii = 0x7F;
-        for (unsigned long long i = 0; i < text.length(); ++i) {
-            const auto character = static_cast<unsigned int>(text.c_str()[i]);
-            put(character <= lastAscii ? static_cast<char>(character) : '?');
-        }
-    }
-
-private:
-    void flush() noexcept
-    {
-        tolvane::writeStandardError(m_bytes, m_count);
-        m_count = 0;
-    }
-
-    char m_bytes[512];
-    std::size_t m_count = 0;
-};
+}
 
 /// Never destroyed: faults come at any time.
 const hashedfunction& reporter()
@@ -79,19 +44,19 @@ void barereport::write(const char* message) noexcept
     if (!errorsAreTaken()) {
         return;
     }
-    barewriter writer;
-    writer.put(message);
-    writer.put(". Trace follows:\n");
+    tolvane::StandardErrorText out;
+    out.put(message);
+    out.put(". Trace follows:\n");
     const stacktrace::Registry* const registry = stacktrace::Registry::made();
     if (registry) {
-        registry->visit([&writer](const stacktrace& stack) {
+        registry->visit([&out](const stacktrace& stack) {
             for (unsigned long long depth = 0; const hashedfunction* const function = stack[depth];
                  ++depth) {
-                writer.put(depth == 0 ? "" : "-->");
-                writer.put(function->name());
-                writer.put('\n');
+                out.put(depth == 0 ? "" : "-->");
+                put(out, function->name());
+                out.put('\n');
             }
-            writer.put('\n');
+            out.put('\n');
         });
     }
 }

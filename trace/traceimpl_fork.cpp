@@ -84,12 +84,16 @@ void traceimpl::adoptLocks(const forklocks& held) noexcept
 /// itself.
 void traceimpl::forgetCall() noexcept
 {
-    for (sinkmap_t* const sinks : {&m_sinks, &m_detached}) {
+    for (sinkmap_t* const sinks : {&m_detached, &m_sinks}) {
         const auto called = std::find_if(sinks->begin(), sinks->end(), [this](const auto& each) {
             return m_sinkLock.progress().isInCallOf(each.second.sink);
         });
-        if (called != sinks->end()) {
-            sinks->erase(called);
+        if (called == sinks->end()) {
+            continue;
+        }
+        called->second.isFaulty = true; // never destroyed
+        if (sinks == &m_sinks) {
+            detach(called);
             levelgeneration::raise();
         }
     }

@@ -73,7 +73,8 @@ public:
     }
 
 private:
-    /// The report's own sink comes last: whatever holds it up, the others have the lines.
+    /// The report's own sink comes last: whatever holds it up, the others have the lines. When a
+    /// sink forks, the rest is the parent's.
     void write(unsigned long long patience)
     {
         const insidelibrary inside;
@@ -88,9 +89,15 @@ private:
             batch = m_dispatcher.takeAll();
             m_dispatcher.m_inPass = m_dispatcher.m_batches;
             locks.giveInstanceLockBack();
+            const unsigned int forks = m_dispatcher.m_sinkLock.progress().forks();
+            const auto isForked = [this, forks] {
+                return m_dispatcher.m_sinkLock.progress().forks() != forks;
+            };
             writeTo(sinkchoice::all(), batch);
-            writeTo(sinkchoice::allBut(id), *m_lines);
-            if (claimSink()) {
+            if (!isForked()) {
+                writeTo(sinkchoice::allBut(id), *m_lines);
+            }
+            if (!isForked() && claimSink()) {
                 writeTo(sinkchoice::only(id), *m_lines);
             }
             m_dispatcher.endPass();

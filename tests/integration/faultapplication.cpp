@@ -270,6 +270,26 @@ int standardErrorStuckByReport()
     std::_Exit(0);
 }
 
+/// Is attached for ever, under the dispatcher's lock.
+class endlesssink : public tracestream
+{
+public:
+    void log(const formattedline&) override {}
+    unsigned long long id() const override { return 2; }
+    endlesssink* clone() const override { waitForEver(); }
+};
+
+int besideStuckClone()
+{
+    attachFile();
+    std::thread([] { trace::output(endlesssink()); }).detach();
+    while (!isStuck) {
+        std::this_thread::yield();
+    }
+    reportInTime();
+    std::_Exit(0);
+}
+
 /// Comes back long after the report.
 class latesink : public tracestream
 {
@@ -446,6 +466,7 @@ const std::map<std::string, int (*)()> scenarios = {
     {"stuckByReport", stuckByReport},
     {"endBesideStuck", endBesideStuck},
     {"standardErrorStuckByReport", standardErrorStuckByReport},
+    {"besideStuckClone", besideStuckClone},
     {"lateSink", lateSink},
     {"endInSink", endInSink},
     {"overflowInSink", overflowInSink},

@@ -185,6 +185,15 @@ TEST_CASE("when standard error does not come back from a report, the other sinks
     CHECK(contains(run.file, ": stacktrace::FaultHandler\n"));
 }
 
+TEST_CASE("a report while a sink is attached for ever is plain text on standard error",
+          "[integration]")
+{
+    const faultrun run("besideStuckClone");
+
+    CHECK(run.output == "reported\n");
+    CHECK(contains(run.error, "stuck. Trace follows:\n"));
+}
+
 TEST_CASE("a sink that comes back late from a report gets it, and standard error has it once",
           "[integration]")
 {
