@@ -52,7 +52,7 @@ TEST_CASE("a process is ended by signals when its main thread was lost amid the 
 }
 
 TEST_CASE("a process that has lost its main thread to a fault ends with its last thread",
-          "[integration]")
+          "[integration][lastthread]")
 {
     const childresult result = run("faultBesideWorker", SIGTERM);
 
@@ -62,7 +62,7 @@ TEST_CASE("a process that has lost its main thread to a fault ends with its last
 }
 
 TEST_CASE("a process whose main thread has left ends in order with its last thread, beside a fault",
-          "[integration]")
+          "[integration][lastthread]")
 {
     const childresult result = run("leaveBesideFault", SIGTERM);
 
