@@ -25,7 +25,7 @@ Mutex::Impl& zoneLock() noexcept
 long zoneOffset(long long second) noexcept
 {
     const Auto_Lock<Mutex::Impl> turn(&zoneLock());
-    ZoneWatch& watch = permanent<ZoneWatch, zone>();
+    auto& watch = permanent<ZoneWatch, zone>();
     long offset = 0;
     if (watch.look(second, offset)) {
         return offset;
