@@ -17,7 +17,6 @@
 #include "trace/traceimpl.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -88,24 +87,20 @@ private:
     const unsigned long long m_start = tolvane::Clock::current().monotonicMilliseconds();
 };
 
-/// Another thread may hold the instance lock, and be stuck in the application's code: in a sink's
-/// clone().
-bool canTrace(traceimpl& dispatcher, const timeleft& left)
+/// Registered with the first report. Another thread may hold the instance lock, and be stuck in the
+/// application's code: in a sink's clone().
+/// \return null when the lock cannot be had in time.
+const hashedfunction* reporter(traceimpl& dispatcher, const timeleft& left)
 {
-    constexpr unsigned long long ticksPerMillisecond = 10000;
+    static const hashedfunction* known = nullptr; // guarded by that lock
     const insidelibrary inside;
-    return tolvane::Auto_TimedMutex(dispatcher.m_instanceMutex,
-                                    left.milliseconds() * ticksPerMillisecond)
-        .owns();
-}
-
-/// Registered with the first report. No guard is held meanwhile, in which another thread could be
-/// caught; two threads at once register it twice, which nobody sees.
-const hashedfunction* reporter()
-{
-    static std::atomic<const hashedfunction*> known{nullptr};
+    const tolvane::Auto_TimedMutex lock(dispatcher.m_instanceMutex,
+                                        left.milliseconds() * tolvane::ticksPerMillisecond);
+    if (!lock.owns()) {
+        return nullptr;
+    }
     if (!known) {
-        known = &trace::registerfunction(signature);
+        known = &dispatcher.registerfunction(signature);
     }
     return known;
 }
@@ -132,15 +127,15 @@ void stacktrace::FaultHandler(const tolvane::string& message)
 {
     const tolvane::CallersError callersError;
     const timeleft left;
-    const stackclearer clearer([] { myTrace().clear(); });
-    traceimpl& dispatcher = safesingleton<traceimpl>::instance();
-    if (!canTrace(dispatcher, left)) {
+    traceimpl& dispatcher = safesingleton<traceimpl>::instance(); // whatever the fault interrupted
+    const hashedfunction* function = reporter(dispatcher, left);
+    if (!function) {
+        const stackclearer clearer([] { myTrace().clear(); });
         barereport::write(message.narrow());
         return;
     }
-    // whatever the fault has interrupted
-    const hashedfunction* function = reporter();
     traceobject scope(function, signature);
+    const stackclearer clearer([] { myTrace().clear(); });
     faultreport report(*function);
     if (scope.takes(tl_error)) {
         report.add(message + tolvane::string(". Trace follows:"));

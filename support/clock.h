@@ -6,6 +6,9 @@ namespace tolvane {
 
 class AutoResetEvent;
 
+/// Of Clock::ticks().
+constexpr unsigned long long ticksPerMillisecond = 10000;
+
 /// Time as the library sees it; tests put one of their own in its place.
 ///
 /// All members may be called from any thread.

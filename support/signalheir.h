@@ -9,9 +9,11 @@ struct SignalBequest
     /// process ends with its last other thread, as it would without the heir.
     bool isForGood = false;
 
-    bool isAmidAllocator =
-        false;                 ///< the thread may hold the allocator's lock: it asks for no memory
-    unsigned int exitCode = 0; ///< of the thread, and of the process if that is the main thread
+    /// The thread may hold the allocator's lock: it asks for no memory.
+    bool isAmidAllocator = false;
+
+    /// Of the thread, and of the process if that is the main thread.
+    unsigned int exitCode = 0;
 };
 
 /// The calling thread is about to end, and the process may live on. When it is the main thread, or

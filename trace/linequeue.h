@@ -42,7 +42,7 @@ public:
     /// Goes without all lines, and frees nothing yet.
     void forget() noexcept
     {
-        if (m_lines.size() != 0) { // then nothing is forgotten: lines come after freeForgotten()
+        if (m_lines.size() != 0) { // otherwise those of an earlier fork may still be kept
             std::swap(m_lines, m_forgotten);
         }
         m_taken = 0;

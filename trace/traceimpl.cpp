@@ -38,9 +38,6 @@ constexpr unsigned long long ofLiving = 10000;
 /// The same for a thread that ends by a fault, and may hold what the holder waits for.
 constexpr unsigned long long ofEnding = 100;
 
-/// Ticks of 100 nanoseconds.
-constexpr unsigned long long ticksPerMillisecond = 10000;
-
 using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
 
 /// A dispatcher's number: 0 is none's.
@@ -92,7 +89,7 @@ traceimpl::traceimpl() : m_number(nextNumber())
 traceimpl::~traceimpl()
 {
     stop();
-    while (m_reports != 0) {
+    while (m_reports != 0) { // a thread may still be about one
         tolvane::Clock::current().sleep(1);
     }
 }
@@ -284,7 +281,7 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
 
 std::optional<tracelevel_t> traceimpl::maxLevelSoon(const hashedfunction& function) noexcept
 {
-    const tolvane::Auto_TimedMutex lock(m_instanceMutex, ofEnding * ticksPerMillisecond);
+    const tolvane::Auto_TimedMutex lock(m_instanceMutex, ofEnding * tolvane::ticksPerMillisecond);
     return lock.owns() ? std::optional(maxLevel(function)) : std::nullopt;
 }
 
@@ -368,7 +365,8 @@ void traceimpl::abandonLocks() noexcept
     if (m_writer.load()->isCurrent() && m_running) {
         const insidelibrary inside;
         m_faulted = true; // the next line finds no allowance, and starts a new writer
-        const tolvane::Auto_TimedMutex lock(m_instanceMutex, ofEnding * ticksPerMillisecond);
+        const tolvane::Auto_TimedMutex lock(m_instanceMutex,
+                                            ofEnding * tolvane::ticksPerMillisecond);
         if (lock.owns()) {
             settle();
         } else {
@@ -457,7 +455,7 @@ std::exception_ptr traceimpl::finish() noexcept
     lock.reset();
     std::exception_ptr fault = writeBatch(batch);
     m_inPass = 0;
-    lock.emplace(m_instanceMutex, patience * ticksPerMillisecond);
+    lock.emplace(m_instanceMutex, patience * tolvane::ticksPerMillisecond);
     if (lock->owns() || othersAreStopped) {
         rememberEnded();
         detachAll();
@@ -481,8 +479,8 @@ bool traceimpl::enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
     const unsigned long long start = clock.monotonicMilliseconds();
     unsigned long long waited = 0;
     for (;;) {
-        lock.emplace(m_instanceMutex,
-                     (instancePatience - std::min(waited, instancePatience)) * ticksPerMillisecond);
+        lock.emplace(m_instanceMutex, (instancePatience - std::min(waited, instancePatience)) *
+                                          tolvane::ticksPerMillisecond);
         if (m_sinkLock.tryEnter(false)) {
             return true;
         }

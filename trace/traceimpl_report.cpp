@@ -73,8 +73,7 @@ public:
     }
 
 private:
-    /// The report's own sink comes last: whatever holds it up, the others have the lines. When a
-    /// sink forks, the rest is the parent's.
+    /// The report's own sink comes last: whatever holds it up, the others have the lines.
     void write(unsigned long long patience)
     {
         const insidelibrary inside;
@@ -89,15 +88,10 @@ private:
             batch = m_dispatcher.takeAll();
             m_dispatcher.m_inPass = m_dispatcher.m_batches;
             locks.giveInstanceLockBack();
-            const unsigned int forks = m_dispatcher.m_sinkLock.progress().forks();
-            const auto isForked = [this, forks] {
-                return m_dispatcher.m_sinkLock.progress().forks() != forks;
-            };
+            m_forks = m_dispatcher.m_sinkLock.progress().forks();
             writeTo(sinkchoice::all(), batch);
-            if (!isForked()) {
-                writeTo(sinkchoice::allBut(id), *m_lines);
-            }
-            if (!isForked() && claimSink()) {
+            writeTo(sinkchoice::allBut(id), *m_lines);
+            if (claimSink()) {
                 writeTo(sinkchoice::only(id), *m_lines);
             }
             m_dispatcher.endPass();
@@ -105,8 +99,12 @@ private:
         m_dispatcher.keep(batch);
     }
 
+    /// When a sink has forked, the rest is the parent's.
     void writeTo(const sinkchoice& sinks, const packedlines& lines) noexcept
     {
+        if (m_dispatcher.m_sinkLock.progress().forks() != m_forks) {
+            return;
+        }
         const std::exception_ptr fault = m_dispatcher.writeBatch(lines, sinks);
         m_fault = m_fault ? m_fault : fault;
     }
@@ -118,6 +116,7 @@ private:
     std::atomic<bool> m_isBegun{false};
     std::atomic<bool> m_isSinkClaimed{false};
     tolvane::AutoResetEvent m_ended;
+    unsigned int m_forks = 0; ///< when it began
     std::exception_ptr m_fault;
 };
 

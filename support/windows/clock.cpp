@@ -9,8 +9,6 @@ namespace tolvane {
 
 namespace {
 
-constexpr unsigned long long ticksPerMillisecond = ticksPerSecond / 1000;
-
 zonememory zone(zoneOffset);
 
 class WindowsClock : public Clock

@@ -3,12 +3,12 @@
 #include "stacktrace/structuredexception.h"
 #include "support/stamps.h"
 #include "tests/helpers/allocations.h"
+#include "tests/helpers/busydispatcher.h"
 #include "tests/helpers/gate.h"
 #include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/scriptedclock.h"
-#include "tests/helpers/sinkblock.h"
 #include "tests/helpers/traceimpltest.h"
 #include "trace/insidelibrary.h"
 
@@ -597,23 +597,17 @@ TEST_CASE("a sink that throws does not end the writer", "[trace]")
 
 TEST_CASE("a sink that blocks does not hold up the threads that trace", "[trace]")
 {
-    traceimpl dispatcher;
-    const hashedfunction& function = dispatcher.registerfunction("void f()");
-    const probesink sink(1);
-    sinkblock block(sink);
-    dispatcher.output(sink);
-    traceimpltest::queue(dispatcher, function, tl_always, L"blocks");
-    REQUIRE(block.waitForLine());
+    busydispatcher busy;
 
     for (int line = 0; line < 100; ++line) { // not with the sink lock, not for the writer
-        traceimpltest::queue(dispatcher, function, tl_always, L"more");
-        dispatcher.maxLevel(function);
+        busy.queue(tl_always, L"more");
+        busy.dispatcher.maxLevel(busy.function);
     }
-    CHECK(sink.events() == events_t{"clone 1", "1: blocks"});
+    CHECK(busy.sink.events() == events_t{"clone 1", "1: first"});
 
-    block.release();
-    REQUIRE(traceimpltest::waitForWriter(dispatcher));
-    CHECK(sink.events().size() == 102);
+    busy.block.release();
+    REQUIRE(traceimpltest::waitForWriter(busy.dispatcher));
+    CHECK(busy.sink.events().size() == 102);
 }
 
 TEST_CASE("what is queued while lines are written is written by the next pass", "[trace]")

@@ -3,10 +3,10 @@
 #include <tolvane/ostreamtracestream.h>
 
 #include "tests/helpers/allocations.h"
+#include "tests/helpers/busydispatcher.h"
 #include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/scriptedclock.h"
-#include "tests/helpers/sinkblock.h"
 #include "tests/helpers/traceimpltest.h"
 #include "trace/linecontents.h"
 
@@ -27,7 +27,7 @@ namespace {
 
 using events_t = std::vector<std::string>;
 
-constexpr unsigned long long ticksPerMillisecond = 10000;
+using tolvane::ticksPerMillisecond;
 
 /// Has a report of one line written.
 bool report(traceimpl& dispatcher, const tracestream& sink)
@@ -414,14 +414,8 @@ TEST_CASE("stopping does not wait for a writer that was never started", "[trace]
 
 TEST_CASE("stopping does not wait for a writer whose loop has ended", "[trace]")
 {
-    traceimpl dispatcher;
-    traceimpltest::stopped(dispatcher) = true;
-    const hashedfunction& function = dispatcher.registerfunction("void f()");
-    const probesink sink(1);
-    sinkblock block(sink);
-    dispatcher.output(sink);
-    traceimpltest::queue(dispatcher, function, tl_always, L"line");
-    block.waitForLine();
+    busydispatcher busy;
+    traceimpltest::stopped(busy.dispatcher) = true;
     scriptedclock clock;
     int longPauses = 0;
     unsigned long long slept = 0;
@@ -429,13 +423,13 @@ TEST_CASE("stopping does not wait for a writer whose loop has ended", "[trace]")
         longPauses += clock.sleptMilliseconds() - slept > 1 ? 1 : 0;
         slept = clock.sleptMilliseconds();
         if (clock.sleeps() == 1) {
-            traceimpltest::stopped(dispatcher) = false;
-            block.release();
+            traceimpltest::stopped(busy.dispatcher) = false;
+            busy.block.release();
         }
     });
 
-    dispatcher.stop(); // needs the sink lock all the same, which it tries every millisecond
-    while (!traceimpltest::stopped(dispatcher)) {
+    busy.dispatcher.stop(); // needs the sink lock all the same, which it tries every millisecond
+    while (!traceimpltest::stopped(busy.dispatcher)) {
         std::this_thread::yield(); // until the writer has really ended
     }
 
@@ -445,14 +439,8 @@ TEST_CASE("stopping does not wait for a writer whose loop has ended", "[trace]")
 TEST_CASE("stopping waits nine times for a writer that hangs in a sink, then for the sink",
           "[trace]")
 {
-    traceimpl dispatcher;
-    const hashedfunction& function = dispatcher.registerfunction("void f()");
-    const probesink sink(1);
-    sinkblock block(sink);
-    dispatcher.output(sink);
-    traceimpltest::queue(dispatcher, function, tl_always, L"first");
-    block.waitForLine();
-    traceimpltest::queue(dispatcher, function, tl_always, L"second");
+    busydispatcher busy;
+    busy.queue(tl_always, L"second");
     scriptedclock clock;
     clock.setTicksPerSleep(ticksPerMillisecond);
     constexpr int patience = 100; // the sink lock is tried: the waiting is over, for good
@@ -464,41 +452,35 @@ TEST_CASE("stopping waits nine times for a writer that hangs in a sink, then for
         slept = clock.sleptMilliseconds();
         ++(isLong ? longPauses : shortPauses);
         if (longPauses > 9 || shortPauses >= patience) {
-            block.release();
+            busy.block.release();
             std::this_thread::sleep_for(std::chrono::milliseconds(1)); // the writer's time is real
         }
     });
 
-    dispatcher.stop();
+    busy.dispatcher.stop();
 
     CHECK(longPauses == 9);
-    CHECK(sink.events() == events_t{"clone 1", "1: first", "1: second", "delete 1"});
+    CHECK(busy.sink.events() == events_t{"clone 1", "1: first", "1: second", "delete 1"});
 }
 
 TEST_CASE("stopping gives up on a sink that hangs for good, and leaves the sinks alone", "[trace]")
 {
-    traceimpl dispatcher;
-    const hashedfunction& function = dispatcher.registerfunction("void f()");
-    const probesink sink(1);
-    sinkblock block(sink);
-    dispatcher.output(sink);
-    traceimpltest::queue(dispatcher, function, tl_always, L"first");
-    block.waitForLine();
-    traceimpltest::queue(dispatcher, function, tl_always, L"second");
-    traceimpltest::queue(dispatcher, function, tl_trace, L"refused");
+    busydispatcher busy;
+    busy.queue(tl_always, L"second");
+    busy.queue(tl_trace, L"refused");
     {
         scriptedclock clock;
         clock.setTicksPerSleep(ticksPerMillisecond);
 
-        dispatcher.stop();
+        busy.dispatcher.stop();
 
         CHECK(clock.sleptMilliseconds() > 10000);
         CHECK(clock.sleptMilliseconds() < 11000);
-        CHECK(sink.events() == events_t{"clone 1", "1: first"});
-        CHECK(dispatcher.lost(trace::ended) == 1);
+        CHECK(busy.sink.events() == events_t{"clone 1", "1: first"});
+        CHECK(busy.dispatcher.lost(trace::ended) == 1);
     }
-    block.release();
-    while (!traceimpltest::stopped(dispatcher)) {
+    busy.block.release();
+    while (!traceimpltest::stopped(busy.dispatcher)) {
         std::this_thread::yield();
     }
 }
@@ -683,34 +665,61 @@ TEST_CASE("a report that finds no memory leaves the sinks as they are", "[trace]
     CHECK(std::count(events.begin(), events.end(), "1: line") == 1);
 }
 
-TEST_CASE("a fork waits for both locks together no longer than for one", "[trace]")
+TEST_CASE("a report for which memory runs out anywhere is lost once", "[trace]")
 {
     traceimpl dispatcher;
-    const hashedfunction& function = dispatcher.registerfunction("void f()");
     const probesink sink(1);
-    sinkblock block(sink);
-    dispatcher.output(sink);
-    traceimpltest::queue(dispatcher, function, tl_always, L"line");
-    block.waitForLine();
+    bool isReported = false;
+    for (unsigned long long allocationsBefore = 0; !isReported; ++allocationsBefore) {
+        REQUIRE(allocationsBefore < 100);
+        const unsigned long long before = dispatcher.lost(trace::noMemory);
+        {
+            const allocations::shortage noMemory(allocationsBefore);
+            try {
+                report(dispatcher, sink);
+            } catch (const std::bad_alloc&) {
+            }
+        }
+        const events_t events = sink.events();
+        isReported = std::count(events.begin(), events.end(), "1: line") != 0;
+        CHECK(dispatcher.lost(trace::noMemory) - before <= (isReported ? 0 : 1));
+    }
+}
+
+TEST_CASE("a thread that holds the dispatcher's lock writes its report itself", "[trace]")
+{
+    traceimpl dispatcher;
+    const probesink sink(1);
+    const tolvane::Auto_Mutex lock(dispatcher.m_instanceMutex);
+
+    CHECK(report(dispatcher, sink));
+
+    const events_t events = sink.events();
+    CHECK(std::count(events.begin(), events.end(), "1: line") == 1);
+}
+
+TEST_CASE("a fork waits for both locks together no longer than for one", "[trace]")
+{
+    busydispatcher busy;
     {
         std::optional<heldelsewhere> holder;
         scriptedclock clock;
         clock.setTicksPerSleep(ticksPerMillisecond);
         clock.whenSleeping([&] {
             if (clock.sleptMilliseconds() == 900) {
-                holder.emplace(dispatcher.m_instanceMutex);
+                holder.emplace(busy.dispatcher.m_instanceMutex);
             }
         });
 
-        const traceimpl::forklocks held = dispatcher.beforeFork();
+        const traceimpl::forklocks held = busy.dispatcher.beforeFork();
 
         CHECK_FALSE(held.sinks);
-        dispatcher.afterForkInParent(held);
+        busy.dispatcher.afterForkInParent(held);
         CHECK(holder);
         CHECK(clock.sleptMilliseconds() < 1010); // each try pauses once more than it should
     }
-    block.release();
-    dispatcher.stop();
+    busy.block.release();
+    busy.dispatcher.stop();
 }
 
 TEST_CASE("the dispatcher can be used harmlessly after its stop, and stopped again", "[trace]")

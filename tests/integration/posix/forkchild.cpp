@@ -388,6 +388,34 @@ int goingOn()
     std::_Exit(fileHas("child.") ? 0 : 1);
 }
 
+/// Forks on the first line that it gets; the child comes out of the call.
+class reportdividingsink : public tracestream
+{
+public:
+    void log(const formattedline&) override
+    {
+        if (forkedBySink == -1) {
+            forkedBySink = 0; // as the child finds it
+            forkedBySink = fork();
+        }
+    }
+
+    unsigned long long id() const override { return 1; }
+    reportdividingsink* clone() const override { return new reportdividingsink; }
+};
+
+/// The thread that writes the report is the child's only one.
+int dividedReport()
+{
+    attachFile();
+    trace::output(reportdividingsink()).setLevel(tl_error);
+    stacktrace::FaultHandler("divided");
+    trace::remove(reportdividingsink());
+    const int status = waitFor(forkedBySink);
+    trace::sync(10000);
+    return status;
+}
+
 /// Beyond what a stack has room for at first.
 void traceDeeply(int depth)
 {
@@ -489,6 +517,7 @@ const std::map<std::string, int (*)()> scenarios = {
     {"daemon", daemon},
     {"inBurst", inBurst},
     {"goingOn", goingOn},
+    {"dividedReport", dividedReport},
     {"inSink", inSink},
     {"spawning", spawning},
     {"besideStuckSink", besideStuckSink},

@@ -142,6 +142,15 @@ TEST_CASE("a fork while another thread is amid the very first line hangs no chil
     }
 }
 
+TEST_CASE("a report within which a sink forks is written once", "[integration][fork]")
+{
+    const forkrun run("dividedReport");
+
+    CHECK(run.result.exitCode == 0);
+    CHECK(run.count(": divided. Trace follows:\r\n") == 1);
+    CHECK(run.count(": stacktrace::FaultHandler\r\n") == 1);
+}
+
 TEST_CASE("a fork frees nothing in the child", "[integration][fork]")
 {
     const forkrun run("freeingNothing");
