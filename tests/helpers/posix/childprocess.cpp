@@ -97,7 +97,12 @@ pid_t start(const std::filesystem::path& program, const std::vector<std::string>
     posix_spawn_file_actions_adddup2(&actions, error, STDERR_FILENO);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP); // to be killed with its children
+    // A group of its own, to be killed with its children; and no signal is ignored in it because
+    // whoever runs the tests ignores it, as nohup does.
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+    sigset_t all;
+    sigfillset(&all);
+    posix_spawnattr_setsigdefault(&attributes, &all);
     pid_t child = 0;
     const int failed = posix_spawn(&child, program.c_str(), &actions, &attributes,
                                    pointers(words).data(), pointers(variables).data());
