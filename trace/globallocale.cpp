@@ -15,6 +15,15 @@ tolvane::Mutex::Impl& localeturn::lock() noexcept
     return tolvane::permanent<tolvane::Mutex::Impl, localeturn>();
 }
 
+namespace {
+
+// Made when the library is loaded: a thread that the process's end or a fork stops amid the making
+// would leave others waiting for ever.
+[[maybe_unused]] const std::locale& earlyLocale = classicLocale();
+[[maybe_unused]] const tolvane::Mutex::Impl& earlyLock = localeturn::lock();
+
+} // namespace
+
 /// Who interrupts the library may have interrupted this, and whoever writes has the sink lock,
 /// which is taken at forks, too.
 TOLVANE_COLD void localeturn::enter()

@@ -29,6 +29,9 @@ constexpr const char* promiseOfOthers =
 /// Those that only this platform has.
 std::vector<exitway> platformExits();
 
+/// To be called before such an end: no thread is ended amid the heap's work.
+void keepHeapWhole();
+
 /// What a process ends with that calls abort.
 int abortCode();
 

@@ -47,6 +47,21 @@ std::vector<exitway> platformExits()
     };
 }
 
+/// Windows waits for the loader and then for its heap before it ends the other threads; Wine waits
+/// for the loader alone.
+void keepHeapWhole()
+{
+    using lockloader = LONG(NTAPI*)(ULONG, ULONG*, ULONG_PTR*);
+    const FARPROC found = GetProcAddress(GetModuleHandleA("ntdll.dll"), "LdrLockLoaderLock");
+    ULONG_PTR cookie = 0;
+    reinterpret_cast<lockloader>(reinterpret_cast<void*>(found))(0, nullptr, &cookie);
+    std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
+    GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+    for (const HANDLE heap : heaps) {
+        HeapLock(heap);
+    }
+}
+
 int abortCode()
 {
     return 3;
