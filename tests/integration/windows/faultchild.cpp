@@ -1,6 +1,7 @@
 // Lets one kind of fault happen, for tests that watch from outside: faultchild <case>
 // [<arguments>]. Says on standard output what arrived where; reports go to standard error.
 
+#include "tests/helpers/windows/loaderlock.h"
 #include "tests/helpers/windows/structuredframes.h"
 
 #include <tolvane/tolvane.h>
@@ -522,6 +523,15 @@ void debug(const std::string& program, const std::string& thread)
     TerminateProcess(child.hProcess, 0);
 }
 
+/// No other thread can begin.
+void reportUnderLoaderLock()
+{
+    lockLoader();
+    stacktrace::FaultHandler("under the loader's lock");
+    say("came back");
+    std::_Exit(0);
+}
+
 void takeReports()
 {
     static std::ostringstream text; // reports are written when a sink takes errors already
@@ -572,6 +582,8 @@ int main(int argc, char** argv)
     } else if (name == "filter") {
         SetUnhandledExceptionFilter(applicationFilter);
         runOn("CreateThread", causeWithLocal);
+    } else if (name == "loaderlock") {
+        reportUnderLoaderLock();
     } else if (name == "unload") {
         loadUnload();
         runOn("main", catchAll);

@@ -244,6 +244,14 @@ TEST_CASE("a report that writes nothing starts no thread", "[integration]")
     CHECK(result.error.find("Trace follows") == std::string::npos);
 }
 
+TEST_CASE("a report under the loader's lock is written by the thread that has it", "[integration]")
+{
+    const childresult result = runChild({"loaderlock"});
+
+    CHECK(result.output == "came back\n");
+    CHECK(result.error.find("under the loader's lock. Trace follows:") != std::string::npos);
+}
+
 TEST_CASE("the library cannot be unloaded, so that its hooks stay", "[integration]")
 {
     const childresult result = runChild({"unload"});

@@ -1,12 +1,6 @@
 #include "tests/reliability/exits.h"
 
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
+#include "tests/helpers/windows/loaderlock.h"
 
 namespace reliability {
 
@@ -51,10 +45,7 @@ std::vector<exitway> platformExits()
 /// for the loader alone.
 void keepHeapWhole()
 {
-    using lockloader = LONG(NTAPI*)(ULONG, ULONG*, ULONG_PTR*);
-    const FARPROC found = GetProcAddress(GetModuleHandleA("ntdll.dll"), "LdrLockLoaderLock");
-    ULONG_PTR cookie = 0;
-    reinterpret_cast<lockloader>(reinterpret_cast<void*>(found))(0, nullptr, &cookie);
+    lockLoader();
     std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
     GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
     for (const HANDLE heap : heaps) {

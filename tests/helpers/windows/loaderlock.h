@@ -1,0 +1,18 @@
+#pragma once
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+
+/// Takes the lock under which libraries are loaded and threads begin and end, for good.
+inline void lockLoader()
+{
+    using lock = LONG(NTAPI*)(ULONG, ULONG*, ULONG_PTR*);
+    const FARPROC found = GetProcAddress(GetModuleHandleA("ntdll.dll"), "LdrLockLoaderLock");
+    ULONG_PTR cookie = 0;
+    reinterpret_cast<lock>(reinterpret_cast<void*>(found))(0, nullptr, &cookie);
+}
