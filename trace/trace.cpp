@@ -58,8 +58,13 @@ tracelevel_t trace::level(const tolvane::string& name)
 
 tracelevel_t trace::level(const std::string& name)
 {
+    return level(name.c_str());
+}
+
+tracelevel_t trace::level(const char* name)
+{
     const insidelibrary inside;
-    return level(tolvane::string(name.c_str()));
+    return level(tolvane::string(name));
 }
 
 const hashedfunction& trace::registerfunction(const char* signature)

@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 
 TOLVANE_BEGIN_DECLARATIONS
@@ -72,6 +73,12 @@ public:
     /// Copies a wide text; null gives the empty text.
     string(const wchar_t* text) { assign(text); }
 
+    /// The same for the standard's texts, up to the first 0 character among theirs.
+    string(const std::string& text) { assign(text.c_str()); }
+    string(std::string_view text) : string(std::string(text)) {}
+    string(const std::wstring& text) : string(std::wstring_view(text)) {}
+    string(std::wstring_view text) { assign(text.data(), text.size()); }
+
     /// Copies the wide text, and the narrow copy; where there is none, the new string has an empty
     /// one.
     string(const string& other) : m_narrow(duplicate(other.m_narrow.get()))
@@ -132,6 +139,23 @@ public:
     /// The wide text, ended by a 0 character; valid until the next change.
     const wchar_t* c_str() const noexcept { return inlineIsActive() ? m_inline : m_heap.get(); }
 
+    /// Whether the texts are the same. A text of another kind is converted first.
+    friend bool operator==(const string& left, const string& right) noexcept
+    {
+        return left.view() == right.view();
+    }
+
+    friend bool operator!=(const string& left, const string& right) noexcept
+    {
+        return !(left == right);
+    }
+
+    /// By the first character that differs; the start of a longer text is the lesser one.
+    friend bool operator<(const string& left, const string& right) noexcept
+    {
+        return left.view() < right.view();
+    }
+
     /// The narrow text, ended by a 0 character and never null; valid until the next call or the
     /// object's end.
     const char* narrow() const
@@ -162,6 +186,13 @@ public:
     wchar_t* extend(size_type added);
 
 private:
+    friend struct std::hash<string>;
+
+    std::wstring_view view() const noexcept
+    {
+        return {c_str(), static_cast<std::size_t>(m_length)};
+    }
+
     /// Texts of up to 7 characters need no allocation.
     static constexpr size_type inlineSize = 8;
 
@@ -382,6 +413,25 @@ inline ownedarray<char> string::convertSingly(const wchar_t* text, size_type len
 /// Any thread may call it. Throws std::bad_alloc only.
 TOLVANE_EXPORT string escaped(const string& text);
 
+/// Writes the narrow text; honours width and fill like the standard strings. (A wide stream's
+/// inserter comes with <tolvane/traceobject.h>.)
+template <class traits_t>
+std::basic_ostream<char, traits_t>& operator<<(std::basic_ostream<char, traits_t>& stream,
+                                               const string& text)
+{
+    return stream << text.narrow();
+}
+
 } // namespace tolvane
+
+/// Equal texts have equal hashes.
+template <>
+struct std::hash<tolvane::string>
+{
+    std::size_t operator()(const tolvane::string& text) const noexcept
+    {
+        return std::hash<std::wstring_view>()(text.view());
+    }
+};
 
 TOLVANE_END_DECLARATIONS

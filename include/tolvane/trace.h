@@ -59,6 +59,7 @@ public:
     /// The same for a name or a signature, which is not registered thereby.
     static tracelevel_t level(const tolvane::string& name);
     static tracelevel_t level(const std::string& name);
+    static tracelevel_t level(const char* name);
 
     /// Registers a function by its compiler signature. Every call makes a new entry: keep the
     /// result, as TOLVANE_SCOPE does. The reference stays valid for the life of the process.

@@ -68,8 +68,10 @@ public:
             insertWide(static_cast<const wchar_t*>(value));
         } else if constexpr (isText<char, plain_t>) {
             insertText(value);
-        } else if constexpr (isText<wchar_t, plain_t> || std::is_same_v<plain_t, string>) {
+        } else if constexpr (isText<wchar_t, plain_t>) {
             insertWide(value);
+        } else if constexpr (std::is_same_v<plain_t, string>) {
+            insertWide(value.c_str(), static_cast<std::size_t>(value.length()));
         } else if constexpr (std::is_same_v<plain_t, char>) {
             insertCharacter(value);
         } else if constexpr (std::is_same_v<plain_t, wchar_t>) {
@@ -207,10 +209,6 @@ private:
 
     void insertWide(const wchar_t* text) { insertWide(text, text ? std::wcslen(text) : 0); }
     void insertWide(std::wstring_view text) { insertWide(text.data(), text.size()); }
-    void insertWide(const string& text)
-    {
-        insertWide(text.c_str(), static_cast<std::size_t>(text.length()));
-    }
 
     // For what has no room, or is not as plain as most; they know whether the line is still
     // gathered.

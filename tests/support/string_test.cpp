@@ -7,9 +7,13 @@
 #include <catch2/catch.hpp>
 
 #include <cstring>
+#include <iomanip>
 #include <limits>
+#include <sstream>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <unordered_set>
 #include <vector>
 
 using tolvane::string;
@@ -483,6 +487,66 @@ TEST_CASE("comparing with a narrow text tells the order of the first difference"
     CHECK(string().compare(nullptr) == 0);
     CHECK(string().compare("a") == -1);
     CHECK(string(L"\uFFFF").compare("z") == 1);
+}
+
+TEST_CASE("strings are compared by their characters, with texts of every kind", "[support]")
+{
+    const string text(L"mnop");
+
+    CHECK(text == string("mnop"));
+    CHECK(text == "mnop");
+    CHECK(L"mnop" == text);
+    CHECK(text == std::string("mnop"));
+    CHECK(text == std::wstring_view(L"mnop"));
+    CHECK_FALSE(text == "mnopq");
+    CHECK_FALSE(text == "mno");
+    CHECK(text != "Mnop");
+    CHECK_FALSE(text != L"mnop");
+    CHECK(string() == "");
+    CHECK(text < "mnoq");
+    CHECK("mno" < text);
+    CHECK_FALSE(text < "mnop");
+    CHECK_FALSE(text < std::wstring(L"mno"));
+    CHECK(string() < text);
+}
+
+TEST_CASE("a string is made of the standard's texts, up to the first NUL", "[support]")
+{
+    using namespace std::string_literals;
+    using namespace std::string_view_literals;
+
+    CHECK(wide(string("abc"s)) == L"abc");
+    CHECK(wide(string("abcdef"sv.substr(0, 3))) == L"abc");
+    CHECK(wide(string(L"abc"s)) == L"abc");
+    CHECK(wide(string(L"abcdef"sv.substr(0, 3))) == L"abc");
+    CHECK(wide(string("ab\0c"s)) == L"ab");
+    CHECK(wide(string(L"ab\0c"s)) == L"ab");
+    CHECK(wide(string("ab\0c"sv)) == L"ab");
+    CHECK(wide(string(L"ab\0c"sv)) == L"ab");
+    CHECK(string(std::string_view()).empty());
+    CHECK(string(std::wstring_view()).empty());
+}
+
+TEST_CASE("strings are keys of hashed containers", "[support]")
+{
+    std::unordered_set<string> names{"one", L"two", "a name that is a long one"};
+    string shortOnHeap("a name that is a long one");
+    shortOnHeap.erase(shortOnHeap.length());
+    shortOnHeap.append(L"two");
+
+    CHECK(names.count("one") == 1);
+    CHECK(names.count(shortOnHeap) == 1);
+    CHECK(names.count("three") == 0);
+}
+
+TEST_CASE("a narrow stream takes a string with its width and fill", "[support]")
+{
+    std::ostringstream stream;
+
+    stream << string(L"abc") << '|' << std::setfill('.') << std::setw(5) << string("de") << '|'
+           << std::setw(0) << string();
+
+    CHECK(stream.str() == "abc|...de|");
 }
 
 TEST_CASE("the narrow text of an empty string is empty, not null", "[support]")

@@ -55,6 +55,10 @@ TEST_CASE("the level of a name is found by its signature's name, and registers n
     CHECK(trace::level(tolvane::string(L"void __cdecl a::f(int)")) == tl_verbose);
     CHECK(trace::level(std::string("static int a::f(const char *)")) == tl_verbose);
     CHECK(trace::level(std::string("a::g")) == tl_error);
+    CHECK(trace::level("a::f") == tl_verbose);
+    CHECK(trace::level(L"a::f") == tl_verbose);
+    CHECK(trace::level(std::string_view("a::f")) == tl_verbose);
+    CHECK(trace::level(std::wstring(L"a::f")) == tl_verbose);
     CHECK(trace::level(std::string()) == tl_error);
 
     CHECK(registered() == before);
