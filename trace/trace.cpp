@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "settings/levelsettings.h"
 #include "sinks/levelgeneration.h"
 #include "support/callerserror.h"
 #include "trace/insidelibrary.h"
@@ -40,6 +41,23 @@ void trace::setLevel(tracelevel_t level, const tolvane::string& name)
 {
     const insidelibrary inside;
     dispatcher().setLevel(level, name);
+}
+
+void trace::setLevel(const tracestream& sink, tracelevel_t level, const tolvane::string& name)
+{
+    const insidelibrary inside;
+    dispatcher().setLevel(sink, level, name);
+}
+
+bool trace::setLevels(const tolvane::string& settings)
+{
+    const insidelibrary inside;
+    tolvane::levelsettings read;
+    if (!read.read({settings.c_str(), static_cast<std::size_t>(settings.length())})) {
+        return false;
+    }
+    dispatcher().setLevels(read);
+    return true;
 }
 
 tracelevel_t trace::level(const hashedfunction& function)
@@ -89,6 +107,12 @@ void trace::clearLevels(const tolvane::string& name)
 {
     const insidelibrary inside;
     dispatcher().clearLevels(name);
+}
+
+void trace::clearLevels(const tracestream& sink, const tolvane::string& name)
+{
+    const insidelibrary inside;
+    dispatcher().clearLevels(sink, name);
 }
 
 tracelevel_t trace::getLevelFromInt(int level, tracelevel_t fallback)

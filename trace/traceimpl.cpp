@@ -13,6 +13,7 @@
 #include "trace/insidelibrary.h"
 #include "trace/instancelock.h"
 #include "trace/sinkfault.h"
+#include "trace/sinkid.h"
 #include "trace/threadstage.h"
 #include "trace/writethread.h"
 
@@ -35,9 +36,6 @@ constexpr unsigned long long ofStopped = 2;
 constexpr unsigned long long besideKilled = 1000;
 constexpr unsigned long long ofLiving = 10000;
 
-/// The same for a thread that ends by a fault, and may hold what the holder waits for.
-constexpr unsigned long long ofEnding = 100;
-
 using eventlock = tolvane::Auto_Lock<tolvane::UntypedEvent::UntypedEventImpl>;
 
 /// A dispatcher's number: 0 is none's.
@@ -47,14 +45,7 @@ unsigned long long nextNumber() noexcept
     return ++last;
 }
 
-// The application's own code.
-
-unsigned long long idOf(const tracestream& sink)
-{
-    const outsidelibrary outside;
-    return sink.id();
-}
-
+/// The application's own code.
 tracestream* cloneOf(const tracestream& sink)
 {
     const outsidelibrary outside;
@@ -239,52 +230,6 @@ unsigned long long traceimpl::lost(trace::lossreason reason)
     return lines;
 }
 
-void traceimpl::setLevel(tracelevel_t level, const tolvane::string& name)
-{
-    const instancelock lock(m_instanceMutex);
-    for (const auto& attached : m_sinks) {
-        attached.second.sink->setLevel(level, name);
-    }
-}
-
-void traceimpl::clearLevels(tracelevel_t level)
-{
-    const instancelock lock(m_instanceMutex);
-    for (const auto& attached : m_sinks) {
-        attached.second.sink->clearLevels(level);
-    }
-}
-
-void traceimpl::clearLevels(const tolvane::string& name)
-{
-    if (name.empty()) {
-        clearLevels(tl_always);
-        return;
-    }
-    const instancelock lock(m_instanceMutex);
-    for (const auto& attached : m_sinks) {
-        attached.second.sink->clearLevels(name);
-    }
-}
-
-tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
-{
-    const instancelock lock(m_instanceMutex);
-    const unsigned int generation = levelgeneration::current(); // before the levels are looked at
-    tracelevel_t greatest = tl_always;
-    for (const auto& attached : m_sinks) {
-        greatest = std::max(greatest, attached.second.sink->level(function));
-    }
-    levelgeneration::remember(function, generation, greatest);
-    return greatest;
-}
-
-std::optional<tracelevel_t> traceimpl::maxLevelSoon(const hashedfunction& function) noexcept
-{
-    const tolvane::Auto_TimedMutex lock(m_instanceMutex, ofEnding * tolvane::ticksPerMillisecond);
-    return lock.owns() ? std::optional(maxLevel(function)) : std::nullopt;
-}
-
 const hashedfunction& traceimpl::registerfunction(const char* signature)
 {
     const instancelock lock(m_instanceMutex);
@@ -366,7 +311,7 @@ void traceimpl::abandonLocks() noexcept
         const insidelibrary inside;
         m_faulted = true; // the next line finds no allowance, and starts a new writer
         const tolvane::Auto_TimedMutex lock(m_instanceMutex,
-                                            ofEnding * tolvane::ticksPerMillisecond);
+                                            patienceOfEnding * tolvane::ticksPerMillisecond);
         if (lock.owns()) {
             settle();
         } else {

@@ -27,6 +27,10 @@
 
 class stage;
 
+namespace tolvane {
+class levelsettings;
+}
+
 /// The dispatcher: owns the attached sinks, the registered functions, the lines on their way to the
 /// sinks and the thread that writes them.
 ///
@@ -35,9 +39,10 @@ class stage;
 /// only without it. Whoever writes holds the sink lock alone. The map of the sinks is read under
 /// either lock and changed under both; a sink's levels are replaced as a whole and need none.
 ///
-/// What stands where: traceimpl.cpp the dispatcher's life, sinks, levels and functions;
-/// traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and written, by
-/// passes and by a report; traceimpl_fork.cpp what becomes of it all in a forked process.
+/// What stands where: traceimpl.cpp the dispatcher's life, sinks and functions;
+/// traceimpl_levels.cpp the sinks' levels; traceimpl_stage.cpp how a line is staged;
+/// traceimpl_pass.cpp how lines are taken and written, by passes and by a report;
+/// traceimpl_fork.cpp what becomes of it all in a forked process.
 class traceimpl : public safesingleton<traceimpl>
 {
 public:
@@ -51,8 +56,11 @@ public:
     tracestream& output(const tracestream& sink);
     void remove(const tracestream& sink);
     void setLevel(tracelevel_t level, const tolvane::string& name);
+    void setLevel(const tracestream& sink, tracelevel_t level, const tolvane::string& name);
+    void setLevels(const tolvane::levelsettings& settings);
     void clearLevels(tracelevel_t level);
     void clearLevels(const tolvane::string& name);
+    void clearLevels(const tracestream& sink, const tolvane::string& name);
     tracelevel_t maxLevel(const hashedfunction& function);
 
     /// The same for a thread that may hold what others wait for.
@@ -140,6 +148,10 @@ private:
     class bothlocks;
     class reportpass;
 
+    /// Milliseconds that a thread waits for a lock which ends by a fault, and may hold what the
+    /// lock's holder waits for.
+    static constexpr unsigned long long patienceOfEnding = 100;
+
     /// Who writes, which decides whether there is anything to do.
     enum class passkind
     {
@@ -210,6 +222,9 @@ private:
     bool handOver(const std::shared_ptr<reportpass>& pass) noexcept;
     static unsigned int writeReport(void* pass);
     bool isInCallOf(unsigned long long id) const noexcept;
+
+    // traceimpl_levels.cpp
+    static void clearLevelsOf(tracestream& sink, const tolvane::string& name);
 
     // traceimpl_pass.cpp
     std::size_t waitingLines() const noexcept;

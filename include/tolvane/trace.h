@@ -53,6 +53,23 @@ public:
     /// \param name  "::"-separated, case-sensitive, without parameters; empty: as setLevel(level).
     static void setLevel(tracelevel_t level, const tolvane::string& name);
 
+    /// The same for the attached sink with the argument's id() alone. An id that is not attached is
+    /// ignored.
+    static void setLevel(const tracestream& sink, tracelevel_t level,
+                         const tolvane::string& name = tolvane::string());
+
+    /// Sets levels by a text, for every attached sink: "*=warning, shop=debug, shop::order=trace".
+    /// What has been set for other names stays.
+    ///
+    /// \param settings  parts with commas between, each a name, an equality sign and a level. "*"
+    ///                  is what has no setting of its own. A level is one of the words always,
+    ///                  error, warning, info, verbose, debug and trace, its letter (!, E, W, I, V,
+    ///                  D, T) or its number, in any case. Blanks around names and levels are
+    ///                  ignored, and so are empty parts. A name is set before what it contains; of
+    ///                  equal ones the last counts.
+    /// \return false when a part is malformed; then nothing has changed.
+    static bool setLevels(const tolvane::string& settings);
+
     /// The greatest level that an attached sink gives the function; 0 without a sink.
     static tracelevel_t level(const hashedfunction& function);
 
@@ -72,6 +89,10 @@ public:
     /// Forgets the settings of a name and of what it contains, for every attached sink. An empty
     /// name resets every sink to tl_always.
     static void clearLevels(const tolvane::string& name);
+
+    /// The same for the attached sink with the argument's id() alone. An id that is not attached is
+    /// ignored.
+    static void clearLevels(const tracestream& sink, const tolvane::string& name);
 
     /// The integer as a level when it lies in 0..6, else the fallback. Takes no lock.
     static tracelevel_t getLevelFromInt(int level, tracelevel_t fallback);

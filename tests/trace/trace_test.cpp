@@ -113,6 +113,66 @@ TEST_CASE("the facade sets and clears the levels of all attached sinks", "[trace
     CHECK(levels() == levels_t{tl_always, tl_always});
 }
 
+TEST_CASE("the facade sets and clears levels of one attached sink, found by its id", "[trace]")
+{
+    const hashedfunction& function = trace::registerfunction("void a::f()");
+    const probesink first(1);
+    const probesink second(2);
+    const probesink other(3);
+    const attached firstAttached(first, tl_error);
+    const attached secondAttached(second, tl_error);
+    const auto levels = [&] {
+        return std::vector<tracelevel_t>{firstAttached.stored().level(function),
+                                         secondAttached.stored().level(function)};
+    };
+    using levels_t = std::vector<tracelevel_t>;
+
+    trace::setLevel(probesink(2), tl_debug, "a");
+    CHECK(levels() == levels_t{tl_error, tl_debug});
+    trace::setLevel(first, tl_info);
+    CHECK(levels() == levels_t{tl_info, tl_debug});
+    trace::setLevel(other, tl_trace, "a");
+    trace::clearLevels(other, "a");
+    CHECK(levels() == levels_t{tl_info, tl_debug});
+    trace::clearLevels(second, "a");
+    CHECK(levels() == levels_t{tl_info, tl_error});
+    trace::clearLevels(second, "");
+    CHECK(levels() == levels_t{tl_info, tl_always});
+    CHECK(other.events().empty());
+}
+
+TEST_CASE("levels are set by a text for every attached sink", "[trace]")
+{
+    const probesink first(1);
+    const probesink second(2);
+    const attached firstAttached(first, tl_verbose);
+    const attached secondAttached(second, tl_verbose);
+
+    trace::setLevel(tl_info, "b");
+    CHECK(trace::setLevels(L"a::f=trace, *=warning, a=debug"));
+
+    for (const attached* const each : {&firstAttached, &secondAttached}) {
+        const tracestream& sink = each->stored();
+        CHECK(sink.level(trace::registerfunction("void a::f()")) == tl_trace);
+        CHECK(sink.level(trace::registerfunction("void a::g()")) == tl_debug);
+        CHECK(sink.level(trace::registerfunction("void b::f()")) == tl_info);
+        CHECK(sink.level(trace::registerfunction("void c::f()")) == tl_warning);
+    }
+}
+
+TEST_CASE("a malformed text of levels changes nothing", "[trace]")
+{
+    const probesink sink(1);
+    const attached attachment(sink, tl_verbose);
+
+    CHECK_FALSE(trace::setLevels("*=error, a=loud"));
+
+    CHECK(trace::level("a::f") == tl_verbose);
+    CHECK(trace::setLevels(""));
+    CHECK(trace::setLevels(std::string("a=error")));
+    CHECK(trace::level("a::f") == tl_error);
+}
+
 TEST_CASE("a flush of 0 writes what is queued before it returns", "[trace]")
 {
     const hashedfunction& function = trace::registerfunction("void f()");

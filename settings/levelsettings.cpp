@@ -1,0 +1,113 @@
+#include "settings/levelsettings.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace tolvane {
+
+namespace {
+
+/// Each with its letter, in the order of their numbers.
+constexpr struct
+{
+    std::wstring_view word;
+    wchar_t letter;
+} names[] = {
+    {L"always", L'!'},  {L"error", L'e'}, {L"warning", L'w'}, {L"info", L'i'},
+    {L"verbose", L'v'}, {L"debug", L'd'}, {L"trace", L't'},
+};
+
+constexpr std::wstring_view blanks = L" \t\r\n";
+
+/// Only the names of operators have these.
+bool hasBlankOrSign(std::wstring_view name) noexcept
+{
+    const std::wstring_view scope = name.substr(0, name.find(L"operator"));
+    return scope.find_first_of(blanks) != std::wstring_view::npos ||
+           scope.find(L'=') != std::wstring_view::npos;
+}
+
+wchar_t lower(wchar_t character) noexcept
+{
+    return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a')
+                                                  : character;
+}
+
+bool isSameWord(std::wstring_view text, std::wstring_view word) noexcept
+{
+    return std::equal(text.begin(), text.end(), word.begin(), word.end(),
+                      [](wchar_t left, wchar_t right) { return lower(left) == right; });
+}
+
+std::optional<tracelevel_t> levelOf(std::wstring_view text) noexcept
+{
+    for (int level = tl_always; level <= tl_trace; ++level) {
+        const bool isMark =
+            text.size() == 1 && (lower(text[0]) == names[level].letter || text[0] == L'0' + level);
+        if (isMark || isSameWord(text, names[level].word)) {
+            return static_cast<tracelevel_t>(level);
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::wstring_view trimmed(std::wstring_view text) noexcept
+{
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::wstring_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+bool levelsettings::read(std::wstring_view text)
+{
+    m_all.clear();
+    m_wrong.clear();
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(L','), text.size());
+        const std::wstring_view part = trimmed(text.substr(0, end));
+        if (!part.empty() && !readPart(part)) {
+            m_all.clear();
+            return false;
+        }
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    std::stable_sort(m_all.begin(), m_all.end(), [](const setting& left, const setting& right) {
+        return left.name.length() < right.name.length();
+    });
+    return true;
+}
+
+/// The last equality sign counts: operators have some in their names.
+bool levelsettings::readPart(std::wstring_view part)
+{
+    const std::size_t sign = part.rfind(L'=');
+    if (sign == std::wstring_view::npos) {
+        return refuse(part, L"has no level");
+    }
+    const std::wstring_view name = trimmed(part.substr(0, sign));
+    if (name.empty()) {
+        return refuse(part, L"has no name");
+    }
+    if (hasBlankOrSign(name)) {
+        return refuse(part, L"has a name with a blank or an equality sign, or lacks a comma");
+    }
+    const std::optional<tracelevel_t> level = levelOf(trimmed(part.substr(sign + 1)));
+    if (!level) {
+        return refuse(part, L"has a level that is none of always, error, warning, info, verbose, "
+                            L"debug, trace and 0 to 6");
+    }
+    m_all.push_back({name == L"*" ? string() : string(name), *level});
+    return true;
+}
+
+bool levelsettings::refuse(std::wstring_view part, const wchar_t* why)
+{
+    m_wrong.assign(L"\"").append(part).append(L"\" ").append(why);
+    return false;
+}
+
+} // namespace tolvane

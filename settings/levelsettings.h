@@ -1,0 +1,47 @@
+#pragma once
+
+#include <tolvane/string.h>
+#include <tolvane/tracelevel.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tolvane {
+
+/// Levels by name, as people write them: "*=warning, shop=debug, shop::order=trace".
+///
+/// A part is a name, or an asterisk for all that has no level of its own, and a level: a word, its
+/// letter or its number. Blanks around them are ignored, and so are empty parts.
+class levelsettings
+{
+public:
+    struct setting
+    {
+        string name; ///< empty for the asterisk
+        tracelevel_t level;
+    };
+
+    /// Reads a text in the place of what was read before.
+    /// \return false when a part is malformed; then wrong() tells which, and there are no settings.
+    bool read(std::wstring_view text);
+
+    /// In the order in which they are to be set: a name before what it contains, and the last of
+    /// equal ones last.
+    const std::vector<setting>& all() const noexcept { return m_all; }
+
+    /// The first malformed part, and what is wrong with it.
+    const std::wstring& wrong() const noexcept { return m_wrong; }
+
+private:
+    bool readPart(std::wstring_view part);
+    bool refuse(std::wstring_view part, const wchar_t* why);
+
+    std::vector<setting> m_all;
+    std::wstring m_wrong;
+};
+
+/// The text without the blanks around it.
+std::wstring_view trimmed(std::wstring_view text) noexcept;
+
+} // namespace tolvane
