@@ -6,6 +6,7 @@
 #include "tests/helpers/hardfault.h"
 #include "tests/helpers/posix/brokenheap.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -13,7 +14,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <map>
 #include <sstream>
 #include <string>
@@ -23,24 +24,28 @@ namespace {
 
 int number = 0;
 
-/// A main thread that has ended stays listed, as a zombie.
+/// A main thread that has ended stays listed, as a zombie. Asks for no memory.
 bool hasMainThread(pid_t process)
 {
-    std::ifstream file("/proc/" + std::to_string(process) + "/task/" + std::to_string(process) +
-                       "/stat");
-    std::string text;
-    std::getline(file, text);
-    const std::size_t state = text.rfind(") ");
-    return state != std::string::npos && text[state + 2] != 'Z';
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/%d/task/%d/stat", process, process);
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    char text[512] = "";
+    const ssize_t size = read(file, text, sizeof text - 1);
+    close(file);
+    text[size > 0 ? size : 0] = '\0';
+    const char* const state = std::strrchr(text, ')');
+    return state && state[2] != 'Z';
 }
 
-/// Another process sends the signal when the main thread has ended.
+/// Another process sends the signal when the main thread has ended. To be called while the
+/// process's other threads are idle, since it may find the locks of a sanitizer taken by them.
 void orderSignal()
 {
     const pid_t target = getpid();
     if (fork() == 0) {
-        fclose(stdout);
-        fclose(stderr);
+        close(STDOUT_FILENO);
+        close(STDERR_FILENO);
         while (hasMainThread(target)) {
             usleep(1000);
         }
@@ -93,15 +98,15 @@ void sleepForGood()
 /// No line was ever traced: there is no writer.
 void faultWithoutWriter()
 {
-    startDeafThread(sleepForGood);
     orderSignal();
+    startDeafThread(sleepForGood);
     hardfault::raise();
 }
 
 void faultUnderAllocatorsLock()
 {
-    startDeafThread(sleepForGood);
     orderSignal();
+    startDeafThread(sleepForGood);
     hardfault::faultUnderAllocatorsLock();
 }
 
@@ -146,13 +151,13 @@ void faultAlone()
 /// The writer comes when main has gone, and then the thread goes that started it.
 void leaveBeforeWriter()
 {
+    orderSignal();
     std::thread([] {
         while (hasMainThread(getpid())) {
             usleep(1000);
         }
         attach();
     }).detach();
-    orderSignal();
     hardfault::raise();
 }
 
