@@ -9,6 +9,7 @@
 ///         TOLVANE_LOGF(log, tl_debug, "%d items, %s", count, name);
 ///     }
 
+#include <tolvane/callsite.h>
 #include <tolvane/export.h>
 #include <tolvane/formatwriter.h>
 #include <tolvane/scopestream.h>
@@ -27,23 +28,60 @@
     static const hashedfunction* name##_function = nullptr; \
     tolvane::scope name(name##_function, TOLVANE_SIGNATURE)
 
+/// Statements above this level, a constant, compile to nothing. A source file defines it before it
+/// includes the first of the library's headers.
+#if defined(TOLVANE_ACTIVE_LEVEL)
+#define TOLVANE_IS_ACTIVE(level) (static_cast<int>(level) <= static_cast<int>(TOLVANE_ACTIVE_LEVEL))
+#else
+#define TOLVANE_IS_ACTIVE(level) true
+#endif
+
+/// Whether a line is to be made.
+#define TOLVANE_TAKES(name, level) (TOLVANE_IS_ACTIVE(level) && TOLVANE_RARELY((name).takes(level)))
+
+/// What the statement remembers, from one time to the next.
+#define TOLVANE_CALL_SITE()                     \
+    ([]() noexcept -> tolvane::callsite& {      \
+        static tolvane::callsite tolvane_place; \
+        return tolvane_place;                   \
+    }())
+
 /// One line at a level: TOLVANE_LOG(log, tl_info) << "text" << 42;
 /// The line ends with the statement. When no sink takes the level (see traceobject::takes), no
 /// operand is evaluated. The level is looked at twice: give it a plain value. The name may also be
 /// that of a plain traceobject.
-#define TOLVANE_LOG(name, level)                               \
-    static_cast<void>(0), !TOLVANE_RARELY((name).takes(level)) \
-                              ? (void)0                        \
+#define TOLVANE_LOG(name, level) TOLVANE_LOG_IF(name, level, true)
+
+/// The same when a condition holds, too, which is not looked at when no sink takes the level:
+/// TOLVANE_LOG_IF(log, tl_warning, left < 10) << left << " left";
+#define TOLVANE_LOG_IF(name, level, condition)                         \
+    static_cast<void>(0), !(TOLVANE_TAKES(name, level) && (condition)) \
+                              ? (void)0                                \
                               : tolvane::lineend() & tolvane::tracedline((name), (level))
+
+// The same for not every time that the statement is reached, by whatever thread; times when no sink
+// takes the level don't count. Each statement counts for itself, and in a template each instance.
+
+/// The first n times. Never when n is less than 1.
+#define TOLVANE_LOG_FIRST_N(name, level, n) \
+    TOLVANE_LOG_IF(name, level, TOLVANE_CALL_SITE().isAmongFirst(tolvane::callsite::count(n)))
+
+/// The first time and then every n-th. Every time when n is less than 2.
+#define TOLVANE_LOG_EVERY_N(name, level, n) \
+    TOLVANE_LOG_IF(name, level, TOLVANE_CALL_SITE().isEvery(tolvane::callsite::count(n)))
+
+/// The first time, and then when so many milliseconds have passed since the last line. Every time
+/// when that is less than 1.
+#define TOLVANE_LOG_EVERY_MS(name, level, milliseconds) \
+    TOLVANE_LOG_IF(name, level, TOLVANE_CALL_SITE().isDue(tolvane::callsite::count(milliseconds)))
 
 /// One line at a level from a %-format and its arguments, each inserted as into a stream. The
 /// character after a "%" is not interpreted; "%%" is written as it stands; an argument beyond the
 /// placeholders is set off by a space; a placeholder without an argument writes nothing. When no
 /// sink takes the level, no argument is evaluated.
-#define TOLVANE_LOGF(name, level, ...)    \
-    (!TOLVANE_RARELY((name).takes(level)) \
-         ? (void)0                        \
-         : tolvane::formatwriter::write((name), (level), __VA_ARGS__))
+#define TOLVANE_LOGF(name, level, ...)     \
+    (!TOLVANE_TAKES(name, level) ? (void)0 \
+                                 : tolvane::formatwriter::write((name), (level), __VA_ARGS__))
 
 TOLVANE_BEGIN_DECLARATIONS
 

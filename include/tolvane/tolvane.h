@@ -2,6 +2,7 @@
 
 /// Everything that an application needs to trace.
 
+#include <tolvane/callsite.h>
 #include <tolvane/export.h>
 #include <tolvane/filetracestream.h>
 #include <tolvane/flushguard.h>

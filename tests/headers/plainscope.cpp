@@ -41,6 +41,10 @@ void work(const std::string& narrow, const std::wstring& wide)
     TOLVANE_LOG(log, tl_info) << std::hex << std::setw(8) << std::complex<double>(1, 2)
                               << point{1, 2} << std::endl;
     TOLVANE_LOGF(log, tl_info, "%s %d %s", narrow, 1, point{1, 2});
+    TOLVANE_LOG_IF(log, tl_info, !wide.empty()) << wide;
+    TOLVANE_LOG_FIRST_N(log, tl_info, 3) << 1;
+    TOLVANE_LOG_EVERY_N(log, tl_info, narrow.size()) << 2;
+    TOLVANE_LOG_EVERY_MS(log, tl_info, 1000) << 3;
     log(tl_debug) << L"text" << point{1, 2} << std::endl;
     log << 1 << L"text" << std::boolalpha << true << std::endl;
     log.reset();
