@@ -1,8 +1,11 @@
 #pragma once
 
 #include <tolvane/export.h>
+#include <tolvane/pathname.h>
 #include <tolvane/string.h>
 #include <tolvane/tracestream.h>
+
+#include <type_traits>
 
 TOLVANE_BEGIN_DECLARATIONS
 
@@ -22,6 +25,12 @@ public:
     ///                  lost until it can. A character that the process's locale (LC_CTYPE) does
     ///                  not have becomes "?", which no name of a file may have on Windows.
     explicit filetracestream(const tolvane::string& filename);
+
+    /// The same for a std::filesystem::path.
+    template <class path_t, std::enable_if_t<tolvane::isPath<path_t>, int> = 0>
+    explicit filetracestream(const path_t& filename)
+        : filetracestream(tolvane::string(filename.native().c_str()))
+    {}
 
     /// Copies the levels and the name.
     filetracestream(const filetracestream& other);

@@ -2,6 +2,10 @@
 
 #include <tolvane/export.h>
 #include <tolvane/filetracestream.h>
+#include <tolvane/pathname.h>
+#include <tolvane/string.h>
+
+#include <type_traits>
 
 TOLVANE_BEGIN_DECLARATIONS
 
@@ -26,6 +30,14 @@ public:
     ///                  is taken in UTC and compared with local time.
     rotatingfilestracestream(const tolvane::string& filename, unsigned long long files,
                              unsigned long long maxsize, unsigned long long maxdays);
+
+    /// The same for a std::filesystem::path.
+    template <class path_t, std::enable_if_t<tolvane::isPath<path_t>, int> = 0>
+    rotatingfilestracestream(const path_t& filename, unsigned long long files,
+                             unsigned long long maxsize, unsigned long long maxdays)
+        : rotatingfilestracestream(tolvane::string(filename.native().c_str()), files, maxsize,
+                                   maxdays)
+    {}
 
     /// Copies the name and the limits, but, unlike a file sink, not the levels.
     rotatingfilestracestream(const rotatingfilestracestream& other);

@@ -12,6 +12,7 @@
 #include <tolvane/nullobject.h>
 #include <tolvane/operand.h>
 #include <tolvane/ostreamtracestream.h>
+#include <tolvane/pathname.h>
 #include <tolvane/rotatingfilestracestream.h>
 #include <tolvane/scope.h>
 #include <tolvane/scopestream.h>

@@ -1,6 +1,7 @@
 #include <tolvane/filetracestream.h>
 
 #include <tolvane/hashedfunction.h>
+#include <tolvane/rotatingfilestracestream.h>
 
 #include "function/componenthash.h"
 #include "tests/helpers/formattedlinetest.h"
@@ -17,6 +18,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 namespace {
@@ -86,6 +88,21 @@ TEST_CASE("three lines make a missing file of three lines, without a byte-order 
 
     CHECK(folder.read("trace.log") == inFile("one") + inFile("two") + inFile("three"));
     CHECK(folder.entries() == 1);
+}
+
+TEST_CASE("a file is named by a text of any kind or by a path", "[sinks]")
+{
+    const unsigned long long id = filetracestream("a/trace.log").id();
+
+    CHECK(filetracestream(L"a/trace.log").id() == id);
+    CHECK(filetracestream(std::string("a/trace.log")).id() == id);
+    CHECK(filetracestream(std::string_view("a/trace.log")).id() == id);
+    CHECK(filetracestream(std::wstring(L"a/trace.log")).id() == id);
+    CHECK(filetracestream(tolvane::string("a/trace.log")).id() == id);
+    CHECK(filetracestream(std::filesystem::path("a/trace.log")).id() == id);
+    CHECK(rotatingfilestracestream("a/trace.log", 2, 1, 0).id() == id);
+    CHECK(rotatingfilestracestream(std::string("a/trace.log"), 2, 1, 0).id() == id);
+    CHECK(rotatingfilestracestream(std::filesystem::path("a/trace.log"), 2, 1, 0).id() == id);
 }
 
 TEST_CASE("making, copying and destroying a file sink touches no file", "[sinks]")
