@@ -2,10 +2,8 @@
 
 #include <tolvane/scope.h>
 
-#include "tests/helpers/attached.h"
-#include "tests/helpers/probesink.h"
 #include "tests/helpers/scriptedclock.h"
-#include "tests/helpers/traceimpltest.h"
+#include "tests/helpers/tracedtest.h"
 
 #include <catch2/catch.hpp>
 
@@ -19,14 +17,6 @@
 namespace {
 
 using texts_t = std::vector<std::wstring>;
-
-/// A sink that takes lines up to tl_info, and a queue that a test sees.
-struct siteprobe
-{
-    const probesink sink{1};
-    const attached attachment{sink, tl_info};
-    const heldqueue queue;
-};
 
 /// Of so many questions, the numbers of those that were answered by yes.
 std::vector<int> answered(int questions, const std::function<bool()>& ask)
@@ -139,7 +129,7 @@ TEST_CASE("threads at one place share its times", "[trace]")
 
 TEST_CASE("a line under a condition is made when the condition holds", "[trace]")
 {
-    const siteprobe traced;
+    const tracedtest traced;
     TOLVANE_SCOPE(log);
 
     for (int number = 0; number < 4; ++number) {
@@ -151,7 +141,7 @@ TEST_CASE("a line under a condition is made when the condition holds", "[trace]"
 
 TEST_CASE("lines are made not every time that their statement is reached", "[trace]")
 {
-    const siteprobe traced;
+    const tracedtest traced;
     scriptedclock clock;
     TOLVANE_SCOPE(log);
 
@@ -168,7 +158,7 @@ TEST_CASE("lines are made not every time that their statement is reached", "[tra
 
 TEST_CASE("a suppressed line evaluates and counts nothing", "[trace]")
 {
-    const siteprobe traced;
+    const tracedtest traced;
     const auto unreached = [] {
         FAIL("was evaluated");
         return 1;
@@ -190,7 +180,7 @@ TEST_CASE("a suppressed line evaluates and counts nothing", "[trace]")
 
 TEST_CASE("a condition that does not hold evaluates no operand", "[trace]")
 {
-    const siteprobe traced;
+    const tracedtest traced;
     TOLVANE_SCOPE(log);
     int evaluated = 0;
 
@@ -205,7 +195,7 @@ TEST_CASE("a condition that does not hold evaluates no operand", "[trace]")
 
 TEST_CASE("each instance of a template counts for itself", "[trace]")
 {
-    const siteprobe traced;
+    const tracedtest traced;
     TOLVANE_SCOPE(log);
 
     for (int round = 0; round < 2; ++round) {

@@ -7,6 +7,7 @@
 #include "tests/helpers/attached.h"
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/remembersink.h"
+#include "tests/helpers/tracedtest.h"
 #include "tests/helpers/traceimpltest.h"
 
 #include <catch2/catch.hpp>
@@ -23,14 +24,6 @@
 namespace {
 
 using texts_t = std::vector<std::wstring>;
-
-/// A sink that takes lines up to tl_info, and a queue that a test sees.
-struct tracedtest
-{
-    const probesink sink{1};
-    const attached attachment{sink, tl_info};
-    const heldqueue queue;
-};
 
 /// Counts how often it is asked.
 struct countedvalue
