@@ -19,10 +19,22 @@ constexpr struct
 
 constexpr std::wstring_view blanks = L" \t\r\n";
 
-/// Only the names of operators have these.
+/// The text without the blanks around it.
+std::wstring_view trimmed(std::wstring_view text) noexcept
+{
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::wstring_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+/// What the names of operators have, and no others.
 bool hasBlankOrSign(std::wstring_view name) noexcept
 {
-    const std::wstring_view scope = name.substr(0, name.find(L"operator"));
+    constexpr std::wstring_view keyword = L"operator";
+    const bool isOperator = name.substr(0, keyword.size()) == keyword;
+    const std::wstring_view scope = name.substr(0, isOperator ? 0 : name.find(L"::operator"));
     return scope.find_first_of(blanks) != std::wstring_view::npos ||
            scope.find(L'=') != std::wstring_view::npos;
 }
@@ -52,15 +64,6 @@ std::optional<tracelevel_t> levelOf(std::wstring_view text) noexcept
 }
 
 } // namespace
-
-std::wstring_view trimmed(std::wstring_view text) noexcept
-{
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::wstring_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 bool levelsettings::read(std::wstring_view text)
 {

@@ -41,7 +41,4 @@ private:
     std::wstring m_wrong;
 };
 
-/// The text without the blanks around it.
-std::wstring_view trimmed(std::wstring_view text) noexcept;
-
 } // namespace tolvane

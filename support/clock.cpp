@@ -10,6 +10,10 @@ namespace {
 
 std::atomic<const Clock*> replacement{nullptr};
 
+/// Made when the library is loaded: a thread that the process's end or a fork stops amid the making
+/// would leave others waiting for ever.
+[[maybe_unused]] const Clock& early = Clock::platform();
+
 } // namespace
 
 const Clock& Clock::current() noexcept

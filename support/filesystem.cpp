@@ -9,6 +9,10 @@ namespace {
 
 std::atomic<const FileSystem*> replacement{nullptr};
 
+/// Made when the library is loaded: a thread that the process's end or a fork stops amid the making
+/// would leave others waiting for ever.
+[[maybe_unused]] const FileSystem& early = FileSystem::platform();
+
 } // namespace
 
 Appended FileSystem::append(const std::string& path, const Lines& lines,

@@ -24,10 +24,10 @@ bool callsite::isDue(unsigned long long milliseconds) noexcept
         return true;
     }
     std::atomic<unsigned long long>& past = atomicRef(m_past);
+    unsigned long long last = past.load(std::memory_order_acquire); // before the clock is asked
     const unsigned long long now = Clock::current().monotonicMilliseconds() + 1;
-    unsigned long long last = past.load(std::memory_order_relaxed);
     const bool isTooEarly = last != 0 && now - last < milliseconds;
-    return !isTooEarly && past.compare_exchange_strong(last, now, std::memory_order_relaxed);
+    return !isTooEarly && past.compare_exchange_strong(last, now, std::memory_order_acq_rel);
 }
 
 } // namespace tolvane

@@ -52,11 +52,11 @@ void trace::setLevel(const tracestream& sink, tracelevel_t level, const tolvane:
 bool trace::setLevels(const tolvane::string& settings)
 {
     const insidelibrary inside;
-    tolvane::levelsettings read;
-    if (!read.read({settings.c_str(), static_cast<std::size_t>(settings.length())})) {
+    tolvane::levelsettings levels;
+    if (!levels.read({settings.c_str(), static_cast<std::size_t>(settings.length())})) {
         return false;
     }
-    dispatcher().setLevels(read);
+    dispatcher().setLevels(levels);
     return true;
 }
 

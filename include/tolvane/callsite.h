@@ -31,7 +31,7 @@ public:
     template <class number_t>
     static constexpr unsigned long long count(number_t number) noexcept
     {
-        return number < 1 ? 0 : static_cast<unsigned long long>(number);
+        return number >= 1 ? static_cast<unsigned long long>(number) : 0;
     }
 
 private:

@@ -73,10 +73,6 @@ const Clock& Clock::platform() noexcept
     return *clock;
 }
 
-/// Made when the library is loaded: a thread that the process's end or a fork stops amid the making
-/// would leave others waiting for ever.
-[[maybe_unused]] static const Clock& early = Clock::platform();
-
 bool Clock::calendar(unsigned long long seconds, std::tm& fields) noexcept
 {
     std::tm result = {};

@@ -79,8 +79,4 @@ const FileSystem& FileSystem::platform() noexcept
     return *fileSystem;
 }
 
-/// Made when the library is loaded: a thread that the process's end or a fork stops amid the making
-/// would leave others waiting for ever.
-[[maybe_unused]] static const FileSystem& early = FileSystem::platform();
-
 } // namespace tolvane

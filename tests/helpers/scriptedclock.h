@@ -34,6 +34,9 @@ public:
     /// Called within each sleep, which itself takes no time. It may throw nothing.
     void whenSleeping(std::function<void()> action) { m_script->action = std::move(action); }
 
+    /// Called within each reading of the monotonic clock, when the time has been read.
+    void whenAsked(std::function<void()> action) { m_script->askedAction = std::move(action); }
+
     unsigned long long ticks() const { return m_script->now; }
     int readings() const { return m_script->readings; }
     int sleeps() const { return m_script->sleeps; }
@@ -63,7 +66,14 @@ private:
 
         unsigned long long monotonicMilliseconds() const noexcept override
         {
-            return isOther() ? platform().monotonicMilliseconds() : slept;
+            if (isOther()) {
+                return platform().monotonicMilliseconds();
+            }
+            const unsigned long long reading = slept;
+            if (askedAction) {
+                askedAction();
+            }
+            return reading;
         }
 
         /// A wait is a sleep in which the event is not set.
@@ -97,6 +107,7 @@ private:
         unsigned long long perSleep = 0;
         unsigned long long local = 0;
         std::function<void()> action;
+        std::function<void()> askedAction;
         mutable int readings = 0;
         mutable int sleeps = 0;
         mutable unsigned long long slept = 0;

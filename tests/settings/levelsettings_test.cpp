@@ -65,6 +65,8 @@ TEST_CASE("a name comes before what it contains, and the last of equal ones last
 TEST_CASE("an operator's name may have equality signs and blanks", "[settings]")
 {
     CHECK(settingsOf(L"shop::operator new = debug") == "shop::operator new=5");
+    CHECK(settingsOf(L"operator===info") == "operator===3");
+    CHECK(settingsOf(L"cooperator=info b=debug") == "malformed");
     CHECK(settingsOf(L"shop::operator===debug") == "shop::operator===5");
 }
 

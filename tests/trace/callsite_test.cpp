@@ -84,6 +84,26 @@ TEST_CASE("a place tells when so much time has passed since it did so last", "[t
     CHECK(place.isDue(0));
 }
 
+TEST_CASE("of threads that come to a place at once, one finds that time has passed", "[trace]")
+{
+    scriptedclock clock;
+    tolvane::callsite place;
+    bool isOvertaken = false;
+    int due = 0;
+    clock.whenAsked([&] {
+        if (!isOvertaken) {
+            isOvertaken = true;
+            tolvane::Clock::current().sleep(1);
+            due += place.isDue(100) ? 1 : 0;
+        }
+    });
+
+    due += place.isDue(100) ? 1 : 0;
+
+    CHECK(isOvertaken);
+    CHECK(due == 1);
+}
+
 TEST_CASE("a number of any type is how many times a place is asked for", "[trace]")
 {
     using tolvane::callsite;

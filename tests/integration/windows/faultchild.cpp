@@ -1,18 +1,11 @@
 // Lets one kind of fault happen, for tests that watch from outside: faultchild <case>
 // [<arguments>]. Says on standard output what arrived where; reports go to standard error.
 
+#include "support/windows/platform.h"
 #include "tests/helpers/windows/loaderlock.h"
 #include "tests/helpers/windows/structuredframes.h"
 
 #include <tolvane/tolvane.h>
-
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
 
 #include <tlhelp32.h>
 

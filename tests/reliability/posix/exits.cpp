@@ -50,7 +50,8 @@ std::vector<exitway> platformExits()
     };
 }
 
-void keepHeapWhole() {} // nor is any, as threads run on until the process has ended
+/// Threads run on until the process has ended.
+void keepHeapWhole() {}
 
 int abortCode()
 {

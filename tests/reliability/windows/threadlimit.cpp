@@ -1,12 +1,6 @@
 #include "tests/reliability/threadlimit.h"
 
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
+#include "support/windows/platform.h"
 
 #include <process.h>
 #include <tlhelp32.h>
