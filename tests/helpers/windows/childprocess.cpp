@@ -136,6 +136,23 @@ bool start(const std::filesystem::path& program, const std::vector<std::string>&
     return true;
 }
 
+/// A system that is short of something for a moment refuses to start a program; that is no outcome
+/// of what is tested.
+bool startPatiently(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                    const std::map<std::string, std::string>& environment, HANDLE output,
+                    HANDLE error, handle& process)
+{
+    constexpr int mostTries = 5;
+    constexpr DWORD pause = 200; // milliseconds
+    for (int tries = 1; !start(program, arguments, environment, output, error, process); ++tries) {
+        if (tries == mostTries) {
+            return false;
+        }
+        Sleep(pause);
+    }
+    return true;
+}
+
 } // namespace
 
 childresult run(const std::filesystem::path& program, const std::vector<std::string>& arguments,
@@ -147,8 +164,9 @@ childresult run(const std::filesystem::path& program, const std::vector<std::str
     pipeend output;
     pipeend error;
     handle process;
-    if (!start(program, arguments, environment, output.writing.get(), error.writing.get(),
-               process)) {
+    if (!startPatiently(program, arguments, environment, output.writing.get(), error.writing.get(),
+                        process)) {
+        result.error = "not started: error " + std::to_string(GetLastError());
         return result;
     }
     output.writing.close();
