@@ -23,31 +23,17 @@ public:
         }
     }
 
-    /// The function's effective level as it was found out last.
-    /// \return whether it still holds.
-    static bool remembers(const hashedfunction& function, tracelevel_t& level) noexcept
-    {
-        const unsigned int generation = current();
-        const unsigned long long remembered =
-            tolvane::atomicRef(function.m_level).load(std::memory_order_relaxed);
-        level = static_cast<tracelevel_t>(static_cast<unsigned int>(remembered));
-        return static_cast<unsigned int>(remembered >> generationShift) == generation;
-    }
-
     /// \param generation  the current one, from before the level was found out.
     static void remember(const hashedfunction& function, unsigned int generation,
                          tracelevel_t level) noexcept
     {
         tolvane::atomicRef(function.m_level)
-            .store(static_cast<unsigned long long>(generation) << generationShift |
+            .store(static_cast<unsigned long long>(generation) << hashedfunction::generationShift |
                        static_cast<unsigned int>(level),
                    std::memory_order_relaxed);
     }
 
 private:
-    /// A function keeps the generation above its level.
-    static constexpr unsigned int generationShift = 32;
-
     static std::atomic<unsigned int>& shared() noexcept
     {
         return tolvane::atomicRef(hashedfunction::s_levelGeneration);

@@ -72,4 +72,9 @@ void scopestream::reset()
     }
 }
 
+bool scopestream::asksNow(tracelevel_t level) const
+{
+    return scopeentry::asksNow(*m_function, m_level, level);
+}
+
 } // namespace tolvane

@@ -44,6 +44,16 @@ TOLVANE_COLD tracelevel_t scopeentry::findLevel(const hashedfunction& function)
     return safesingleton<traceimpl>::known() ? tl_trace : noLines;
 }
 
+/// Who interrupts the library cannot be told.
+TOLVANE_COLD bool scopeentry::asksNow(const hashedfunction& function, tracelevel_t whenOpened,
+                                      tracelevel_t level)
+{
+    if (insidelibrary::isEntered()) {
+        return level <= whenOpened;
+    }
+    return level <= safesingleton<traceimpl>::instance().levelNow(function, whenOpened);
+}
+
 void scopeentry::queueEntry(const hashedfunction& function)
 {
     try {

@@ -26,8 +26,8 @@ public:
                                             unsigned long long& before)
     {
         stacktrace* const mine = stacktrace::knownTrace();
-        if (!function || !mine || !levelgeneration::remembers(*function, level) ||
-            level >= tl_trace || !mine->pushWithin(function, before)) {
+        if (!function || !mine || !function->remembersLevel(level) || level >= tl_trace ||
+            !mine->pushWithin(function, before)) {
             return nullptr;
         }
         return &mine->m_count;
@@ -65,7 +65,7 @@ public:
     static tracelevel_t enter(const hashedfunction* function)
     {
         tracelevel_t level = tl_always;
-        if (!levelgeneration::remembers(*function, level)) {
+        if (!function->remembersLevel(level)) {
             level = findLevel(*function);
         }
         stacktrace::pushMine(function);
@@ -88,6 +88,11 @@ public:
             queueExit(*function);
         }
     }
+
+    /// Whether some sink takes lines of this level, when levels or sinks have changed.
+    /// \param whenOpened  the function's level when its scope was opened.
+    static bool asksNow(const hashedfunction& function, tracelevel_t whenOpened,
+                        tracelevel_t level);
 
 private:
     static const hashedfunction* registerOnce(const hashedfunction*& function,

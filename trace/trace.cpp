@@ -63,8 +63,7 @@ bool trace::setLevels(const tolvane::string& settings)
 tracelevel_t trace::level(const hashedfunction& function)
 {
     tracelevel_t remembered = tl_always;
-    return levelgeneration::remembers(function, remembered) ? remembered
-                                                            : dispatcher().maxLevel(function);
+    return function.remembersLevel(remembered) ? remembered : dispatcher().maxLevel(function);
 }
 
 /// A copy is converted: the caller's object may be in use by several threads.

@@ -63,6 +63,10 @@ public:
     void clearLevels(const tracestream& sink, const tolvane::string& name);
     tracelevel_t maxLevel(const hashedfunction& function);
 
+    /// The same for a scope, whose lines behind the end go by the level that held when it was
+    /// opened, so that they are counted as lost.
+    tracelevel_t levelNow(const hashedfunction& function, tracelevel_t whenOpened);
+
     /// The same for a thread that may hold what others wait for.
     /// \return nothing when another thread does not give the instance lock back soon.
     std::optional<tracelevel_t> maxLevelSoon(const hashedfunction& function) noexcept;

@@ -87,6 +87,12 @@ tracelevel_t traceimpl::maxLevel(const hashedfunction& function)
     return greatest;
 }
 
+tracelevel_t traceimpl::levelNow(const hashedfunction& function, tracelevel_t whenOpened)
+{
+    const instancelock lock(m_instanceMutex);
+    return m_finished ? whenOpened : maxLevel(function);
+}
+
 std::optional<tracelevel_t> traceimpl::maxLevelSoon(const hashedfunction& function) noexcept
 {
     const tolvane::Auto_TimedMutex lock(m_instanceMutex,

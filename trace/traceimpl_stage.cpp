@@ -163,13 +163,13 @@ std::unique_ptr<stage> traceimpl::makeStage()
 inline bool traceimpl::isTaken(const hashedfunction& function, tracelevel_t level) noexcept
 {
     tracelevel_t greatest = tl_always;
-    return levelgeneration::remembers(function, greatest) && level <= greatest;
+    return function.remembersLevel(greatest) && level <= greatest;
 }
 
 bool traceimpl::isRefused(const hashedfunction& function, tracelevel_t level)
 {
     tracelevel_t greatest = tl_always;
-    return level > (levelgeneration::remembers(function, greatest) ? greatest : maxLevel(function));
+    return level > (function.remembersLevel(greatest) ? greatest : maxLevel(function));
 }
 
 /// A line that no sink takes costs nothing of the allowance.

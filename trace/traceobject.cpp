@@ -74,6 +74,11 @@ void traceobject::reset()
     }
 }
 
+bool traceobject::asksNow(tracelevel_t level) const
+{
+    return scopeentry::asksNow(*m_function, m_level, level);
+}
+
 traceobject::int_type traceobject::overflow(int_type c)
 {
     if (traits_type::eq_int_type(c, traits_type::eof()) || c == L'\n' || c == L'\r') {

@@ -32,6 +32,15 @@
 #define TOLVANE_RELEASE(place, value) static_cast<void>(*(place) = (value))
 #endif
 
+/// A read of a number that other threads write, anew each time. On the processors that the library
+/// runs on, an aligned number is read as a whole.
+#if defined(__GNUC__)
+#define TOLVANE_READ(number) __atomic_load_n(&(number), __ATOMIC_RELAXED)
+#else
+#define TOLVANE_READ(number) \
+    (*const_cast<const volatile std::remove_reference_t<decltype((number))>*>(&(number)))
+#endif
+
 /// A condition that is false for most of the time: what follows is not to stand in the way.
 #if defined(__GNUC__)
 #define TOLVANE_RARELY(condition) __builtin_expect((condition), false)

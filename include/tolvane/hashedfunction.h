@@ -4,6 +4,8 @@
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
+#include <type_traits>
+
 struct hashedname;
 
 TOLVANE_BEGIN_DECLARATIONS
@@ -31,6 +33,17 @@ public:
     /// The first node of the name's component hashes; for the library's level trees.
     const hashedname* key() const noexcept { return m_key; }
 
+    /// The greatest level that an attached sink gives the function, if it has been found out since
+    /// levels or sinks changed last; trace::level() finds it out. Takes no lock.
+    /// \return whether it has.
+    bool remembersLevel(tracelevel_t& level) const noexcept
+    {
+        const unsigned long long remembered = TOLVANE_READ(m_level);
+        level = static_cast<tracelevel_t>(static_cast<unsigned int>(remembered));
+        return static_cast<unsigned int>(remembered >> generationShift) ==
+               TOLVANE_READ(s_levelGeneration);
+    }
+
 private:
     friend class levelgeneration;
     friend class traceimpl;
@@ -42,6 +55,9 @@ private:
     /// Atomic for every access like m_level, see tolvane::atomicRef: the header of the standard's
     /// own would take long to compile.
     static unsigned int s_levelGeneration;
+
+    /// A function keeps the generation above its level.
+    static constexpr unsigned int generationShift = 32;
 
     tolvane::string m_name;
     hashedname* m_key; ///< owned, never null

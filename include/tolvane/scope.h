@@ -37,7 +37,8 @@
 #endif
 
 /// Whether a line is to be made.
-#define TOLVANE_TAKES(name, level) (TOLVANE_IS_ACTIVE(level) && TOLVANE_RARELY((name).takes(level)))
+#define TOLVANE_TAKES(name, level) \
+    (TOLVANE_IS_ACTIVE(level) && TOLVANE_RARELY((name).takesNow(level)))
 
 /// What the statement remembers, from one time to the next.
 #define TOLVANE_CALL_SITE()                     \
@@ -47,7 +48,7 @@
     }())
 
 /// One line at a level: TOLVANE_LOG(log, tl_info) << "text" << 42;
-/// The line ends with the statement. When no sink takes the level (see traceobject::takes), no
+/// The line ends with the statement. When no sink takes the level (see scopestream::takesNow), no
 /// operand is evaluated. The level is looked at twice: give it a plain value. The name may also be
 /// that of a plain traceobject.
 #define TOLVANE_LOG(name, level) TOLVANE_LOG_IF(name, level, true)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tolvane/export.h>
+#include <tolvane/hashedfunction.h>
 #include <tolvane/tracelevel.h>
 #include <tolvane/traceobject.h>
 
@@ -95,6 +96,14 @@ public:
     /// Whether some sink took lines of this level when the scope was opened, or at the last
     /// reset(). No lock.
     bool takes(tracelevel_t level) const noexcept { return level <= m_level; }
+
+    /// Whether some sink takes lines of this level now. No lock, unless levels or sinks have
+    /// changed since the function was asked last.
+    bool takesNow(tracelevel_t level) const
+    {
+        tracelevel_t greatest = tl_always;
+        return m_function->remembersLevel(greatest) ? level <= greatest : asksNow(level);
+    }
 
     // The rest does what it does for every wide stream.
 
@@ -211,6 +220,8 @@ private:
     friend class ::traceobject;
     friend struct ::scopetest;
     friend class tracedline;
+
+    TOLVANE_EXPORT bool asksNow(tracelevel_t level) const;
 
     traceobject& stream() const { return m_stream ? *m_stream : build(); }
     TOLVANE_EXPORT traceobject& build() const;

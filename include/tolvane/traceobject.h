@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tolvane/export.h>
+#include <tolvane/hashedfunction.h>
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
@@ -8,8 +9,6 @@
 #include <ostream>
 #include <streambuf>
 #include <string_view>
-
-class hashedfunction;
 
 TOLVANE_BEGIN_DECLARATIONS
 
@@ -73,6 +72,14 @@ public:
     /// reset(). No lock.
     bool takes(tracelevel_t level) const noexcept { return level <= m_level; }
 
+    /// Whether some sink takes lines of this level now. No lock, unless levels or sinks have
+    /// changed since the function was asked last.
+    bool takesNow(tracelevel_t level) const
+    {
+        tracelevel_t greatest = tl_always;
+        return m_function->remembersLevel(greatest) ? level <= greatest : asksNow(level);
+    }
+
 protected:
     /// Appends the character, or queues the line when it is a line feed, a carriage return or the
     /// end of file.
@@ -94,6 +101,8 @@ private:
     explicit traceobject(const tolvane::scopestream& owner);
 
     void setLevel(tracelevel_t level) noexcept { m_lineLevel = level; }
+
+    bool asksNow(tracelevel_t level) const;
 
     /// Writes the next piece of a %-format, up to and without the next placeholder, and leaves the
     /// rest in format.

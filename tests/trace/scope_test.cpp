@@ -165,17 +165,57 @@ TEST_CASE("operands are evaluated only when some sink takes the line", "[trace]"
     CHECK(test.queue.texts() == texts_t{L"1", L"2"});
 }
 
-TEST_CASE("what the scope held at its begin decides, and after a reset what holds then", "[trace]")
+TEST_CASE("each line is made by the level that is in force at its statement", "[trace]")
 {
     const tracedtest test;
     TOLVANE_SCOPE(log);
-    trace::setLevel(tl_debug);
+    traceobject& stream = log;
+    TOLVANE_LOG(log, tl_debug) << "before";
+    trace::setLevel(tl_debug, "");
 
-    TOLVANE_LOG(log, tl_debug) << "too early";
-    log.reset();
-    TOLVANE_LOG(log, tl_debug) << "now";
+    TOLVANE_LOG(log, tl_debug) << "raised";
+    TOLVANE_LOGF(log, tl_debug, "%s", "formatted");
+    TOLVANE_LOG(stream, tl_debug) << "by the stream";
+    CHECK_FALSE(log.takes(tl_debug)); // as it was when the scope was opened
+    trace::setLevel(tl_error);
+    TOLVANE_LOG(log, tl_info) << "lowered";
+    TOLVANE_LOGF(log, tl_info, "lowered");
+    TOLVANE_LOG(stream, tl_info) << "lowered";
+    TOLVANE_LOG(log, tl_error) << "error";
 
-    CHECK(test.queue.texts() == texts_t{L"now"});
+    CHECK(test.queue.texts() == texts_t{L"raised", L"formatted", L"by the stream", L"error"});
+}
+
+TEST_CASE("a sink that is attached within a scope gets its lines from then on", "[trace]")
+{
+    const tracedtest test;
+    TOLVANE_SCOPE(log);
+    const probesink late(2);
+    {
+        const attached attachment(late, tl_trace);
+        TOLVANE_LOG(log, tl_debug) << "for the late one";
+    }
+    TOLVANE_LOG(log, tl_debug) << "for nobody";
+
+    CHECK(late.events().size() == 3); // cloned, written, destroyed
+    CHECK(test.queue.texts().empty());
+}
+
+TEST_CASE("levels that change within a scope leave its entry and exit lines in pairs", "[trace]")
+{
+    const tracedtest test;
+    {
+        TOLVANE_SCOPE(log);
+        trace::setLevel(tl_trace);
+        TOLVANE_LOG(log, tl_trace) << "without an entry line";
+    }
+    CHECK(test.queue.texts() == texts_t{L"without an entry line"});
+    {
+        TOLVANE_SCOPE(log);
+        trace::setLevel(tl_info);
+        TOLVANE_LOG(log, tl_debug) << "suppressed";
+    }
+    CHECK(test.queue.texts().size() == 3);
 }
 
 TEST_CASE("a traced line may be the branch of an if without braces", "[trace]")
