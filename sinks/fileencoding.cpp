@@ -1,7 +1,11 @@
 #include "sinks/fileencoding.h"
 
+#include "support/narrowtext.h"
+#include "support/utf8.h"
+
 #include <algorithm>
 #include <cwchar>
+#include <string_view>
 
 namespace {
 
@@ -84,16 +88,10 @@ bool appendPlainLine(std::string& bytes, const tolvane::string& text)
     return true;
 }
 
-} // namespace
-
-void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale)
+void appendInLocale(std::string& bytes, const tolvane::string& text, const std::locale& locale)
 {
-    if (locale == std::locale::classic() && appendPlainLine(bytes, text)) {
-        return;
-    }
     const auto& facet = std::use_facet<facet_t>(locale);
     const wchar_t lineEnd = std::use_facet<std::ctype<wchar_t>>(locale).widen('\n');
-    const std::size_t start = bytes.size();
     std::mbstate_t state = {};
     if (!appendConverted(bytes, text.c_str(), text.c_str() + text.length(), facet, state)) {
         appendUnshift(bytes, facet, state);
@@ -103,5 +101,22 @@ void appendEncodedLine(std::string& bytes, const tolvane::string& text, const st
         bytes += '\n';
     }
     appendUnshift(bytes, facet, state);
+}
+
+} // namespace
+
+void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale)
+{
+    if (locale == std::locale::classic() && appendPlainLine(bytes, text)) {
+        return;
+    }
+    const std::size_t start = bytes.size();
+    if (tolvane::narrowtext::isUtf8()) {
+        tolvane::utf8::appendNarrow(
+            bytes, std::wstring_view(text.c_str(), static_cast<std::size_t>(text.length())));
+        bytes += '\n';
+    } else {
+        appendInLocale(bytes, text, locale);
+    }
     addCarriageReturns(bytes, start);
 }

@@ -7,5 +7,5 @@
 
 /// Appends the bytes of one line in a trace file: the text as the locale's conversion facet
 /// (std::codecvt<wchar_t, char, std::mbstate_t>) gives it, up to the first character that it does
-/// not convert, and a line end. Every line feed, in the text too, is carriage return and line feed.
+/// not convert, or in UTF-8 where that is in use, and a line end. Every line feed, in the text too, is carriage return and line feed.
 void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale);

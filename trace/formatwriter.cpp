@@ -1,5 +1,6 @@
 #include <tolvane/formatwriter.h>
 
+#include "support/narrowtext.h"
 #include "trace/insidelibrary.h"
 
 #include <cstring>
@@ -70,7 +71,7 @@ void formatwriter::convert()
 {
     const insidelibrary inside;
     try {
-        m_owned = new string(m_narrow);
+        m_owned = new string(narrowtext::widened(m_narrow, std::strlen(m_narrow)));
         m_narrow = nullptr;
         m_wide = m_owned->c_str();
         m_left = static_cast<std::size_t>(m_owned->length());

@@ -5,6 +5,7 @@
 #include "settings/levelsettings.h"
 #include "sinks/levelgeneration.h"
 #include "support/callerserror.h"
+#include "support/narrowtext.h"
 #include "trace/insidelibrary.h"
 #include "trace/traceimpl.h"
 
@@ -112,6 +113,11 @@ void trace::clearLevels(const tracestream& sink, const tolvane::string& name)
 {
     const insidelibrary inside;
     dispatcher().clearLevels(sink, name);
+}
+
+void trace::useUtf8()
+{
+    tolvane::narrowtext::setUtf8(true);
 }
 
 tracelevel_t trace::getLevelFromInt(int level, tracelevel_t fallback)

@@ -1,6 +1,7 @@
 #include <tolvane/tracedline.h>
 
 #include "support/coldpath.h"
+#include "support/narrowtext.h"
 #include "trace/globallocale.h"
 #include "trace/insidelibrary.h"
 #include "trace/operands.h"
@@ -24,7 +25,7 @@ constexpr std::size_t longestPiece = 0x40000000;
 
 /// Calls with the value that was given to the line, of the type that it had.
 template <class visitor_t>
-void visit(operand kind, unsigned long long bits, const visitor_t& visitor)
+void withValue(operand kind, unsigned long long bits, const visitor_t& visitor)
 {
     switch (kind) {
     case operand::truth:
@@ -70,7 +71,24 @@ bool isKept(char character)
 string convert(const char* text, std::size_t length)
 {
     const insidelibrary inside;
-    return string(std::string(text, length).c_str());
+    return narrowtext::widened(text, length);
+}
+
+/// As std::quoted does it.
+template <class char_t>
+std::basic_string<char_t> quoted(std::basic_string_view<char_t> text)
+{
+    constexpr char_t mark = '"';
+    constexpr char_t escape = '\\';
+    const insidelibrary inside;
+    std::basic_string<char_t> result(1, mark);
+    for (const char_t character : text) {
+        if (character == mark || character == escape) {
+            result += escape;
+        }
+        result += character;
+    }
+    return result += mark;
 }
 
 /// In another mode, which belongs to the thread, the digits of a number may differ.
@@ -83,7 +101,7 @@ bool roundsAsUsual()
 
 tracedline::tracedline(traceobject& stream, tracelevel_t level) : m_scope(nullptr), m_level(level)
 {
-    goOnIn(stream);
+    enter(stream);
     stream.repair();
 }
 
@@ -94,7 +112,7 @@ void tracedline::begin()
         traceobject& built = (*m_scope->m_stream)(m_level);
         built.repair();
         if (!built.isDispensable()) {
-            goOnIn(built);
+            enter(built);
         }
     } else if (isGlobalLocaleClassic()) {
         m_scope->m_plain = true;
@@ -122,11 +140,39 @@ traceobject& tracedline::stream()
     return *m_stream;
 }
 
+/// Text of the line that this one is within an operand of stays where it is, and what manipulators
+/// of that line set does not hold for this one.
+void tracedline::enter(traceobject& stream)
+{
+    const bool isWithinLine = stream.m_traced != nullptr;
+    goOnIn(stream);
+    if (isWithinLine) {
+        m_visit.waiting = stream.m_line.length();
+    }
+}
+
+void tracedline::setFormat(const visit& as) const
+{
+    m_stream->flags(as.flags);
+    m_stream->width(as.width);
+    m_stream->precision(as.precision);
+    m_stream->fill(as.fill);
+}
+
 /// What was gathered goes in front of what waits there for its line end: that came later.
 void tracedline::goOnIn(traceobject& stream)
 {
     const insidelibrary inside;
     m_stream = &stream;
+    const std::streamsize width = stream.m_traced ? stream.width() : 0; // else the line uses it
+    m_visit = {stream.m_traced, 0, stream.flags(), width, stream.precision(), stream.fill()};
+    stream.m_traced = this;
+    if (const tracedline* outermost = m_visit.outer) {
+        while (outermost->m_visit.outer) {
+            outermost = outermost->m_visit.outer;
+        }
+        setFormat(outermost->m_visit);
+    }
     const unsigned char* const operands = m_heap ? m_heap : m_buffer;
     if (m_end != operands) {
         try {
@@ -150,11 +196,11 @@ void tracedline::insertElsewhere(operand kind, unsigned long long bits)
     const auto character = static_cast<char>(bits);
     const bool isCharacter = kind == operand::character;
     if (!gathers() || (isCharacter && !isKept(character))) {
-        visit(kind, bits, [this](auto value) { stream() << value; });
+        withValue(kind, bits, [this](auto value) { stream() << value; });
     } else if (isCharacter) {
         keepPlain(&character, 1);
     } else {
-        visit(kind, bits, [this, kind](auto value) {
+        withValue(kind, bits, [this, kind](auto value) {
             const auto kept = +value; // what is shorter than an int is kept as one
             keep(kind, &kept, sizeof kept);
         });
@@ -188,7 +234,7 @@ void tracedline::insertArray(const char* text, std::size_t size)
 void tracedline::insertNarrow(const char* text, std::size_t length)
 {
     if (!gathers()) {
-        insertInStream(text, length);
+        insertNarrowInStream(text, length);
         return;
     }
     const char* const end = plaintext::findOdd(text, length);
@@ -200,7 +246,7 @@ void tracedline::insertNarrow(const char* text, std::size_t length)
     }
 }
 
-void tracedline::insertInStream(const char* text, std::size_t length)
+void tracedline::insertNarrowInStream(const char* text, std::size_t length)
 {
     try {
         m_stream->insertNarrow(text, length);
@@ -242,6 +288,16 @@ void tracedline::insertWide(const wchar_t* text, std::size_t length)
         const wchar_t* const end = std::wmemchr(text + done, 0, size);
         keepWide(text + done, end ? static_cast<std::size_t>(end - text) - done : size);
     }
+}
+
+void tracedline::insertQuoted(const char* text, std::size_t length)
+{
+    insertText(quoted(std::string_view(text, length)));
+}
+
+void tracedline::insertQuoted(const wchar_t* text, std::size_t length)
+{
+    insertWide(quoted(std::wstring_view(text, length)));
 }
 
 void tracedline::insertWideCharacter(wchar_t character)
@@ -330,14 +386,30 @@ void tracedline::keepWide(const wchar_t* text, std::size_t length)
     }
 }
 
+/// The stream is as it was before the line, and goes on with the line that this one is within.
+void tracedline::leave()
+{
+    (*m_stream)(m_level); // an operand may have traced at another one
+    m_stream->repair();
+    setFormat(m_visit);
+    m_stream->m_traced = m_visit.outer;
+    m_stream->endLineBehind(m_visit.waiting);
+}
+
+/// A line end that was written to the stream itself has taken the text of all lines along.
+void tracedline::forgetWaiting() noexcept
+{
+    for (tracedline* line = this; line; line = line->m_visit.outer) {
+        line->m_visit.waiting = 0;
+    }
+}
+
 /// What is not a want of memory ends the process: it must not be taken for one.
 void tracedline::end() noexcept
 {
     try {
         if (m_stream) {
-            (*m_stream)(m_level); // an operand may have traced at another one
-            m_stream->repair();
-            m_stream->endLine();
+            leave();
         } else {
             const unsigned char* const operands = m_heap ? m_heap : m_buffer;
             safesingleton<traceimpl>::instance().queueOperands(
@@ -346,6 +418,10 @@ void tracedline::end() noexcept
         }
     } catch (const std::bad_alloc&) {
         // the line is dropped
+    }
+    traceobject* const stream = m_stream ? m_stream : m_scope->m_stream;
+    if (stream && stream->m_traced) {
+        (*stream)(stream->m_traced->m_level);
     }
     if (m_heap) {
         const insidelibrary inside;

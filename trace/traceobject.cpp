@@ -4,7 +4,9 @@
 #include <tolvane/operand.h>
 #include <tolvane/scopestream.h>
 #include <tolvane/trace.h>
+#include <tolvane/tracedline.h>
 
+#include "support/narrowtext.h"
 #include "trace/classiclocale.h"
 #include "trace/insidelibrary.h"
 #include "trace/scopeentry.h"
@@ -28,7 +30,7 @@ constexpr std::streamsize usualPrecision = 6;
 tolvane::string converted(const char* text, std::size_t count)
 {
     const insidelibrary inside;
-    return tolvane::string(std::string(text, count).c_str());
+    return tolvane::narrowtext::widened(text, count);
 }
 
 /// For ASCII characters only.
@@ -106,7 +108,7 @@ void traceobject::append(const wchar_t* text, unsigned long long count)
 }
 
 /// A NUL ends the text. Text of ASCII characters converts to itself in every locale; other text is
-/// the C library's business.
+/// converted as the locale has it.
 void traceobject::insertNarrow(const char* text, std::size_t count)
 {
     const char* const stop = tolvane::plaintext::findOdd(text, count);
@@ -171,6 +173,33 @@ void traceobject::endLine()
         m_line.erase(tolvane::string::npos);
         throw;
     }
+    if (m_traced) {
+        m_traced->forgetWaiting();
+    }
+}
+
+/// Leaves the first characters where they are: they belong to a line that goes on.
+void traceobject::endLineBehind(unsigned long long waiting)
+{
+    if (waiting == 0) {
+        endLine();
+        return;
+    }
+    tolvane::string text;
+    {
+        const insidelibrary inside;
+        tolvane::string first;
+        try {
+            first = m_line.substr(0, waiting);
+        } catch (const std::bad_alloc&) {
+            m_line.erase(tolvane::string::npos);
+            throw;
+        }
+        m_line.erase(waiting);
+        m_line.swapText(first);
+        text.swapText(first);
+    }
+    safesingleton<traceimpl>::instance().queueLine(m_lineLevel, *m_function, text);
 }
 
 void traceobject::writeText(const tolvane::string& text)

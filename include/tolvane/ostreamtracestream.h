@@ -13,6 +13,7 @@
 ///
 /// Text goes through the C library's conversion in the process's current locale, and as many bytes
 /// are written as the line has wide characters: characters of several bytes cost the line its end.
+/// After trace::useUtf8() it is written in UTF-8, and whole. A wide stream converts by itself.
 template <class char_t>
 class ostreamtracestream : public tracestream, public tolvane::nonassignable_::nonassignable
 {
@@ -42,8 +43,8 @@ private:
     {
         const char* const bytes = text.narrow();
         const unsigned long long count = std::strlen(bytes);
-        stream.write(bytes,
-                     static_cast<std::streamsize>(count < text.length() ? count : text.length()));
+        const bool isWhole = count < text.length() || tolvane::string::narrowIsUtf8();
+        stream.write(bytes, static_cast<std::streamsize>(isWhole ? count : text.length()));
     }
 
     static void write(std::basic_ostream<wchar_t>& stream, const tolvane::string& text)

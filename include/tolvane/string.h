@@ -51,8 +51,9 @@ private:
 ///
 /// Every operation is compiled into its user; the library and the application share only the
 /// layout. Wide characters are UTF-16 code units on Windows and code points on Linux. Narrow text
-/// is converted by the C library in the process's current locale (LC_CTYPE); a character that it
-/// cannot convert becomes "?". Counts are in characters.
+/// is converted by the C library in the process's current locale (LC_CTYPE), and a character that
+/// it cannot convert becomes "?"; after trace::useUtf8() it is UTF-8, and what is not well-formed,
+/// or a lone surrogate, becomes U+FFFD. Counts are in characters.
 ///
 /// Not thread-safe: one object is used by one thread at a time, narrow() included, since it
 /// replaces the copy. Throws std::bad_alloc only.
@@ -95,9 +96,8 @@ public:
         return *this;
     }
 
-    /// Replaces the text by a narrow one. Null gives the empty text; a text that cannot be
-    /// converted becomes as many
-    /// "?" as it has bytes.
+    /// Replaces the text by a narrow one. Null gives the empty text; a text that the C library
+    /// cannot convert becomes as many "?" as it has bytes.
     string& assign(const char* text);
 
     /// Replaces the text by the first min(wcslen(text), count) characters of a wide one; null gives
@@ -185,6 +185,9 @@ public:
     /// Makes the text longer and leaves the added characters to the caller in the same way.
     wchar_t* extend(size_type added);
 
+    /// Whether narrow text is UTF-8, see trace::useUtf8().
+    TOLVANE_EXPORT static bool narrowIsUtf8() noexcept;
+
 private:
     friend struct std::hash<string>;
 
@@ -209,6 +212,8 @@ private:
     void adopt(wchar_t* buffer, size_type length, ownedarray<wchar_t>& grown) noexcept;
     void place(const wchar_t* text, size_type length);
 
+    TOLVANE_EXPORT static string fromUtf8(const char* text);
+    TOLVANE_EXPORT static ownedarray<char> toUtf8(const wchar_t* text, size_type length);
     static ownedarray<char> duplicate(const char* text);
     static ownedarray<char> convert(const wchar_t* text, size_type length);
     static ownedarray<char> convertSingly(const wchar_t* text, size_type length);
@@ -227,6 +232,9 @@ inline string& string::assign(const char* text)
     if (bytes == 0) {
         place(nullptr, 0);
         return *this;
+    }
+    if (narrowIsUtf8()) {
+        return *this = fromUtf8(text);
     }
     const ownedarray<wchar_t> wide(new wchar_t[bytes + 1]());
     std::size_t converted = std::mbstowcs(wide.get(), text, bytes + 1);
@@ -368,6 +376,9 @@ inline ownedarray<char> string::duplicate(const char* text)
 /// Both passes may fail: some runtimes measure a text that they then cannot convert.
 inline ownedarray<char> string::convert(const wchar_t* text, size_type length)
 {
+    if (narrowIsUtf8()) {
+        return toUtf8(text, length);
+    }
     const auto failed = static_cast<std::size_t>(-1);
     const std::size_t bytes = std::wcstombs(nullptr, text, 0);
     if (bytes != failed) {

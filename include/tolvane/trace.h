@@ -94,6 +94,13 @@ public:
     /// ignored.
     static void clearLevels(const tracestream& sink, const tolvane::string& name);
 
+    /// From now on narrow text is UTF-8, whatever the locale: that of traced lines and signatures,
+    /// what tolvane::string is made of and gives, file names. The library's own sinks write UTF-8,
+    /// but for those of wide streams, which convert by themselves. What is not well-formed, or a
+    /// lone surrogate in wide text, becomes U+FFFD. To be called at the start of main, since text
+    /// that was converted before stays as it is; there is no way back. Takes no lock.
+    static void useUtf8();
+
     /// The integer as a level when it lies in 0..6, else the fallback. Takes no lock.
     static tracelevel_t getLevelFromInt(int level, tracelevel_t fallback);
 

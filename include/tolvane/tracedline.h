@@ -1,7 +1,10 @@
 #pragma once
 
 #include <tolvane/export.h>
+#include <tolvane/inserters.h>
+#include <tolvane/narrowstream.h>
 #include <tolvane/operand.h>
+#include <tolvane/pathname.h>
 #include <tolvane/scopestream.h>
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
@@ -19,22 +22,27 @@ TOLVANE_BEGIN_DECLARATIONS
 
 namespace tolvane {
 
-/// A line that is ended when the object dies, at the end of its statement. Takes whatever the wide
-/// stream takes, and narrow text, which is converted as by tolvane::string.
+/// A line that is ended when the object dies, at the end of its statement. Takes whatever a wide
+/// stream takes, whatever a narrow one takes, paths, which are quoted as by streams, and narrow
+/// text. Of that each character is converted in the current locale (LC_CTYPE) of the process; what
+/// cannot be converted is a "?".
 ///
 /// Numbers, characters, pointers and text are gathered as what they are, and handed over at the end
 /// of the line: whoever writes it makes text of them. Whatever may depend on more than its value is
 /// written by the scope's stream at once: what has an inserter of the application's, what comes
 /// behind a manipulator, in a locale of the application's, or in another mode of rounding. Then all
 /// that was gathered goes there, too, and what follows on the line. The line's text is the same
-/// either way.
+/// either way. What manipulators set ends with the line.
 ///
-/// Lives within one statement of one thread. Throws what an inserter throws that it was given;
-/// without memory the line ends where it was, or is dropped.
+/// Lives within one statement of one thread; an operand may trace lines of its own. Throws what an
+/// inserter throws that it was given; without memory the line ends where it was, or is dropped.
 class tracedline
 {
     /// Characters; a text array of so few is the head of a text that goes on behind it.
     static constexpr std::size_t longestHead = 1;
+
+    template <class value_t>
+    static constexpr bool isNumber = std::is_arithmetic_v<value_t> || std::is_enum_v<value_t>;
 
 public:
     tracedline(scopestream& scope, tracelevel_t level) : m_scope(&scope), m_level(level)
@@ -54,39 +62,18 @@ public:
 
     ~tracedline() { end(); }
 
-    template <class value_t>
+    template <class value_t, std::enable_if_t<!isNumber<value_t>, int> = 0>
     tracedline& operator<<(const value_t& value)
     {
-        using plain_t = std::remove_cv_t<value_t>;
-        if constexpr (isArray<char, value_t>) {
-            insertLiteral(value, std::extent_v<value_t>);
-        } else if constexpr (isArray<wchar_t, value_t>) {
-            insertArray(value, std::extent_v<value_t>);
-        } else if constexpr (isHead<char, value_t>) {
-            insertText(static_cast<const char*>(value));
-        } else if constexpr (isHead<wchar_t, value_t>) {
-            insertWide(static_cast<const wchar_t*>(value));
-        } else if constexpr (isText<char, plain_t>) {
-            insertText(value);
-        } else if constexpr (isText<wchar_t, plain_t>) {
-            insertWide(value);
-        } else if constexpr (std::is_same_v<plain_t, string>) {
-            insertWide(value.c_str(), static_cast<std::size_t>(value.length()));
-        } else if constexpr (std::is_same_v<plain_t, char>) {
-            insertCharacter(value);
-        } else if constexpr (std::is_same_v<plain_t, wchar_t>) {
-            insertWideCharacter(value);
-        } else if constexpr (std::is_same_v<plain_t, float> || std::is_same_v<plain_t, double>) {
-            insertReal(static_cast<double>(value));
-        } else if constexpr (std::is_same_v<plain_t, long double>) {
-            insertReal(static_cast<long double>(value));
-        } else if constexpr (isAddress<plain_t>) {
-            insertBits(operand::pointer, reinterpret_cast<std::uintptr_t>(value));
-        } else if constexpr (integer<plain_t> != operand::none) {
-            insertBits(integer<plain_t>, +value);
-        } else {
-            stream() << value;
-        }
+        insert(value);
+        return *this;
+    }
+
+    /// By value, so that a constant needs no definition.
+    template <class value_t, std::enable_if_t<isNumber<value_t>, int> = 0>
+    tracedline& operator<<(value_t value)
+    {
+        insert(value);
         return *this;
     }
 
@@ -112,6 +99,7 @@ public:
 
 private:
     friend class formatwriter;
+    friend class ::traceobject;
 
     /// Enough for all but few lines; longer ones go on on the heap.
     static constexpr std::size_t bufferSize = 256;
@@ -134,6 +122,13 @@ private:
         std::is_same_v<value_t, std::basic_string<char_t>> ||
         std::is_same_v<value_t, std::basic_string_view<char_t>>;
 
+    /// Text, too, to every stream.
+    template <class value_t>
+    static constexpr bool isBytes =
+        std::is_pointer_v<value_t> &&
+        (std::is_same_v<std::remove_const_t<std::remove_pointer_t<value_t>>, unsigned char> ||
+         std::is_same_v<std::remove_const_t<std::remove_pointer_t<value_t>>, signed char>);
+
     /// A pointer that the stream writes as an address. An inserter of the application's is not
     /// found for it.
     template <class value_t>
@@ -145,6 +140,63 @@ private:
     /// What the stream writes as an integer, or none.
     template <class value_t>
     static constexpr operand integer = operand::none;
+
+    template <class value_t>
+    void insert(const value_t& value)
+    {
+        using plain_t = std::remove_cv_t<value_t>;
+        if constexpr (isArray<char, value_t>) {
+            insertLiteral(value, std::extent_v<value_t>);
+        } else if constexpr (isArray<wchar_t, value_t>) {
+            insertArray(value, std::extent_v<value_t>);
+        } else if constexpr (isArray<unsigned char, value_t> || isArray<signed char, value_t>) {
+            insertArray(reinterpret_cast<const char*>(value), std::extent_v<value_t>);
+        } else if constexpr (isHead<char, value_t>) {
+            insertText(static_cast<const char*>(value));
+        } else if constexpr (isHead<wchar_t, value_t>) {
+            insertWide(static_cast<const wchar_t*>(value));
+        } else if constexpr (isText<char, plain_t>) {
+            insertText(value);
+        } else if constexpr (isText<wchar_t, plain_t>) {
+            insertWide(value);
+        } else if constexpr (isBytes<std::decay_t<plain_t>>) {
+            insertText(reinterpret_cast<const char*>(value));
+        } else if constexpr (std::is_same_v<plain_t, string>) {
+            insertWide(value.c_str(), static_cast<std::size_t>(value.length()));
+        } else if constexpr (std::is_same_v<plain_t, char>) {
+            insertCharacter(value);
+        } else if constexpr (std::is_same_v<plain_t, wchar_t>) {
+            insertWideCharacter(value);
+        } else if constexpr (std::is_same_v<plain_t, float> || std::is_same_v<plain_t, double>) {
+            insertReal(static_cast<double>(value));
+        } else if constexpr (std::is_same_v<plain_t, long double>) {
+            insertReal(static_cast<long double>(value));
+        } else if constexpr (isAddress<plain_t>) {
+            insertBits(operand::pointer, reinterpret_cast<std::uintptr_t>(value));
+        } else if constexpr (integer<plain_t> != operand::none) {
+            insertBits(integer<plain_t>, +value);
+        } else {
+            insertInStream(value);
+        }
+    }
+
+    /// What a stream has to make text of.
+    template <class value_t>
+    void insertInStream(const value_t& value)
+    {
+        static_assert(isPath<value_t> || isForStreams<value_t>,
+                      "this operand of a traced line has no operator<<, neither for std::wostream "
+                      "nor for std::ostream");
+        if constexpr (isPath<value_t>) {
+            insertQuoted(value.native().data(), value.native().size());
+        } else if constexpr (isForNarrowStreams<value_t>) {
+            narrowstream narrow(stream());
+            narrow.stream() << value;
+            narrow.handOver();
+        } else if constexpr (isForStreams<value_t>) {
+            stream() << value;
+        }
+    }
 
     /// The usual case of all that is inserted: nothing has built a stream, and there is room.
     bool hasRoom(std::size_t size) const noexcept
@@ -221,6 +273,8 @@ private:
     TOLVANE_EXPORT void insertWide(const wchar_t* text, std::size_t length);
     TOLVANE_EXPORT void insertArray(const wchar_t* text, std::size_t size);
     TOLVANE_EXPORT void insertWideCharacter(wchar_t character);
+    TOLVANE_EXPORT void insertQuoted(const char* text, std::size_t length);
+    TOLVANE_EXPORT void insertQuoted(const wchar_t* text, std::size_t length);
 
     /// From here on the line goes through the stream.
     TOLVANE_EXPORT traceobject& stream();
@@ -237,7 +291,23 @@ private:
     void keepPlain(const char* text, std::size_t length);
     void keepWide(const wchar_t* text, std::size_t length);
     void keepConverted(const char* text, std::size_t length);
-    void insertInStream(const char* text, std::size_t length);
+    void insertNarrowInStream(const char* text, std::size_t length);
+    void enter(traceobject& stream);
+    void leave();
+    void forgetWaiting() noexcept;
+
+    /// What becomes of the stream while the line goes through it.
+    struct visit
+    {
+        tracedline* outer;             ///< the line that this one is within an operand of, or null
+        unsigned long long waiting;    ///< characters of that line in the stream
+        std::ios_base::fmtflags flags; // as they were, and will be again; so the rest
+        std::streamsize width;
+        std::streamsize precision;
+        wchar_t fill;
+    };
+
+    void setFormat(const visit& as) const;
 
     scopestream* const m_scope;                     ///< null when the line was given a stream
     traceobject* m_stream = nullptr;                ///< once the line goes through the stream
@@ -246,6 +316,7 @@ private:
     unsigned char* m_heap = nullptr;                ///< owned; what the buffer has no room for
     const tracelevel_t m_level;
     bool m_cut = false;                 ///< there was no memory: what follows is left out
+    visit m_visit;                      ///< once the line goes through the stream
     unsigned char m_buffer[bufferSize]; ///< the operands one behind the other
 };
 

@@ -15,6 +15,7 @@ TOLVANE_BEGIN_DECLARATIONS
 namespace tolvane {
 
 class formatwriter;
+class narrowstream;
 class scopestream;
 class tracedline;
 
@@ -93,6 +94,7 @@ protected:
 
 private:
     friend class tolvane::formatwriter;
+    friend class tolvane::narrowstream;
     friend class tolvane::scopestream;
     friend class tolvane::tracedline;
     friend struct traceobjecttest;
@@ -121,6 +123,7 @@ private:
     void repair();
     void prepend(tolvane::string& text);
     void endLine();
+    void endLineBehind(unsigned long long waiting);
 
     const hashedfunction* m_function;     ///< never null
     tolvane::string m_line;               ///< the line being built
@@ -129,6 +132,9 @@ private:
 
     /// The scope that the stream is inside of; null when it is one by itself.
     const tolvane::scopestream* m_owner = nullptr;
+
+    /// The innermost traced line that goes through the stream; null between them.
+    tolvane::tracedline* m_traced = nullptr;
 };
 
 TOLVANE_END_DECLARATIONS

@@ -1,6 +1,7 @@
 #include "support/appendedfile.h"
 
 #include "support/windows/filetimes.h"
+#include "support/windows/nativepath.h"
 #include "support/windows/platform.h"
 
 #include <winternl.h>
@@ -35,8 +36,8 @@ bool identifyOpen(HANDLE file, FileIdentity& identity) noexcept
 AppendedFile::AppendedFile(const std::string& path, bool mayWait) noexcept : m_mayWait(mayWait)
 {
     const HANDLE file =
-        CreateFileA(path.c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES, sharedWithAll, nullptr,
-                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        CreateFileW(NativePath(path).c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES,
+                    sharedWithAll, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     const bool made = GetLastError() != ERROR_ALREADY_EXISTS;
     m_file = reinterpret_cast<std::intptr_t>(file);
     if (isOpen() && made) {
@@ -109,8 +110,8 @@ bool AppendedFile::end(FileEnd& end) const noexcept
 
 bool identify(const std::string& path, FileIdentity& identity) noexcept
 {
-    const HANDLE file = CreateFileA(path.c_str(), FILE_READ_ATTRIBUTES, sharedWithAll, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file = CreateFileW(NativePath(path).c_str(), FILE_READ_ATTRIBUTES, sharedWithAll,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         return false;
     }

@@ -57,9 +57,14 @@ private:
     bool m_failed = false;
 };
 
+/// A character is a byte in the locale of this program.
 std::wstring converted(const std::string& text)
 {
-    return tolvane::string(text.c_str()).c_str();
+    std::wstring wide;
+    for (const char character : std::string(text.c_str())) {
+        wide += tolvane::string(std::string(1, character)).c_str();
+    }
+    return wide;
 }
 
 /// Some bytes, often repeated; NULs among them.

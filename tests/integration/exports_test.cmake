@@ -8,7 +8,7 @@ set(exported trace tracestream traceobject nullobject filetracestream rotatingfi
 set(allowed ${exported} StructuredException)
 
 # Of some the single functions, which their inline ones call.
-set(exported_in_part FlushGuard callsite formatwriter scope scopestream tracedline)
+set(exported_in_part FlushGuard callsite formatwriter narrowstream scope scopestream string tracedline)
 
 # Functions by themselves.
 set(exported_functions escaped)

@@ -273,7 +273,7 @@ TEST_CASE("a traced line takes numbers, manipulators and an application's own in
     TOLVANE_LOG(log, tl_info) << std::hex << 255 << std::dec << std::setw(4) << 7;
     TOLVANE_LOG(log, tl_info) << std::setw(5) << tolvane::string(L"abc") << std::setw(5)
                               << std::string("de") << std::setfill(L'.') << std::setw(3) << 1;
-    TOLVANE_LOG(log, tl_info) << std::setfill(L' ') << point{1, 2};
+    TOLVANE_LOG(log, tl_info) << point{1, 2};
 
     CHECK(test.queue.texts() ==
           texts_t{L"42 -1 0.5 1 true", L"ff   7", L"  abc   de..1", L"(1;2)"});
