@@ -2,9 +2,12 @@
 
 #include "support/narrowtext.h"
 #include "trace/insidelibrary.h"
+#include "trace/placeholderreader.h"
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
+#include <limits>
 #include <new>
 
 namespace tolvane {
@@ -19,31 +22,6 @@ const char* findPercent(const char* text, std::size_t length)
 const wchar_t* findPercent(const wchar_t* text, std::size_t length)
 {
     return std::wmemchr(text, L'%', length);
-}
-
-/// How many characters there are before the percent sign of the next placeholder. Doubled ones and
-/// a lone one at the end are text.
-template <class char_t>
-std::size_t beforePlaceholder(const char_t* format, std::size_t length)
-{
-    std::size_t at = 0;
-    while (const char_t* const mark = findPercent(format + at, length - at)) {
-        at = static_cast<std::size_t>(mark - format);
-        if (at + 1 == length) {
-            break;
-        }
-        if (mark[1] != mark[0]) {
-            return at;
-        }
-        at += 2;
-    }
-    return length;
-}
-
-bool hasPlaceholder(const string& format)
-{
-    const auto length = static_cast<std::size_t>(format.length());
-    return beforePlaceholder(format.c_str(), length) != length;
 }
 
 } // namespace
@@ -81,90 +59,126 @@ void formatwriter::convert()
     }
 }
 
-void formatwriter::keep(const char* text, std::size_t length)
+/// What is no number stands for the placeholder whose "*" it was to be.
+formatwriter::step formatwriter::begin(argument kind)
 {
-    m_line.keepPlain(text, length);
+    if (!m_isOpen && !open()) {
+        keep(" ", 1);
+        return step::insert;
+    }
+    const bool isNumber = kind == argument::integer || kind == argument::unsignedInteger;
+    if ((m_placeholder.asksWidth || m_placeholder.asksPrecision) && isNumber) {
+        return step::star;
+    }
+    passPlaceholder(false);
+    m_starCount = 0;
+    return stepFor(kind);
+}
+
+/// A width below 0 stands for the flag "-" and a width, a precision below 0 for none.
+void formatwriter::takeStar(long long number)
+{
+    constexpr long long greatest = std::numeric_limits<int>::max();
+    const auto bounded = static_cast<int>(std::clamp(number, -greatest, greatest));
+    m_stars[m_starCount++] = number;
+    if (m_placeholder.asksWidth) {
+        m_placeholder.asksWidth = false;
+        m_placeholder.isLeft |= bounded < 0;
+        m_placeholder.width = bounded < 0 ? -bounded : bounded;
+    } else {
+        m_placeholder.asksPrecision = false;
+        m_placeholder.precision = bounded < 0 ? placeholder::none : bounded;
+    }
+}
+
+/// An argument that was a width or a precision of nothing follows, too.
+void formatwriter::writeRest()
+{
+    while (m_isOpen || open()) {
+        passPlaceholder(true);
+    }
+    for (std::size_t i = 0; i < m_starCount; ++i) {
+        keep(" ", 1);
+        m_line << m_stars[i];
+    }
+}
+
+bool formatwriter::open()
+{
+    m_isOpen = m_narrow ? open(m_narrow) : open(m_wide);
+    return m_isOpen;
+}
+
+/// \return false when there is no placeholder: the whole rest was written. A percent sign that
+///         begins none is text.
+template <class char_t>
+bool formatwriter::open(const char_t*& rest)
+{
+    std::size_t at = 0;
+    while (const char_t* const mark = findPercent(rest + at, m_left - at)) {
+        at = static_cast<std::size_t>(mark - rest);
+        const std::size_t length = m_left - at;
+        if (length > 1 && mark[1] == mark[0]) {
+            pass(rest, at + 1, at + 2);
+            at = 0;
+            continue;
+        }
+        m_length = placeholderreader<char_t>(mark, length).read(m_placeholder);
+        if (m_length != 0) {
+            pass(rest, at, at);
+            return true;
+        }
+        ++at;
+    }
+    pass(rest, m_left, m_left);
+    return false;
+}
+
+/// Moves on in the format, and keeps the first characters of what is passed.
+template <class char_t>
+void formatwriter::pass(const char_t*& rest, std::size_t kept, std::size_t length)
+{
+    if (kept != 0) {
+        keep(rest, kept);
+    }
+    rest += length;
+    m_left -= length;
+}
+
+void formatwriter::passPlaceholder(bool isKept)
+{
+    const std::size_t kept = isKept ? m_length : 0;
+    m_isOpen = false;
+    if (m_narrow) {
+        pass(m_narrow, kept, m_length);
+    } else {
+        pass(m_wide, kept, m_length);
+    }
 }
 
 void formatwriter::keep(const wchar_t* text, std::size_t length)
 {
-    m_line.keepWide(text, length);
-}
-
-/// \return false when there is no placeholder: the whole rest was written.
-template <class char_t>
-bool formatwriter::keepPiece(const char_t*& rest)
-{
-    constexpr std::size_t placeholderLength = 2;
-    const std::size_t before = beforePlaceholder(rest, m_left);
-    const std::size_t taken = before == m_left ? before : before + placeholderLength;
-    if (before != 0) {
-        keep(rest, before);
-    }
-    rest += taken;
-    m_left -= taken;
-    return taken != before;
-}
-
-bool formatwriter::keepPiece()
-{
-    return m_narrow ? keepPiece(m_narrow) : keepPiece(m_wide);
-}
-
-/// An argument too many is set off by a space.
-void formatwriter::writePiece()
-{
-    if (!m_line.gathers()) {
-        splitRest();
-    } else if (!keepPiece()) {
-        keep(" ", 1);
+    if (m_line.gathers()) {
+        m_line.keepWide(text, length);
+    } else {
+        m_line.m_stream->write(text, static_cast<std::streamsize>(length));
     }
 }
 
-void formatwriter::writeRest()
+/// For ASCII characters only.
+void formatwriter::keep(const char* text, std::size_t length)
 {
     if (m_line.gathers()) {
-        while (keepPiece()) {
-        }
+        m_line.keepPlain(text, length);
         return;
     }
-    try {
-        string& rest = ownRest();
-        while (hasPlaceholder(rest)) {
-            m_line.m_stream->logtosplit(rest);
-        }
-        m_line << rest;
-    } catch (const std::bad_alloc&) {
-        m_line.cut();
+    constexpr std::size_t longestPiece = 64;
+    wchar_t wide[longestPiece];
+    for (std::size_t done = 0; done < length; done += longestPiece) {
+        const std::size_t count = std::min(length - done, longestPiece);
+        std::copy_n(text + done, count, wide);
+        keep(wide, count);
     }
-}
-
-/// The stream's own way of splitting a format.
-void formatwriter::splitRest()
-{
-    try {
-        string& rest = ownRest();
-        if (!hasPlaceholder(rest)) {
-            m_line << rest;
-            rest.erase(string::npos);
-        }
-        m_line.m_stream->logtosplit(rest);
-    } catch (const std::bad_alloc&) {
-        m_line.cut();
-    }
-}
-
-/// Once a line goes through the stream, it does to its end.
-string& formatwriter::ownRest()
-{
-    const insidelibrary inside;
-    if (!m_split) {
-        auto* const rest = m_narrow ? new string(m_narrow) : new string(m_wide);
-        delete m_owned;
-        m_owned = rest;
-        m_split = true;
-    }
-    return *m_owned;
 }
 
 } // namespace tolvane

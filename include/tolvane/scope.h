@@ -76,10 +76,13 @@
 #define TOLVANE_LOG_EVERY_MS(name, level, milliseconds) \
     TOLVANE_LOG_IF(name, level, TOLVANE_CALL_SITE().isDue(tolvane::callsite::count(milliseconds)))
 
-/// One line at a level from a %-format and its arguments, each inserted as into a stream. The
-/// character after a "%" is not interpreted; "%%" is written as it stands; an argument beyond the
-/// placeholders is set off by a space; a placeholder without an argument writes nothing. When no
-/// sink takes the level, no argument is evaluated.
+/// One line at a level from a %-format, narrow or wide, and its arguments, as by printf: flags,
+/// width, precision, "*", and the letters d i o u x X f F e E g G a A c s p n. What an argument is
+/// is known by its type: lengths are skipped, any type that can be inserted can be given, and "%d"
+/// writes a text as a text. "%%" is written as one, "%n" takes an argument and writes nothing. A
+/// placeholder without an argument, and a letter that is none of these, is written as it stands; an
+/// argument beyond the placeholders follows after a space. Texts may be null. When no sink takes
+/// the level, no argument is evaluated. See docs/formats.md
 #define TOLVANE_LOGF(name, level, ...)     \
     (!TOLVANE_TAKES(name, level) ? (void)0 \
                                  : tolvane::formatwriter::write((name), (level), __VA_ARGS__))

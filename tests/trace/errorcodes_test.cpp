@@ -221,6 +221,7 @@ TEST_CASE("whatever a line is made of, it changes no error code", "[trace][error
         tolvane::scope log(function, nullptr);
         TOLVANE_LOGF(log, tl_info, unconvertible.c_str(), 1);
         TOLVANE_LOGF(log, tl_info, "%x", std::hex);
+        TOLVANE_LOGF(log, tl_info, "%9s %.400f", unconvertible, 0.5);
     }));
     CHECK(facadeKeepsErrors([&] {
         tolvane::scope log(function, nullptr);

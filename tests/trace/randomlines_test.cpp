@@ -300,8 +300,9 @@ std::string randomFormat(random_t& random)
 {
     std::string format;
     for (std::size_t pieces = random() % 8; pieces != 0; --pieces) {
-        format += anyOf<const char*>(
-            random, {"%d", "%s", "%%", "%", "text", " ", "% ", "a longer text", "\xE3\x81\x82"});
+        format += anyOf<const char*>(random, {"%d", "%s", "%%", "%", "text", " ", "% ",
+                                              "a longer text", "\xE3\x81\x82", "%5d", "%-9s",
+                                              "%.2f", "%*x", "%#o", "%.3s", "%c", "%p", "%n"});
     }
     return format;
 }
