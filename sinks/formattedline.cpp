@@ -62,7 +62,7 @@ private:
 } // namespace
 
 formattedline::formattedline()
-    : m_function(nullptr), m_level(tl_always), m_time(0), m_type(tt_text), m_threadid(0)
+    : m_function(nullptr), m_level(tl_always), m_time(0), m_type(tt_text), m_threadid(0), m_utc(0)
 {}
 
 formattedline::formattedline(tracelevel_t level, const hashedfunction& function,
@@ -77,7 +77,8 @@ formattedline::formattedline(tracelevel_t level, const hashedfunction& function,
       m_level(level),
       m_time(tolvane::Clock::current().localMilliseconds()),
       m_type(type),
-      m_threadid(tolvane::currentThreadId())
+      m_threadid(tolvane::currentThreadId()),
+      m_utc(tolvane::Clock::current().utcOf(m_time, tolvane::Clock::current().utcNanoseconds()))
 {}
 
 formattedline::formattedline(const formattedline& other) = default;
@@ -90,6 +91,7 @@ formattedline& formattedline::operator=(const formattedline& other)
         m_text = other.m_text;
         m_level = other.m_level;
         m_time = other.m_time;
+        m_utc = other.m_utc;
     }
     return *this;
 }
@@ -97,6 +99,11 @@ formattedline& formattedline::operator=(const formattedline& other)
 formattedline::operator tolvane::string() const
 {
     return rendered();
+}
+
+const tolvane::string& formattedline::function() const noexcept
+{
+    return m_function->name();
 }
 
 const tolvane::string& formattedline::rendered() const

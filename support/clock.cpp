@@ -2,6 +2,7 @@
 
 #include "support/autoresetevent.h"
 
+#include <algorithm>
 #include <atomic>
 
 namespace tolvane {
@@ -25,6 +26,21 @@ const Clock& Clock::current() noexcept
 bool Clock::isReplaced() noexcept
 {
     return replacement.load(std::memory_order_relaxed) != nullptr;
+}
+
+/// Numbers that no clock shows may wrap.
+long long Clock::utcOf(unsigned long long localMilliseconds, long long about) const noexcept
+{
+    constexpr long long nanosecondsPerSecond = 1000000000;
+    constexpr unsigned long long nanosecondsPerMillisecond = 1000000;
+    const auto offset = static_cast<unsigned long long>(zoneOffset(about / nanosecondsPerSecond));
+    const auto first =
+        static_cast<long long>((localMilliseconds - offset * 1000) * nanosecondsPerMillisecond);
+    const unsigned long long past =
+        static_cast<unsigned long long>(about) - static_cast<unsigned long long>(first);
+    return about <= first
+               ? first
+               : first + static_cast<long long>(std::min(past, nanosecondsPerMillisecond - 1));
 }
 
 bool Clock::wait(AutoResetEvent& event, unsigned int milliseconds) const noexcept

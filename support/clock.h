@@ -33,6 +33,18 @@ public:
         return localMilliseconds();
     }
 
+    /// Nanoseconds since 1970 UTC, as exactly as the system tells; 0 where that is not known.
+    virtual long long utcNanoseconds() const noexcept { return 0; }
+
+    /// Seconds by which the local wall clock is ahead at a time, given in seconds since 1970 UTC.
+    virtual long zoneOffset(long long) const noexcept { return 0; }
+
+    /// The moment, in nanoseconds since 1970 UTC, that the local wall clock showed as a number of
+    /// milliseconds.
+    /// \param about  about that moment, in the same unit: tells what is finer than a millisecond,
+    ///               and which of two hours it is when clocks are set back.
+    long long utcOf(unsigned long long localMilliseconds, long long about) const noexcept;
+
     /// Milliseconds from an origin that does not change while the process lives, on a clock that
     /// nobody sets.
     virtual unsigned long long monotonicMilliseconds() const noexcept = 0;

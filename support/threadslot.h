@@ -6,8 +6,9 @@ namespace tolvane::threadslot {
 
 enum slot_t : int
 {
-    callStack, ///< the thread's stack of functions
-    lineStage, ///< where the thread's lines wait for the queue
+    callStack,  ///< the thread's stack of functions
+    threadName, ///< what the application calls the thread
+    lineStage,  ///< where the thread's lines wait for the queue
     slots
 };
 

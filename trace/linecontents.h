@@ -122,8 +122,13 @@ void appendLine(packedlines& lines, tracelevel_t level, const hashedfunction& fu
                 const content_t& content)
 {
     queuedline& line = lines.prepare(content.size());
-    line.time = tolvane::Clock::current().localMilliseconds();
+    const tolvane::Clock& clock = tolvane::Clock::current();
+    line.time = clock.localMilliseconds();
+    line.utc = clock.utcOf(line.time, clock.utcNanoseconds());
     line.threadId = tolvane::currentThreadId();
     fillLine(line, level, function, content);
+    if (threadname* const name = threadname::mine()) {
+        line.name = name->hold();
+    }
     lines.add(line);
 }

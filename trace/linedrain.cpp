@@ -1,5 +1,7 @@
 #include "trace/linedrain.h"
 
+#include "support/clock.h"
+
 #include <algorithm>
 
 linedrain::~linedrain()
@@ -68,6 +70,13 @@ void linedrain::putBack(stage& from, unsigned long long stamp) noexcept
 {
     m_waiting.push_back({stamp, &from}); // there is room
     std::push_heap(m_waiting.begin(), m_waiting.end());
+}
+
+long long linedrain::utcOf(const stagedline& line) const noexcept
+{
+    constexpr long long nanosecondsPerMillisecond = 1000000;
+    const long long utc = tolvane::Clock::current().utcOf(line.time, m_times.at(line.stamp));
+    return tolvane::stamps::areCycles() ? utc : utc - utc % nanosecondsPerMillisecond;
 }
 
 unsigned long long linedrain::takeRefused() noexcept

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/stamps.h"
+#include "support/stamptimes.h"
 #include "trace/stage.h"
 
 #include <cstddef>
@@ -36,6 +37,7 @@ public:
     unsigned long long run(const take_t& take) noexcept
     {
         const unsigned long long upTo = stampOfNow();
+        m_times.mark(upTo);
         collect(upTo);
         while (!m_waiting.empty()) {
             stage& from = *nextStage();
@@ -52,6 +54,10 @@ public:
         }
         return upTo;
     }
+
+    /// When a line was made that is being taken, in nanoseconds since 1970 UTC: whole milliseconds
+    /// where stamps don't tell more.
+    long long utcOf(const stagedline& line) const noexcept;
 
     /// Lines that threads did not stage since no sink would take them, since the last call.
     unsigned long long takeRefused() noexcept;
@@ -87,6 +93,7 @@ private:
     unsigned long long oldestElsewhere(unsigned long long upTo) const noexcept;
     void putBack(stage& from, unsigned long long stamp) noexcept;
 
+    tolvane::StampTimes m_times;
     std::vector<stage*> m_stages;
     std::vector<waitingstage> m_waiting; ///< has room for all stages; empty between runs
     unsigned long long m_lastStamp = 0;  ///< of the last run

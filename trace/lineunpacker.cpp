@@ -25,8 +25,20 @@ const formattedline& lineunpacker::unpack(const queuedline& line)
     m_record.m_time = line.time;
     m_record.m_type = static_cast<formattedline::type_t>(line.type);
     m_record.m_threadid = line.threadId;
+    m_record.m_utc = line.utc;
+    unpackName(line);
     unpackText(line);
     return m_record;
+}
+
+/// Most lines have none, as the one before.
+void lineunpacker::unpackName(const queuedline& line)
+{
+    if (line.name) {
+        m_record.m_threadName = line.name->text();
+    } else if (!m_record.m_threadName.empty()) {
+        empty(m_record.m_threadName);
+    }
 }
 
 /// A line may be unpacked once more, so that its blocks stay with it.

@@ -18,6 +18,7 @@ public:
     const formattedline& unpack(const queuedline& line);
 
 private:
+    void unpackName(const queuedline& line);
     void unpackText(const queuedline& line);
 
     formattedline m_record;

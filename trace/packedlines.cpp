@@ -30,10 +30,13 @@ packedlines& packedlines::operator=(packedlines&& other) noexcept
     return *this;
 }
 
-void packedlines::append(stagedline& line, unsigned int threadId)
+void packedlines::append(stagedline& line, const lineorigin& origin)
 {
     queuedline& appended = prepare(line.size);
-    appended.threadId = threadId;
+    static_cast<lineorigin&>(appended) = origin;
+    if (origin.name) {
+        origin.name->hold();
+    }
     static_cast<packedline&>(appended) = line;
     std::memcpy(appended.payload(), line.payload(), line.size);
     if (line.hasBlock()) {
@@ -45,7 +48,7 @@ void packedlines::append(stagedline& line, unsigned int threadId)
 void packedlines::clear() noexcept
 {
     for (const queuedline& line : *this) {
-        line.freeBlock();
+        line.release();
     }
     m_used = 0;
     m_lines = 0;

@@ -1,21 +1,34 @@
 #pragma once
 
 #include "trace/packedline.h"
+#include "trace/threadname.h"
 
 #include <cstddef>
 #include <memory>
 
 struct stagedline;
 
-struct linethread
+/// Where a line comes from, and when, beside what was captured.
+struct lineorigin
 {
-    unsigned long long threadId; ///< the operating system's number of the thread
+    unsigned long long threadId = 0; ///< the operating system's number of the thread
+    threadname* name = nullptr;      ///< the thread's; may be null
+    long long utc = 0;               ///< nanoseconds since 1970 UTC
 };
 
 /// A line that waits for the sinks; the last of its parts has the payload behind it.
-struct queuedline : linethread, packedline
-{};
-static_assert(sizeof(queuedline) == sizeof(linethread) + sizeof(packedline)); // the payload follows
+struct queuedline : lineorigin, packedline
+{
+    /// Gives back what the line has a hold on.
+    void release() const noexcept
+    {
+        freeBlock();
+        if (name) {
+            name->release();
+        }
+    }
+};
+static_assert(sizeof(queuedline) == sizeof(lineorigin) + sizeof(packedline)); // the payload follows
 
 /// Lines one behind the other in one piece of memory, with the blocks that they refer to.
 class packedlines
@@ -57,18 +70,21 @@ public:
     /// Bytes for which there is memory.
     std::size_t capacity() const noexcept { return m_capacity; }
 
-    /// Appends a staged line and takes its block from it. Throws std::bad_alloc, and nothing has
-    /// changed then.
-    void append(stagedline& line, unsigned int threadId);
+    /// Appends a staged line, takes its block from it, and has a hold of its own on the thread's
+    /// name. Throws std::bad_alloc, and nothing has changed then.
+    void append(stagedline& line, const lineorigin& origin);
 
-    /// Room for a line with a payload of so many bytes. Throws in the same way.
+    /// Room for a line with a payload of so many bytes, which comes from nowhere yet. A name that
+    /// it is given is held by the line, once it is added. Throws in the same way.
     queuedline& prepare(std::size_t payloadSize)
     {
         const std::size_t size = sizeOf(payloadSize);
         if (m_capacity - m_used < size) {
             grow(size);
         }
-        return *reinterpret_cast<queuedline*>(m_memory.get() + m_used);
+        auto& line = *reinterpret_cast<queuedline*>(m_memory.get() + m_used);
+        static_cast<lineorigin&>(line) = lineorigin();
+        return line;
     }
 
     /// Lets the line that was prepared and filled be one of the lines.
@@ -92,7 +108,7 @@ public:
             queuedline& line = *reinterpret_cast<queuedline*>(next);
             const std::size_t size = sizeOf(line.size);
             if (isRefused(*line.function, line.level)) {
-                line.freeBlock();
+                line.release();
                 --m_lines;
             } else {
                 if (to != next) {

@@ -21,8 +21,12 @@ constexpr unsigned long long nanosecondsPerCycle = 2;
 
 } // namespace
 
-stage::stage(unsigned long long dispatcher, unsigned int threadId)
-    : m_dispatcher(dispatcher), m_tail(new chunk), m_threadId(threadId), m_head(m_tail)
+stage::stage(unsigned long long dispatcher, unsigned int threadId, threadname* name)
+    : m_dispatcher(dispatcher),
+      m_tail(new chunk),
+      m_threadId(threadId),
+      m_name(name ? name->hold() : nullptr),
+      m_head(m_tail)
 {
     static_assert(sizeof(chunk) == chunkSize);
     static_assert(sizeof(stage) + sizeof(chunk) < mostAtRest);
@@ -42,6 +46,16 @@ stage::~stage()
         delete read;
     }
     freeSpare();
+    setName(nullptr);
+}
+
+void stage::setName(threadname* name) noexcept
+{
+    threadname* const before = m_name;
+    m_name = name ? name->hold() : nullptr;
+    if (before) {
+        before->release();
+    }
 }
 
 void stage::release(stage* released) noexcept

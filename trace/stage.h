@@ -4,6 +4,7 @@
 #include "support/prefetch.h"
 #include "trace/linebudget.h"
 #include "trace/packedline.h"
+#include "trace/threadname.h"
 
 #include <algorithm>
 #include <atomic>
@@ -36,7 +37,8 @@ class stage
 {
 public:
     /// \param dispatcher  number of the dispatcher that it belongs to.
-    stage(unsigned long long dispatcher, unsigned int threadId);
+    /// \param name        the thread's, of which the stage gets a hold of its own; may be null.
+    stage(unsigned long long dispatcher, unsigned int threadId, threadname* name = nullptr);
     ~stage();
 
     stage(const stage&) = delete;
@@ -121,6 +123,14 @@ public:
     {
         m_doubtful.store(m_doubtful.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
+
+    // With the instance lock held:
+
+    /// The thread's name; may be null.
+    threadname* name() const noexcept { return m_name; }
+
+    /// Lines that were staged before are to be drained already. The stage gets a hold of its own.
+    void setName(threadname* name) noexcept;
 
     // By whoever drains, with the instance lock held:
 
@@ -228,6 +238,7 @@ private:
     unsigned long long m_millisecond = 0;
     unsigned long long m_millisecondUntil = 0; ///< stamp
     const unsigned int m_threadId;
+    threadname* m_name; ///< changed by the thread, with the instance lock
 
     // Written by the thread, read by whoever drains.
     std::atomic<unsigned long long> m_staged{0};

@@ -126,6 +126,11 @@ tracelevel_t trace::getLevelFromInt(int level, tracelevel_t fallback)
                                                         : fallback;
 }
 
+void trace::nameThread(const tolvane::string& name)
+{
+    dispatcher().nameThread(name);
+}
+
 void trace::flush(unsigned long long milliseconds)
 {
     const tolvane::CallersError callersError;

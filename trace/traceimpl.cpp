@@ -71,6 +71,7 @@ public:
 
 traceimpl::traceimpl() : m_number(nextNumber())
 {
+    threadname::noticeThreadEnds();
     threadstage::noticeThreadEnds();
     followForks();
     m_writers.push_back(std::make_unique<tolvane::ThreadControl>(new WriteThread(*this)));

@@ -73,6 +73,9 @@ public:
 
     const hashedfunction& registerfunction(const char* signature);
 
+    /// See trace::nameThread.
+    void nameThread(const tolvane::string& name);
+
     // How lines come in. No lock is taken for an ordinary line. Throws std::bad_alloc: the line is
     // counted as lost then. A thread that finds 2000 lines waiting writes them; the hardware fault
     // of a sink reaches it.

@@ -61,7 +61,7 @@ void traceimpl::drain() noexcept
     m_drainedUpTo = m_drain.run([this](stagedline& line, const stage& from) {
         faultpoint::reach(faultpoint::drainingLine);
         try {
-            m_queue.lines().append(line, from.threadId());
+            m_queue.lines().append(line, {from.threadId(), from.name(), m_drain.utcOf(line)});
         } catch (const std::bad_alloc&) {
             lose(trace::noMemory, *line.function, line.level);
         }

@@ -154,9 +154,24 @@ TOLVANE_COLD stage* traceimpl::enterThread(tracelevel_t level, const hashedfunct
 std::unique_ptr<stage> traceimpl::makeStage()
 {
     const instancelock lock(m_instanceMutex);
-    auto made = std::make_unique<stage>(m_number, tolvane::currentThreadId());
+    auto made = std::make_unique<stage>(m_number, tolvane::currentThreadId(), threadname::mine());
     m_drain.add(made.get());
     return made;
+}
+
+/// Lines of before have the name of before. Nothing of that can be done amid the library's work.
+void traceimpl::nameThread(const tolvane::string& name)
+{
+    if (insidelibrary::isEntered()) {
+        return;
+    }
+    const insidelibrary inside;
+    threadname::setMine(name.empty() ? nullptr : threadname::make(name));
+    const instancelock lock(m_instanceMutex);
+    if (stage* const mine = threadstage::get()) {
+        drain();
+        mine->setName(threadname::mine());
+    }
 }
 
 /// Whether a sink takes the line for certain. Takes no lock.

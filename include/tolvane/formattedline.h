@@ -15,7 +15,8 @@ TOLVANE_BEGIN_DECLARATIONS
 ///
 /// Time and thread are those of the moment in which it was traced. Sinks turn a record into text by
 /// converting it to tolvane::string, and only within log(): the first conversion stores its result
-/// in the record, whose memory serves for the next line afterwards.
+/// in the record, whose memory serves for the next line afterwards. Sinks that show lines in a way
+/// of their own ask for its parts; what these refer to is good as long as the record.
 class TOLVANE_EXPORT formattedline
 {
 public:
@@ -36,6 +37,28 @@ public:
     /// Rendered by the first call and kept. Not thread-safe: the dispatcher's sink lock, held
     /// during log(), guards it.
     operator tolvane::string() const;
+
+    tracelevel_t level() const noexcept { return m_level; }
+
+    type_t type() const noexcept { return m_type; }
+
+    /// The name of the function, such as "MyClass::doWork".
+    const tolvane::string& function() const noexcept;
+
+    /// The message; empty for entry and exit lines.
+    const tolvane::string& text() const noexcept { return m_text; }
+
+    /// Nanoseconds since 1970-01-01 00:00:00 UTC. <tolvane/chrono.h> makes a time point of it. In
+    /// the same millisecond as the one that the text shows; what is finer comes from the
+    /// processor's counter where the system keeps time by that, and is 0 elsewhere.
+    long long time() const noexcept { return m_utc; }
+
+    /// The operating system's number of the thread.
+    unsigned long long threadid() const noexcept { return m_threadid; }
+
+    /// What the thread was called when it traced the line, see trace::nameThread; empty for a
+    /// thread without a name.
+    const tolvane::string& threadName() const noexcept { return m_threadName; }
 
 private:
     friend class filetracestream;
@@ -74,6 +97,8 @@ private:
     unsigned long long m_time; ///< milliseconds since 1970 on the local wall clock
     type_t m_type;
     unsigned long long m_threadid; ///< the operating system's number of the thread
+    long long m_utc;               ///< m_time in nanoseconds and in UTC
+    tolvane::string m_threadName;
 };
 
 TOLVANE_END_DECLARATIONS

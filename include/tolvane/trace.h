@@ -104,6 +104,11 @@ public:
     /// The integer as a level when it lies in 0..6, else the fallback. Takes no lock.
     static tracelevel_t getLevelFromInt(int level, tracelevel_t fallback);
 
+    /// Names the calling thread, for sinks that have room for it: see formattedline::threadName().
+    /// Lines that the thread traces from now on have the name. Empty: none. The child of a fork
+    /// keeps the name of the thread that forked.
+    static void nameThread(const tolvane::string& name);
+
     /// Has queued lines written.
     ///
     /// \param milliseconds  0: the calling thread writes every line that waits itself, now; a sink

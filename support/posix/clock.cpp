@@ -11,6 +11,7 @@ namespace {
 constexpr unsigned long long ticksPerSecond = 10000000;
 constexpr unsigned long long nanosecondsPerTick = 100;
 constexpr long nanosecondsPerMillisecond = 1000000;
+constexpr long long nanosecondsPerSecond = 1000000000;
 
 zonememory zone(zoneOffset);
 
@@ -46,6 +47,14 @@ public:
         return static_cast<unsigned long long>(now.tv_sec + zone.offset(now.tv_sec)) * 1000 +
                static_cast<unsigned long long>(now.tv_nsec / nanosecondsPerMillisecond);
     }
+
+    long long utcNanoseconds() const noexcept override
+    {
+        const timespec now = timeOf(CLOCK_REALTIME);
+        return static_cast<long long>(now.tv_sec) * nanosecondsPerSecond + now.tv_nsec;
+    }
+
+    long zoneOffset(long long second) const noexcept override { return zone.offset(second); }
 
     unsigned long long monotonicMilliseconds() const noexcept override
     {

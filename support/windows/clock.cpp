@@ -9,6 +9,8 @@ namespace tolvane {
 
 namespace {
 
+constexpr unsigned long long nanosecondsPerTick = 100;
+
 zonememory zone(zoneOffset);
 
 class WindowsClock : public Clock
@@ -29,6 +31,14 @@ public:
     }
 
     using Clock::localMilliseconds;
+
+    long long utcNanoseconds() const noexcept override
+    {
+        return static_cast<long long>((ticks() - secondsTo1970 * 1000 * ticksPerMillisecond) *
+                                      nanosecondsPerTick);
+    }
+
+    long zoneOffset(long long second) const noexcept override { return zone.offset(second); }
 
     unsigned long long monotonicMilliseconds() const noexcept override
     {

@@ -303,7 +303,7 @@ private:
     void drain()
     {
         m_drain.run([this](stagedline& line, const stage& from) noexcept {
-            m_queue.lines().append(line, from.threadId());
+            m_queue.lines().append(line, {from.threadId(), from.name(), m_drain.utcOf(line)});
         });
         std::stable_sort(m_staged.begin(), m_staged.end(),
                          [](const traced& a, const traced& b) { return a.stamp < b.stamp; });

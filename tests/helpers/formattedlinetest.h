@@ -38,6 +38,8 @@ struct formattedlinetest
     static tracelevel_t level(const formattedline& line) { return line.m_level; }
     static unsigned long long& time(formattedline& line) { return line.m_time; }
     static formattedline::type_t& type(formattedline& line) { return line.m_type; }
+    static long long& utc(formattedline& line) { return line.m_utc; }
+    static tolvane::string& threadName(formattedline& line) { return line.m_threadName; }
     static unsigned long long& threadId(formattedline& line) { return line.m_threadid; }
 
     /// The rendered line.

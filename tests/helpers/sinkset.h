@@ -46,6 +46,7 @@ private:
         line.function = formattedlinetest::function(record);
         line.time = formattedlinetest::time(record);
         line.threadId = formattedlinetest::threadId(record);
+        line.utc = formattedlinetest::utc(record);
         const auto* const block = isLong ? new tolvane::string(text) : nullptr;
         std::memcpy(line.payload(), isLong ? static_cast<const void*>(&block) : text.c_str(),
                     line.size);

@@ -169,6 +169,19 @@ struct traceimpltest
         return found;
     }
 
+    /// The queued lines as a sink gets them.
+    static std::vector<formattedline> records(traceimpl& dispatcher)
+    {
+        const instancelock lock(dispatcher.m_instanceMutex);
+        std::vector<formattedline> found;
+        dispatcher.drain();
+        lineunpacker unpacker;
+        for (const queuedline& queued : dispatcher.m_queue.lines()) {
+            found.push_back(unpacker.unpack(queued));
+        }
+        return found;
+    }
+
     static std::vector<std::wstring> texts(traceimpl& dispatcher)
     {
         std::vector<std::wstring> found;

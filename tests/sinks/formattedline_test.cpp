@@ -1,5 +1,6 @@
 #include <tolvane/formattedline.h>
 
+#include <tolvane/chrono.h>
 #include <tolvane/hashedfunction.h>
 
 #include "support/threadid.h"
@@ -9,6 +10,7 @@
 
 #include <catch2/catch.hpp>
 
+#include <chrono>
 #include <new>
 #include <string>
 #include <thread>
@@ -217,6 +219,40 @@ TEST_CASE("time and thread are those of the making, not of the rendering", "[sin
     CHECK(elsewhere == tester::render(expected));
 }
 
+TEST_CASE("a line tells its parts", "[sinks]")
+{
+    formattedline line = sampleLine(tl_warning, L"text");
+    tester::utc(line) = 1709643993045123456;
+    tester::threadName(line) = L"worker";
+    const formattedline copy(line);
+
+    CHECK(copy.level() == tl_warning);
+    CHECK(copy.type() == formattedline::tt_text);
+    CHECK(copy.function() == L"MyClass::doWork");
+    CHECK(copy.text() == L"text");
+    CHECK(copy.time() == 1709643993045123456);
+    CHECK(copy.threadid() == 0x9c4);
+    CHECK(copy.threadName() == L"worker");
+
+    const formattedline exit = sampleMarker(formattedline::tt_exiting);
+    CHECK(exit.type() == formattedline::tt_exiting);
+    CHECK(exit.text().empty());
+    CHECK(exit.threadName().empty());
+}
+
+TEST_CASE("a line's time is a time point of the standard's, too", "[sinks]")
+{
+    using namespace std::chrono;
+    const auto before = system_clock::now();
+    const formattedline line = tester::text(tl_info, sampleFunction(), L"x");
+    const auto after = system_clock::now();
+
+    CHECK(tolvane::timePoint(line) >= before - milliseconds(1));
+    CHECK(tolvane::timePoint(line) <= after);
+    CHECK(duration_cast<microseconds>(tolvane::timePoint(line).time_since_epoch()).count() ==
+          line.time() / 1000);
+}
+
 TEST_CASE("a line is rendered once", "[sinks]")
 {
     formattedline line = sampleLine(tl_info, L"first");
@@ -258,7 +294,9 @@ TEST_CASE("assignment copies text, level and time, and nothing else", "[sinks]")
     formattedline source = tester::marker(tl_error, other, formattedline::tt_starting);
     tester::body(source).assign(L"new");
     tester::time(source) = 1000;
+    tester::utc(source) = 1000000123;
     tester::threadId(source) = 1;
+    tester::threadName(source) = L"other";
     tester::render(source);
     formattedline target = sampleLine(tl_info, L"old");
 
@@ -267,6 +305,8 @@ TEST_CASE("assignment copies text, level and time, and nothing else", "[sinks]")
     CHECK(wide(tester::body(target)) == L"new");
     CHECK(tester::level(target) == tl_error);
     CHECK(tester::time(target) == 1000);
+    CHECK(target.time() == 1000000123);
+    CHECK(target.threadName().empty());
     CHECK(tester::function(target) == &sampleFunction());
     CHECK(tester::type(target) == formattedline::tt_text);
     CHECK(tester::threadId(target) == 0x9c4);
@@ -310,7 +350,9 @@ TEST_CASE("a line's fields lie in the agreed order", "[sinks]")
     CHECK(offsetIn(line, &tester::time(line)) == 2 * string + 2 * pointer);
     CHECK(offsetIn(line, &tester::type(line)) == 2 * string + 3 * pointer);
     CHECK(offsetIn(line, &tester::threadId(line)) == 2 * string + 4 * pointer);
-    CHECK(sizeof(formattedline) == 2 * string + 5 * pointer);
+    CHECK(offsetIn(line, &tester::utc(line)) == 2 * string + 5 * pointer);
+    CHECK(offsetIn(line, &tester::threadName(line)) == 2 * string + 6 * pointer);
+    CHECK(sizeof(formattedline) == 3 * string + 6 * pointer);
 }
 
 TEST_CASE("a line that runs out of memory throws and stays unrendered", "[sinks]")

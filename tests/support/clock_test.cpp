@@ -169,3 +169,65 @@ TEST_CASE("a clock that is put in use is the current one until it is taken out",
 
     CHECK(&Clock::current() == &Clock::platform());
 }
+
+namespace {
+
+/// Where the wall clock was an hour ahead until a second, and shows what UTC does from then on.
+class changingzone : public Clock
+{
+public:
+    unsigned long long ticks() const noexcept override { return 0; }
+    using Clock::localMilliseconds;
+    unsigned long long localMilliseconds() const noexcept override { return 0; }
+    unsigned long long monotonicMilliseconds() const noexcept override { return 0; }
+    void sleep(unsigned int) const noexcept override {}
+    long zoneOffset(long long second) const noexcept override { return second < change ? 3600 : 0; }
+
+    static constexpr long long change = 1000000;
+};
+
+constexpr long long nanoseconds = 1000000000; // a second
+
+} // namespace
+
+TEST_CASE("the moment of a local millisecond is as fine as what is about it", "[support][clock]")
+{
+    const changingzone clock;
+    const long long moment = 500 * nanoseconds + 7000000; // in UTC
+    const unsigned long long local = (500 + 3600) * 1000 + 7;
+
+    CHECK(clock.utcOf(local, moment + 123456) == moment + 123456);
+    CHECK(clock.utcOf(local, moment) == moment);
+    CHECK(clock.utcOf(local, moment - 1) == moment);
+    CHECK(clock.utcOf(local, moment + 999999) == moment + 999999);
+    CHECK(clock.utcOf(local, moment + 1000000) == moment + 999999);
+    CHECK(clock.utcOf(local, moment + 60 * nanoseconds) == moment + 999999);
+}
+
+TEST_CASE("of two moments that the wall clock shows alike the one that is near is meant",
+          "[support][clock]")
+{
+    const changingzone clock;
+    const long long second = changingzone::change + 5;
+    const unsigned long long local = static_cast<unsigned long long>(second) * 1000;
+
+    CHECK(clock.utcOf(local, second * nanoseconds + 1) == second * nanoseconds + 1);
+    CHECK(clock.utcOf(local, (second - 3600) * nanoseconds + 1) ==
+          (second - 3600) * nanoseconds + 1);
+}
+
+TEST_CASE("the platform's clock is that of the standard library", "[support][clock]")
+{
+    using namespace std::chrono;
+    const auto now = [] {
+        return duration_cast<std::chrono::nanoseconds>(system_clock::now().time_since_epoch())
+            .count();
+    };
+    const long long before = now();
+    const long long told = Clock::platform().utcNanoseconds();
+    const long long after = now();
+
+    CHECK(before - 1000 <= told); // it may count in steps
+    CHECK(told <= after + 1000);
+    CHECK(Clock::platform().utcOf(Clock::platform().localMilliseconds(), told) >= told - 1000000);
+}

@@ -12,7 +12,7 @@ void append(linequeue& queue, tracelevel_t level, std::size_t size = 10)
 {
     teststage stage;
     stage.write(std::string(size, 'x'), level);
-    queue.lines().append(*stage.get().oldest(endOfTime), 7);
+    queue.lines().append(*stage.get().oldest(endOfTime), {7});
 }
 
 bool refusesDebug(const hashedfunction&, tracelevel_t level)

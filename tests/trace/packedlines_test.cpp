@@ -53,7 +53,7 @@ private:
 void append(packedlines& lines, std::string_view text, tracelevel_t level = tl_info)
 {
     stagedtext staged(text, level);
-    lines.append(staged.line(), 7);
+    lines.append(staged.line(), {7});
 }
 
 /// Makes no std::wstring, whose memory may come from elsewhere than what is counted.
@@ -94,7 +94,7 @@ TEST_CASE("packed lines own the blocks that they refer to", "[trace]")
         packedlines lines;
         {
             stagedtext staged(new tolvane::string(text.c_str()));
-            lines.append(staged.line(), 7);
+            lines.append(staged.line(), {7});
         } // the stage is gone
         CHECK(hasText(*lines.begin(), text));
 
@@ -136,7 +136,7 @@ TEST_CASE("a refused line gives its block back", "[trace]")
     packedlines lines;
     {
         stagedtext staged(new tolvane::string(std::wstring(5000, L'x').c_str()));
-        lines.append(staged.line(), 7);
+        lines.append(staged.line(), {7});
     }
     const unsigned long long before = allocations::alive();
 
@@ -158,12 +158,12 @@ TEST_CASE("without memory for one more, packed lines stay as they were", "[trace
     {
         stagedtext longer(std::string(1000, 'y'));
         const allocations::failure failure(0);
-        CHECK_THROWS_AS(lines.append(longer.line(), 7), std::bad_alloc);
+        CHECK_THROWS_AS(lines.append(longer.line(), {7}), std::bad_alloc);
     }
 
     CHECK(lines.size() == appended);
     CHECK(allBytes(lines) == std::vector<std::string>(appended, std::string(500, 'x')));
-    lines.append(staged.line(), 7);
+    lines.append(staged.line(), {7});
     CHECK_FALSE(staged.line().hasBlock());
 }
 
@@ -178,7 +178,7 @@ TEST_CASE("where there is no memory for many lines there may be for one", "[trac
     }
     {
         const allocations::nothrowfailure failure; // of what is not asked for without need
-        lines.append(longer.line(), 7);
+        lines.append(longer.line(), {7});
     }
 
     CHECK(allBytes(lines).back() == std::string(packedline::longestPayload, 'y'));
@@ -204,7 +204,7 @@ TEST_CASE("a record made of a line has nothing of the line before", "[trace]")
     packedlines lines;
     {
         stagedtext staged(new tolvane::string(L"a text in a block"));
-        lines.append(staged.line(), 1);
+        lines.append(staged.line(), {1});
     }
     queuedline& marker = lines.prepare(0);
     marker.threadId = 2;
@@ -235,7 +235,7 @@ TEST_CASE("a record gives the memory of a long text back with the next line", "[
     packedlines lines;
     {
         stagedtext staged(new tolvane::string(std::wstring(10000, L'x').c_str()));
-        lines.append(staged.line(), 1);
+        lines.append(staged.line(), {1});
     }
     append(lines, "");
     lineunpacker unpacker;

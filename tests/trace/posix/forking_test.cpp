@@ -27,6 +27,23 @@ int inChild(const child_t& child)
 
 } // namespace
 
+TEST_CASE("the child of a fork keeps the name of the thread that forked", "[trace][fork]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.nameThread(L"forking");
+    quiet.queue(tl_error, L"parent's");
+
+    const int status = inChild([&] {
+        quiet.dispatcher.afterForkInChild(quiet.dispatcher.beforeFork());
+        quiet.queue(tl_error, L"own");
+        const std::vector<formattedline> lines = traceimpltest::records(quiet.dispatcher);
+        return lines.size() == 1 && lines[0].threadName() == L"forking" ? 0 : 1;
+    });
+    quiet.dispatcher.nameThread(L"");
+
+    CHECK(status == 0);
+}
+
 TEST_CASE("what another thread may have left half changed is not looked at in a forked process",
           "[trace][fork]")
 {
