@@ -1,5 +1,6 @@
 #include "sinks/fileencoding.h"
 
+#include "support/lineendbytes.h"
 #include "support/narrowtext.h"
 #include "support/utf8.h"
 
@@ -65,13 +66,13 @@ void addCarriageReturns(std::string& bytes, std::size_t start)
 
 /// Appends the text with its line end when it is of ASCII characters, which the classic locale
 /// converts to themselves.
-bool appendPlainLine(std::string& bytes, const tolvane::string& text)
+bool appendPlainLine(std::string& bytes, const tolvane::string& text, std::string_view lineEnd)
 {
     constexpr wchar_t lastAscii = 0x7F;
     const std::size_t start = bytes.size();
     const auto length = static_cast<std::size_t>(text.length());
     const wchar_t* const characters = text.c_str();
-    bytes.resize(start + length + 2);
+    bytes.resize(start + length + lineEnd.size());
     char* const to = &bytes[start];
     unsigned int seen = 0;
     for (std::size_t i = 0; i < length; ++i) {
@@ -79,8 +80,7 @@ bool appendPlainLine(std::string& bytes, const tolvane::string& text)
         seen |= character;
         to[i] = static_cast<char>(character);
     }
-    to[length] = '\r';
-    to[length + 1] = '\n';
+    std::copy(lineEnd.begin(), lineEnd.end(), to + length);
     if (seen > static_cast<unsigned int>(lastAscii) || std::wmemchr(characters, L'\n', length)) {
         bytes.resize(start);
         return false;
@@ -105,9 +105,10 @@ void appendInLocale(std::string& bytes, const tolvane::string& text, const std::
 
 } // namespace
 
-void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale)
+void appendEncodedLine(std::string& bytes, const tolvane::string& text, const std::locale& locale,
+                       tolvane::lineend end)
 {
-    if (locale == std::locale::classic() && appendPlainLine(bytes, text)) {
+    if (locale == std::locale::classic() && appendPlainLine(bytes, text, tolvane::bytesOf(end))) {
         return;
     }
     const std::size_t start = bytes.size();
@@ -118,5 +119,7 @@ void appendEncodedLine(std::string& bytes, const tolvane::string& text, const st
     } else {
         appendInLocale(bytes, text, locale);
     }
-    addCarriageReturns(bytes, start);
+    if (end == tolvane::lineend::crlf) {
+        addCarriageReturns(bytes, start);
+    }
 }

@@ -3,13 +3,14 @@
 #include <tolvane/formattedline.h>
 
 #include "function/componenthash.h"
-#include "sinks/fileencoding.h"
+#include "sinks/fileencoder.h"
 #include "support/filesystem.h"
-#include "trace/globallocale.h"
 
 #include <string>
 
-filetracestream::filetracestream(const tolvane::string& filename) : m_filename(filename) {}
+filetracestream::filetracestream(const tolvane::string& filename, tolvane::lineend end)
+    : m_filename(filename), m_lineEnd(end)
+{}
 
 filetracestream::filetracestream(const filetracestream& other) = default;
 
@@ -17,11 +18,19 @@ filetracestream::~filetracestream() = default;
 
 void filetracestream::log(const formattedline& line)
 {
+    write(line);
+}
+
+/// A line that cannot be written is lost, and the next one tries again.
+/// \return by how much the file counts as larger, when it is.
+unsigned long long filetracestream::write(const formattedline& line)
+{
     std::string bytes;
-    appendEncodedLine(bytes, line.rendered(), globalLocale());
-    // a line that cannot be written is lost, and the next one tries again
+    const unsigned long long size = fileencoder().append(bytes, line, *this);
     const std::size_t end = bytes.size();
-    tolvane::FileSystem::current().append(m_filename.narrow(), {bytes.data(), 0, &end, 1}, true);
+    tolvane::FileSystem::current().append(m_filename.narrow(),
+                                          {bytes.data(), 0, &end, 1, m_lineEnd}, true);
+    return size;
 }
 
 unsigned long long filetracestream::id() const
@@ -31,7 +40,7 @@ unsigned long long filetracestream::id() const
 
 filetracestream* filetracestream::clone() const
 {
-    auto* const cloned = new filetracestream(m_filename);
+    auto* const cloned = new filetracestream(m_filename, m_lineEnd);
     cloned->m_kind = sk_file;
     return cloned;
 }

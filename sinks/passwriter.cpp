@@ -4,7 +4,6 @@
 #include <tolvane/hashedfunction.h>
 #include <tolvane/rotatingfilestracestream.h>
 
-#include "sinks/fileencoding.h"
 #include "sinks/levelgeneration.h"
 #include "sinks/rotation.h"
 #include "stacktrace/structuredexception.h"
@@ -13,7 +12,6 @@
 #include "support/nocancellation.h"
 #include "support/writesignals.h"
 #include "trace/faultpoint.h"
-#include "trace/globallocale.h"
 #include "trace/insidelibrary.h"
 
 #include <algorithm>
@@ -69,7 +67,7 @@ passwriter::destination::destination(attachedsink& target)
 }
 
 passwriter::passwriter(sinkmap_t& sinks, passprogress& progress, const sinkchoice& which)
-    : m_progress(progress), m_forks(progress.forks()), m_locale(globalLocale())
+    : m_progress(progress), m_forks(progress.forks())
 {
     m_destinations.reserve(sinks.size()); // they are pointed to
     for (auto& sink : sinks) {
@@ -252,7 +250,7 @@ void passwriter::callSink(destination& to, const formattedline& line)
     settleAll();
     publish();
     if (to.isStream) {
-        line.rendered(m_stamp); // it would do so itself, but not know the last line's time
+        m_encoder.text(line); // it would do so itself, but not know the last line's time
     }
     const passprogress::foreigncall call(m_progress, to.attached);
     logTo(*to.attached.sink, line);
@@ -284,17 +282,17 @@ trace::lossreason passwriter::reasonOfException(destination& to)
 void passwriter::gather(destination& to, const formattedline& line)
 {
     faultpoint::reach(faultpoint::gathering);
-    const tolvane::string& text = line.rendered(m_stamp);
     const std::size_t whole = to.bytes.size();
+    unsigned long long size = 0;
     try {
-        appendEncodedLine(to.bytes, text, m_locale);
+        size = m_encoder.append(to.bytes, line, *to.file);
         to.lineEnds.push_back(to.bytes.size());
     } catch (...) {
         to.bytes.resize(whole); // half a line would run into the next one
         throw;
     }
     if (to.rotating) {
-        rotate(to, text.length());
+        rotate(to, size);
     }
 }
 
@@ -321,7 +319,11 @@ void passwriter::settleAll() noexcept
 /// the first that did not have their tries again.
 void passwriter::settle(destination& to) noexcept
 {
-    tolvane::Lines left = {to.bytes.data(), 0, to.lineEnds.data(), to.lineEnds.size()};
+    if (!to.file) {
+        return;
+    }
+    tolvane::Lines left = {to.bytes.data(), 0, to.lineEnds.data(), to.lineEnds.size(),
+                           to.file->m_lineEnd};
     bool isStuck = false;
     while (left.count != 0 && !isOthers()) {
         faultpoint::reach(faultpoint::settling);
@@ -336,7 +338,7 @@ void passwriter::settle(destination& to) noexcept
             ++tried;
             ++to.counted.lost[trace::destination];
         }
-        left = {left.text, left.endOf(tried), left.ends + tried, left.count - tried};
+        left = {left.text, left.endOf(tried), left.ends + tried, left.count - tried, left.end};
     }
     if (!to.lineEnds.empty()) {
         to.attached.isStuck = isStuck;

@@ -4,14 +4,13 @@
 #include <tolvane/tracestream.h>
 
 #include "sinks/attachedsink.h"
+#include "sinks/fileencoder.h"
 #include "sinks/passprogress.h"
 #include "sinks/sinkchoice.h"
-#include "sinks/timestamp.h"
 #include "trace/lineunpacker.h"
 #include "trace/packedlines.h"
 
 #include <exception>
-#include <locale>
 #include <string>
 #include <vector>
 
@@ -120,8 +119,7 @@ private:
     const unsigned int m_forks; ///< when the pass began
     std::vector<destination> m_destinations;
     std::vector<group_t> m_groups;
-    std::locale m_locale; ///< the global one, which converts the text of files
-    timestamp m_stamp;
+    fileencoder m_encoder;
     lineunpacker m_unpacker;
     const queuedline* m_unpacked = nullptr; ///< whose record was made last
     const formattedline* m_record = nullptr;

@@ -133,14 +133,17 @@ void rotatingfilestracestream::Impl::startNewFile(const std::string& path)
 rotatingfilestracestream::rotatingfilestracestream(const tolvane::string& filename,
                                                    unsigned long long files,
                                                    unsigned long long maxsize,
-                                                   unsigned long long maxdays)
-    : filetracestream(filename), m_rotation(new Impl{files, maxsize, maxdays})
+                                                   unsigned long long maxdays, tolvane::lineend end)
+    : filetracestream(filename, end), m_rotation(new Impl{files, maxsize, maxdays})
 {}
 
 rotatingfilestracestream::rotatingfilestracestream(const rotatingfilestracestream& other)
     : rotatingfilestracestream(other.filename(), other.m_rotation->m_files,
-                               other.m_rotation->m_maxsize, other.m_rotation->m_maxdays)
-{}
+                               other.m_rotation->m_maxsize, other.m_rotation->m_maxdays,
+                               other.m_lineEnd)
+{
+    m_format = other.m_format;
+}
 
 rotatingfilestracestream::~rotatingfilestracestream()
 {
@@ -149,8 +152,8 @@ rotatingfilestracestream::~rotatingfilestracestream()
 
 void rotatingfilestracestream::log(const formattedline& line)
 {
-    filetracestream::log(line);
-    m_rotation->rotate(filename().narrow(), line.rendered().length(), [] {});
+    const unsigned long long written = write(line);
+    m_rotation->rotate(filename().narrow(), written, [] {});
 }
 
 rotatingfilestracestream* rotatingfilestracestream::clone() const

@@ -24,7 +24,7 @@ struct rotatingfilestracestream::Impl
 
     /// Takes account of a line, and starts a new file when the current one has reached a limit.
     /// \param path        of the current file.
-    /// \param lineLength  in characters, without the line end.
+    /// \param lineLength  by which the file counts as larger.
     /// \param settle      called before a file is looked at or moved; writes what was held back.
     template <class settle_t>
     void rotate(const std::string& path, unsigned long long lineLength, const settle_t& settle)

@@ -2,6 +2,7 @@
 
 #include "support/appendedfile.h"
 #include "support/file.h"
+#include "support/lineendbytes.h"
 
 #include <algorithm>
 #include <atomic>
@@ -78,17 +79,17 @@ private:
     FileEnd m_ends[mostRemembered];
 };
 
-/// Ends the line that a file ends in the middle of, if it does.
+/// Ends the line that a file ends in the middle of, if it does, as other lines end.
 /// \return false when there is no room for that.
 template <class file_t>
-bool endTornLine(file_t& file, TornEnds& tornEnds) noexcept
+bool endTornLine(file_t& file, TornEnds& tornEnds, lineend with) noexcept
 {
-    constexpr char lineEnd[] = {'\r', '\n'};
+    const std::string_view lineEnd = bytesOf(with);
     FileEnd end;
     if (!file.end(end) || !tornEnds.forget(end)) {
         return true;
     }
-    if (file.write(lineEnd, sizeof lineEnd) == sizeof lineEnd) {
+    if (file.write(lineEnd.data(), lineEnd.size()) == lineEnd.size()) {
         return true;
     }
     if (file.end(end)) {
@@ -104,7 +105,7 @@ Appended appendLines(file_t& file, const Lines& lines, TornEnds& tornEnds) noexc
     if (!file.isOpen()) {
         return {};
     }
-    if (!tornEnds.isEmpty() && !endTornLine(file, tornEnds)) {
+    if (!tornEnds.isEmpty() && !endTornLine(file, tornEnds, lines.end)) {
         return {0, file.isStuck()};
     }
     const std::size_t written = lines.start + file.write(lines.bytes(), lines.size());

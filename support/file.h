@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tolvane/lineend.h>
+
 #include <string>
 
 namespace tolvane {
@@ -11,6 +13,7 @@ struct Lines
     std::size_t start = 0;      ///< of the first line
     const std::size_t* ends = nullptr;
     std::size_t count = 0;
+    lineend end = lineend::crlf; ///< what each ends in
 
     const char* bytes() const noexcept { return text + start; }
     std::size_t size() const noexcept { return endOf(count) - start; }

@@ -61,10 +61,8 @@ public:
     const tolvane::string& threadName() const noexcept { return m_threadName; }
 
 private:
-    friend class filetracestream;
+    friend class fileencoder;
     friend class lineunpacker;
-    friend class passwriter;
-    friend class rotatingfilestracestream;
     friend struct formattedlinetest;
 
     /// A record to be filled.

@@ -25,21 +25,26 @@ public:
     /// \param files     how many files are kept, the current one included; less than 2 counts as 2.
     ///                  Files with numbers beyond are never touched.
     /// \param maxsize   in KiB; 0 starts a new file after every line. Counted are the characters of
-    ///                  the lines, without their ends, so that a file grows somewhat larger.
+    ///                  the lines, without their ends, so that a file grows somewhat larger; with
+    ///                  lineend::lf the bytes that are written.
     /// \param maxdays   age in days since the file was created; 0 for no limit. The file's creation
     ///                  is taken in UTC and compared with local time.
+    /// \param end       what lines end in.
     rotatingfilestracestream(const tolvane::string& filename, unsigned long long files,
-                             unsigned long long maxsize, unsigned long long maxdays);
+                             unsigned long long maxsize, unsigned long long maxdays,
+                             tolvane::lineend end = tolvane::lineend::crlf);
 
     /// The same for a std::filesystem::path.
     template <class path_t, std::enable_if_t<tolvane::isPath<path_t>, int> = 0>
     rotatingfilestracestream(const path_t& filename, unsigned long long files,
-                             unsigned long long maxsize, unsigned long long maxdays)
+                             unsigned long long maxsize, unsigned long long maxdays,
+                             tolvane::lineend end = tolvane::lineend::crlf)
         : rotatingfilestracestream(tolvane::string(filename.native().c_str()), files, maxsize,
-                                   maxdays)
+                                   maxdays, end)
     {}
 
-    /// Copies the name and the limits, but, unlike a file sink, not the levels.
+    /// Copies the name, the limits and how lines are written, but, unlike a file sink, not the
+    /// levels.
     rotatingfilestracestream(const rotatingfilestracestream& other);
 
     rotatingfilestracestream& operator=(const rotatingfilestracestream&) = delete;

@@ -58,7 +58,7 @@
 #define TOLVANE_LOG_IF(name, level, condition)                         \
     static_cast<void>(0), !(TOLVANE_TAKES(name, level) && (condition)) \
                               ? (void)0                                \
-                              : tolvane::lineend() & tolvane::tracedline((name), (level))
+                              : tolvane::novalue() & tolvane::tracedline((name), (level))
 
 // The same for not every time that the statement is reached, by whatever thread; times when no sink
 // takes the level don't count. Each statement counts for itself, and in a template each instance.

@@ -3,12 +3,15 @@
 /// Everything that an application needs to trace.
 
 #include <tolvane/callsite.h>
+#include <tolvane/consoletracestream.h>
 #include <tolvane/export.h>
 #include <tolvane/filetracestream.h>
 #include <tolvane/flushguard.h>
 #include <tolvane/formattedline.h>
 #include <tolvane/formatwriter.h>
 #include <tolvane/hashedfunction.h>
+#include <tolvane/jsontracestream.h>
+#include <tolvane/lineend.h>
 #include <tolvane/nullobject.h>
 #include <tolvane/operand.h>
 #include <tolvane/ostreamtracestream.h>

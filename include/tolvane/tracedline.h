@@ -348,7 +348,7 @@ template <>
 inline constexpr operand tracedline::integer<unsigned long long> = operand::unsignedLongLong;
 
 /// Makes a line an expression of no value, of lower precedence than its insertions.
-struct lineend
+struct novalue
 {
     void operator&(const tracedline&) const noexcept {}
 };

@@ -73,11 +73,15 @@ public:
     tracelevel_t level(const hashedfunction& function) const;
 
 private:
+    friend class consoletracestream;
+    friend class debuggertracestream;
     friend class filetracestream;
+    friend class jsontracestream;
     template <class char_t>
     friend class ostreamtracestream;
     friend class passwriter;
     friend class rotatingfilestracestream;
+    friend class syslogtracestream;
     friend class traceimpl;
     friend struct tracestreamtest;
 
@@ -85,9 +89,9 @@ private:
     enum kind_t : int
     {
         sk_custom = 0,       ///< nothing
-        sk_stream = 1,       ///< it is exactly an ostreamtracestream
-        sk_file = 2,         ///< exactly a filetracestream
-        sk_rotatingfile = 3, ///< exactly a rotatingfilestracestream
+        sk_stream = 1,       ///< it is one of the library's that may block
+        sk_file = 2,         ///< one of the library's that write a file
+        sk_rotatingfile = 3, ///< the same with a limit of the file's size or age
     };
 
     tracestream& operator=(const tracestream& other);

@@ -21,6 +21,12 @@ public:
         pack(m_records.back());
     }
 
+    void add(const formattedline& line)
+    {
+        m_records.push_back(line);
+        pack(m_records.back());
+    }
+
     /// For others in the same memory.
     void clear()
     {

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -287,6 +288,39 @@ int hanging()
     }
 }
 
+/// One line to standard output.
+void traceToConsole()
+{
+    trace::output(consoletracestream(std::cout)).setLevel(tl_error);
+    TOLVANE_SCOPE(log);
+    TOLVANE_LOG(log, tl_error) << "an error";
+    trace::sync(10000);
+}
+
+int toConsole()
+{
+    traceToConsole();
+    return 0;
+}
+
+int toFasterConsole()
+{
+    std::ios_base::sync_with_stdio(false);
+    traceToConsole();
+    return 0;
+}
+
+int toOtherBuffer()
+{
+    std::stringbuf collected;
+    std::streambuf* const before = std::cout.rdbuf(&collected);
+    traceToConsole();
+    trace::remove(consoletracestream(std::cout));
+    std::cout.rdbuf(before);
+    std::cout << "collected: " << collected.str() << std::endl;
+    return 0;
+}
+
 /// Shows what the process was given.
 int echo()
 {
@@ -312,6 +346,9 @@ const std::map<std::string, int (*)()> scenarios = {
     {"reportingSilently", reportingSilently},
     {"reporting", reporting},
     {"rotatingByAge", rotatingByAge},
+    {"toConsole", toConsole},
+    {"toFasterConsole", toFasterConsole},
+    {"toOtherBuffer", toOtherBuffer},
     {"hanging", hanging},
     {"echo", echo},
 };

@@ -3,7 +3,8 @@
 #   -D NM=, OBJDUMP=: the tools; LIBRARY=: the shared library; WINDOWS=: whether it is a DLL
 cmake_minimum_required(VERSION 3.25)
 
-set(exported trace tracestream traceobject nullobject filetracestream rotatingfilestracestream formattedline
+set(exported trace tracestream traceobject nullobject consoletracestream filetracestream
+    jsontracestream rotatingfilestracestream formattedline
     hashedfunction stacktrace)
 set(allowed ${exported} StructuredException)
 

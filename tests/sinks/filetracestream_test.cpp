@@ -9,6 +9,7 @@
 #include "tests/helpers/localeguard.h"
 #include "tests/helpers/multibytelocale.h"
 #include "tests/helpers/openfile.h"
+#include "tests/helpers/sinkset.h"
 #include "tests/helpers/temporaryfolder.h"
 #include "tests/helpers/utf8facet.h"
 
@@ -24,7 +25,8 @@
 namespace {
 
 static_assert(std::is_base_of_v<tracestream, filetracestream>);
-static_assert(sizeof(filetracestream) == sizeof(tracestream) + sizeof(tolvane::string));
+static_assert(sizeof(filetracestream) ==
+              sizeof(tracestream) + sizeof(tolvane::string) + 2 * sizeof(tolvane::lineend));
 static_assert(
     std::is_same_v<decltype(std::declval<const filetracestream&>().clone()), filetracestream*>);
 
@@ -136,6 +138,41 @@ TEST_CASE("a line feed within a text becomes carriage return and line feed", "[s
     sink.log(lineOf(L"one\ntwo"));
 
     CHECK(folder.read("trace.log") == inFile("one\r\ntwo"));
+}
+
+TEST_CASE("lines of a file end in line feeds alone when that is asked for", "[sinks][lineend]")
+{
+    const temporaryfolder folder;
+    const std::filesystem::path path = folder.file("trace.log");
+    filetracestream sink(path, tolvane::lineend::lf);
+    filetracestream copy(sink);
+    const std::unique_ptr<filetracestream> clone(sink.clone());
+
+    sink.log(lineOf(L"one"));
+    copy.log(lineOf(L"two\nthree\r\n"));
+    clone->log(lineOf(L"gr\u00f6\u00dfe"));
+
+    CHECK(folder.read("trace.log") ==
+          prefix + "one\n" + prefix + "two\nthree\r\n\n" + prefix + "gr\n");
+}
+
+TEST_CASE("a pass writes each file with its own line ends", "[sinks][lineend]")
+{
+    const temporaryfolder folder;
+    sinkset sinks;
+    sinks.add<filetracestream>(tl_info, folder.file("a.log"));
+    sinks.add<filetracestream>(tl_info, folder.file("b.log"), tolvane::lineend::lf);
+    sinks.add<rotatingfilestracestream>(tl_info, folder.file("c.log"), 2U, 1U, 0U,
+                                        tolvane::lineend::lf);
+
+    linebatch lines;
+    lines.add(lineOf(L"one"));
+    lines.add(lineOf(L"two"));
+    sinks.write(lines);
+
+    CHECK(folder.read("a.log") == inFile("one") + inFile("two"));
+    CHECK(folder.read("b.log") == prefix + "one\n" + prefix + "two\n");
+    CHECK(folder.read("c.log") == folder.read("b.log"));
 }
 
 TEST_CASE("a file that was deleted between two lines is made anew", "[sinks]")

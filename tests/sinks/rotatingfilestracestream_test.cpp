@@ -144,6 +144,21 @@ TEST_CASE(
     CHECK(files.operations == 2);
 }
 
+TEST_CASE("with line feeds alone the size grows by the bytes that are written", "[sinks][lineend]")
+{
+    memoryfiles files;
+    files.nextStatus = {900, 1};
+    const rotatingfilestracestream made(nowhere, 2, 1, noAgeLimit, tolvane::lineend::lf);
+    rotatingfilestracestream sink(made);
+    const std::wstring sixtyOne = bodyForLength(61);
+
+    log(sink, sixtyOne.c_str()); // 900: the line is in the status already
+    log(sink, sixtyOne.c_str()); // 962
+    CHECK(files.operations == 0);
+    log(sink, sixtyOne.c_str()); // 1024
+    CHECK(files.operations != 0);
+}
+
 TEST_CASE("one character below the size limit nothing rotates", "[sinks]")
 {
     memoryfiles files;

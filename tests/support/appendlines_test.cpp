@@ -124,6 +124,22 @@ TEST_CASE("a part of a line that cannot be removed is ended before the next line
     CHECK(tornEnds.isEmpty());
 }
 
+TEST_CASE("a part is ended as the lines behind it end", "[support][lineend]")
+{
+    scriptedfile file;
+    TornEnds tornEnds;
+    const std::size_t end = 4;
+    const tolvane::Lines line = {"one\n", 0, &end, 1, tolvane::lineend::lf};
+    file.canBeCut = false;
+    file.room = 2;
+    CHECK(tolvane::appendLines(file, line, tornEnds).lines == 0);
+    file.room = 100;
+
+    CHECK(tolvane::appendLines(file, line, tornEnds).lines == 1);
+
+    CHECK(file.bytes == "on\none\n");
+}
+
 TEST_CASE("while there is no room for the line end of a part, no line runs into it", "[support]")
 {
     scriptedfile file;
