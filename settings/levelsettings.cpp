@@ -1,5 +1,7 @@
 #include "settings/levelsettings.h"
 
+#include "settings/words.h"
+
 #include <algorithm>
 #include <optional>
 
@@ -17,18 +19,6 @@ constexpr struct
     {L"verbose", L'v'}, {L"debug", L'd'}, {L"trace", L't'},
 };
 
-constexpr std::wstring_view blanks = L" \t\r\n";
-
-/// The text without the blanks around it.
-std::wstring_view trimmed(std::wstring_view text) noexcept
-{
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::wstring_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
 /// What the names of operators have, and no others.
 bool hasBlankOrSign(std::wstring_view name) noexcept
 {
@@ -37,18 +27,6 @@ bool hasBlankOrSign(std::wstring_view name) noexcept
     const std::wstring_view scope = name.substr(0, isOperator ? 0 : name.find(L"::operator"));
     return scope.find_first_of(blanks) != std::wstring_view::npos ||
            scope.find(L'=') != std::wstring_view::npos;
-}
-
-wchar_t lower(wchar_t character) noexcept
-{
-    return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a')
-                                                  : character;
-}
-
-bool isSameWord(std::wstring_view text, std::wstring_view word) noexcept
-{
-    return std::equal(text.begin(), text.end(), word.begin(), word.end(),
-                      [](wchar_t left, wchar_t right) { return lower(left) == right; });
 }
 
 std::optional<tracelevel_t> levelOf(std::wstring_view text) noexcept
@@ -70,13 +48,11 @@ bool levelsettings::read(std::wstring_view text)
     m_all.clear();
     m_wrong.clear();
     while (!text.empty()) {
-        const std::size_t end = std::min(text.find(L','), text.size());
-        const std::wstring_view part = trimmed(text.substr(0, end));
+        const std::wstring_view part = trimmed(takePart(text, L","));
         if (!part.empty() && !readPart(part)) {
             m_all.clear();
             return false;
         }
-        text.remove_prefix(std::min(end + 1, text.size()));
     }
     std::stable_sort(m_all.begin(), m_all.end(), [](const setting& left, const setting& right) {
         return left.name.length() < right.name.length();

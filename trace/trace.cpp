@@ -2,7 +2,10 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "settings/environment.h"
 #include "settings/levelsettings.h"
+#include "settings/outputsettings.h"
+#include "settings/settingssinks.h"
 #include "sinks/levelgeneration.h"
 #include "support/callerserror.h"
 #include "support/narrowtext.h"
@@ -58,6 +61,26 @@ bool trace::setLevels(const tolvane::string& settings)
         return false;
     }
     dispatcher().setLevels(levels);
+    return true;
+}
+
+bool trace::outputFromEnvironment(const char* variable)
+{
+    const insidelibrary inside;
+    std::wstring text;
+    tolvane::outputsettings settings;
+    if (!variable || !tolvane::readEnvironment(variable, text)) {
+        return true;
+    }
+    if (!settings.read(text)) {
+        const tolvane::string name(variable);
+        tolvane::complain({name.c_str(), static_cast<std::size_t>(name.length())},
+                          settings.wrong());
+        return false;
+    }
+    for (const tolvane::outputsettings::entry& each : settings.all()) {
+        dispatcher().output(*tolvane::makeSink(each.to), each.levels);
+    }
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "trace/traceimpl.h"
 
+#include "settings/levelsettings.h"
 #include "sinks/levelgeneration.h"
 #include "sinks/passwriter.h"
 #include "stacktrace/structuredexception.h"
@@ -88,8 +89,15 @@ traceimpl::~traceimpl()
 
 tracestream& traceimpl::output(const tracestream& sink)
 {
+    return output(sink, tolvane::levelsettings());
+}
+
+/// No line is written before the sink has its levels.
+tracestream& traceimpl::output(const tracestream& sink, const tolvane::levelsettings& levels)
+{
     bothlocks locks(*this);
     tracestream& attached = attach(sink);
+    setLevelsOf(attached, levels);
     locks.giveInstanceLockBack();
     destroyDetached();
     return attached;

@@ -54,6 +54,7 @@ public:
 
     // The facade's operations, see trace. Each takes the locks that it needs.
     tracestream& output(const tracestream& sink);
+    tracestream& output(const tracestream& sink, const tolvane::levelsettings& levels);
     void remove(const tracestream& sink);
     void setLevel(tracelevel_t level, const tolvane::string& name);
     void setLevel(const tracestream& sink, tracelevel_t level, const tolvane::string& name);
@@ -231,6 +232,7 @@ private:
     bool isInCallOf(unsigned long long id) const noexcept;
 
     // traceimpl_levels.cpp
+    static void setLevelsOf(tracestream& sink, const tolvane::levelsettings& levels);
     static void clearLevelsOf(tracestream& sink, const tolvane::string& name);
 
     // traceimpl_pass.cpp

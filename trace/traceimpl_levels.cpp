@@ -39,6 +39,13 @@ void traceimpl::setLevels(const tolvane::levelsettings& settings)
     }
 }
 
+void traceimpl::setLevelsOf(tracestream& sink, const tolvane::levelsettings& levels)
+{
+    for (const tolvane::levelsettings::setting& each : levels.all()) {
+        sink.setLevel(each.level, each.name);
+    }
+}
+
 void traceimpl::clearLevels(tracelevel_t level)
 {
     const instancelock lock(m_instanceMutex);

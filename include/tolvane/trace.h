@@ -70,6 +70,23 @@ public:
     /// \return false when a part is malformed; then nothing has changed.
     static bool setLevels(const tolvane::string& settings);
 
+    /// Attaches sinks as a variable of the environment says, the way to turn tracing on in a
+    /// program that is in its users' hands: TOLVANE='*=info,shop=trace > file:shop.log; *=error'.
+    ///
+    /// \param variable  its name. The text has entries with semicolons or line feeds between, each
+    ///                  levels as for setLevels(), which become those of that sink, a ">" and where
+    ///                  lines go: stdout, stderr, file:PATH or rotating:PATH:FILES:KIB. Without a
+    ///                  ">" they go to standard error. Blanks around all these, and empty entries,
+    ///                  are ignored; of entries for one destination the last counts. On Linux the
+    ///                  text is UTF-8.
+    /// \return true when all is attached that is named, which is nothing when the variable is empty
+    ///         or not set. False when an entry is malformed: then nothing is attached, and a line
+    ///         on standard error tells which and why.
+    ///
+    /// No other thread may change the environment meanwhile. In a program that has more rights than
+    /// whoever started it (set-user-id, on Linux), every variable counts as not set.
+    static bool outputFromEnvironment(const char* variable = "TOLVANE");
+
     /// The greatest level that an attached sink gives the function; 0 without a sink.
     static tracelevel_t level(const hashedfunction& function);
 
