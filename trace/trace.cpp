@@ -160,6 +160,11 @@ void trace::flush(unsigned long long milliseconds)
     dispatcher().flushQueue(milliseconds);
 }
 
+void trace::flushOn(tracelevel_t level)
+{
+    dispatcher().flushOn(level);
+}
+
 unsigned long long trace::lost()
 {
     return lost(busySink) + lost(noMemory) + lost(destination) + lost(ended);

@@ -21,6 +21,7 @@
 
 #include <atomic>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -101,6 +102,9 @@ public:
     /// With 0, a sink that stays busy costs the lines. The hardware fault of a sink reaches the
     /// caller when the pass has ended.
     bool flushQueue(unsigned long long milliseconds);
+
+    /// See trace::flushOn.
+    void flushOn(tracelevel_t level) noexcept;
 
     /// See trace::sync.
     bool sync(unsigned long long milliseconds);
@@ -221,6 +225,8 @@ private:
     admission admit(linebudget::allowance& mine, const hashedfunction& function,
                     tracelevel_t level);
     bool relieve(admission admitted);
+    bool isFlushed(tracelevel_t level) const noexcept;
+    void flushLine();
     template <class content_t>
     void queueDirectly(tracelevel_t level, const hashedfunction& function,
                        const content_t& content);
@@ -265,7 +271,14 @@ private:
 
     static constexpr unsigned long long neverGivenUp = ~0ULL;
 
+    /// No line's level is lower.
+    static constexpr int noLevel = std::numeric_limits<int>::min();
+
     const unsigned long long m_number; ///< tells this dispatcher's stages from those of others
+
+    /// Lines of lower levels are written when they are traced. Relaxed: a change need not be in
+    /// force at once. Here, since a line looks at the number, too.
+    std::atomic<int> m_flushesBelow{noLevel};
 
     sinkmap_t m_sinks; ///< the sinks themselves are owned
 

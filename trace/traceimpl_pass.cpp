@@ -312,6 +312,11 @@ bool traceimpl::flushQueue(unsigned long long milliseconds)
     return true;
 }
 
+void traceimpl::flushOn(tracelevel_t level) noexcept
+{
+    m_flushesBelow.store(level < tl_always ? noLevel : level + 1, std::memory_order_relaxed);
+}
+
 /// The value was cleared once, before: a pass that ends during the pause counts. Signals of earlier
 /// passes, for which nobody waited, end a wait at once and leave the value false.
 bool traceimpl::waitForPass(unsigned long long budget)

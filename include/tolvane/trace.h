@@ -141,6 +141,18 @@ public:
     /// fault in a sink reaches the caller of flush(0) as an exception.
     static void flush(unsigned long long milliseconds);
 
+    /// From now on a line at this level or a worse one, a numerically lower one, has been handed to
+    /// the sinks, or counted as lost, when its statement ends, with all that was traced before: it
+    /// is there also when the program aborts behind it. Entry and exit lines are such lines, too.
+    ///
+    /// \param level  a value below tl_always, such as static_cast<tracelevel_t>(-1), turns it off,
+    ///               as it is at first.
+    ///
+    /// By the rules of flush(0): a sink that is busy for longer than about 2 ms costs the lines
+    /// that wait; what another thread is writing is waited for as long. A line that is traced
+    /// within a sink's own call is not waited for.
+    static void flushOn(tracelevel_t level);
+
     /// How often a line that an attached sink's level took did not reach that sink, since the start
     /// of the process, counted for each line and sink.
     static unsigned long long lost();

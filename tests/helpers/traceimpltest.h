@@ -83,6 +83,9 @@ struct traceimpltest
         mine->publish(line, tolvane::stamps::now());
     }
 
+    /// As behind a line that is to be written at once.
+    static void flushLine(traceimpl& dispatcher) { dispatcher.flushLine(); }
+
     static std::size_t waiting(traceimpl& dispatcher)
     {
         const instancelock lock(dispatcher.m_instanceMutex);
