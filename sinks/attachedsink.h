@@ -40,6 +40,9 @@ struct attachedsink
     /// time: nobody waits for that again before all that there was to write went through. Used by
     /// the holder of the sink lock.
     bool isStuck = false;
+
+    /// Attached since the followed settings name it. Used under both of the dispatcher's locks.
+    bool isFromSettings = false;
 };
 
 /// By id, which is the order of every walk.

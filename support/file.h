@@ -63,4 +63,12 @@ struct FileIdentity
 /// \return false when there is no such file.
 bool identify(const std::string& path, FileIdentity& identity) noexcept;
 
+/// Reads all of a file, which others may have open, or replace meanwhile. Throws std::bad_alloc.
+///
+/// \param path  as the platform takes it.
+/// \param most  bytes.
+/// \return false when it cannot be read, has more bytes, or is no regular file: nobody is waited
+///         for at the other end of a pipe.
+bool readFile(const std::string& path, std::size_t most, std::string& bytes);
+
 } // namespace tolvane

@@ -26,6 +26,11 @@ bool FileSystem::identify(const std::string& path, FileIdentity& identity) const
     return tolvane::identify(path, identity);
 }
 
+bool FileSystem::read(const std::string& path, std::size_t most, std::string& bytes) const
+{
+    return readFile(path, most, bytes);
+}
+
 const FileSystem& FileSystem::current() noexcept
 {
     const FileSystem* const replaced = replacement.load(std::memory_order_acquire);

@@ -52,6 +52,9 @@ public:
     /// As tolvane::identify.
     virtual bool identify(const std::string& path, FileIdentity& identity) const noexcept;
 
+    /// As readFile.
+    virtual bool read(const std::string& path, std::size_t most, std::string& bytes) const;
+
     /// The file system in use.
     static const FileSystem& current() noexcept;
 

@@ -84,6 +84,12 @@ bool trace::outputFromEnvironment(const char* variable)
     return true;
 }
 
+bool trace::followSettings(const tolvane::string& path)
+{
+    const tolvane::CallersError callersError;
+    return dispatcher().followSettings(path);
+}
+
 tracelevel_t trace::level(const hashedfunction& function)
 {
     tracelevel_t remembered = tl_always;

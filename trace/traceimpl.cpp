@@ -10,6 +10,7 @@
 #include "support/signalheir.h"
 #include "support/writesignals.h"
 #include "trace/bothlocks.h"
+#include "trace/changesinks.h"
 #include "trace/forking.h"
 #include "trace/insidelibrary.h"
 #include "trace/instancelock.h"
@@ -191,30 +192,17 @@ void traceimpl::destroy(sinkmap_t& detached) noexcept
 
 void traceimpl::remove(const tracestream& sink)
 {
-    const tolvane::NoCancellation noCancellation;
-    const insidelibrary inside;
     std::exception_ptr fault;
-    packedlines batch;
     {
         bothlocks locks(*this);
-        const bool isInPass = m_inPass != 0; // a sink's own call leads here
-        if (!isInPass) {
-            batch = takeAll();
-            m_inPass = m_batches;
-            locks.giveInstanceLockBack();
-            fault = writeBatch(batch);
-            m_inPass = 0;
-            locks.takeInstanceLock();
-        }
-        const auto found = m_sinks.find(idOf(sink));
-        if (found != m_sinks.end()) {
-            detach(found);
-            levelgeneration::raise();
-        }
-        locks.giveInstanceLockBack();
-        destroyDetached();
+        fault = changeSinks(locks, [this, &sink] {
+            const auto found = m_sinks.find(idOf(sink));
+            if (found != m_sinks.end()) {
+                detach(found);
+                levelgeneration::raise();
+            }
+        });
     }
-    keep(batch);
     if (fault) {
         std::rethrow_exception(fault);
     }

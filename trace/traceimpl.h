@@ -6,6 +6,8 @@
 #include <tolvane/tracelevel.h>
 #include <tolvane/tracestream.h>
 
+#include "settings/followedsettings.h"
+#include "settings/outputsettings.h"
 #include "sinks/attachedsink.h"
 #include "sinks/sinkchoice.h"
 #include "support/event.h"
@@ -24,13 +26,10 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 class stage;
-
-namespace tolvane {
-class levelsettings;
-}
 
 /// The dispatcher: owns the attached sinks, the registered functions, the lines on their way to the
 /// sinks and the thread that writes them.
@@ -41,9 +40,10 @@ class levelsettings;
 /// either lock and changed under both; a sink's levels are replaced as a whole and need none.
 ///
 /// What stands where: traceimpl.cpp the dispatcher's life, sinks and functions;
-/// traceimpl_levels.cpp the sinks' levels; traceimpl_stage.cpp how a line is staged;
-/// traceimpl_pass.cpp how lines are taken and written, by passes and by a report;
-/// traceimpl_fork.cpp what becomes of it all in a forked process.
+/// traceimpl_levels.cpp the sinks' levels; traceimpl_settings.cpp a file that sets sinks and
+/// levels; traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and
+/// written, by passes and by a report; traceimpl_fork.cpp what becomes of it all in a forked
+/// process.
 class traceimpl : public safesingleton<traceimpl>
 {
 public:
@@ -68,6 +68,9 @@ public:
     /// The same for a scope, whose lines behind the end go by the level that held when it was
     /// opened, so that they are counted as lost.
     tracelevel_t levelNow(const hashedfunction& function, tracelevel_t whenOpened);
+
+    /// See trace::followSettings.
+    bool followSettings(const tolvane::string& path);
 
     /// The same for a thread that may hold what others wait for.
     /// \return nothing when another thread does not give the instance lock back soon.
@@ -194,6 +197,8 @@ private:
     tracestream& attach(const tracestream& sink, std::optional<tracelevel_t> level = std::nullopt);
     void detach(sinkmap_t::iterator attached) noexcept;
     void detachAll() noexcept;
+    template <class change_t>
+    std::exception_ptr changeSinks(bothlocks& locks, const change_t& change);
     void destroyDetached() noexcept;
     sinkmap_t takeDetached() noexcept;
     void destroy(sinkmap_t& detached) noexcept;
@@ -237,6 +242,15 @@ private:
     static unsigned int writeReport(void* pass);
     bool isInCallOf(unsigned long long id) const noexcept;
 
+    // traceimpl_settings.cpp
+    std::exception_ptr lookAtSettings() noexcept;
+    tolvane::string followedFile();
+    bool isNews(const tolvane::string& path, const std::string& bytes);
+    std::exception_ptr changeSettings(const tolvane::string& path, const std::string& bytes);
+    void adopt(const tolvane::outputsettings& settings);
+    void adopt(const tolvane::outputsettings::entry& entry);
+    void detachUnnamed(const tolvane::outputsettings& settings);
+
     // traceimpl_levels.cpp
     static void setLevelsOf(tracestream& sink, const tolvane::levelsettings& levels);
     static void clearLevelsOf(tracestream& sink, const tolvane::string& name);
@@ -270,6 +284,7 @@ private:
     bool isWritten(unsigned long long before, unsigned long long& lastBatch);
 
     static constexpr unsigned long long neverGivenUp = ~0ULL;
+    static constexpr unsigned long long never = ~0ULL;
 
     /// No line's level is lower.
     static constexpr int noLevel = std::numeric_limits<int>::min();
@@ -298,6 +313,7 @@ private:
     unsigned long long m_detachments = 0;
     std::vector<std::unique_ptr<tolvane::ThreadControl>> m_writers; ///< one, and those that faulted
     std::vector<std::unique_ptr<tracestream>> m_endedSinks;         ///< levels that held at the end
+    tolvane::followedsettings m_followed;
 
     linebudget m_budget;
     lossnotes m_losses;
@@ -309,6 +325,9 @@ private:
     std::atomic<unsigned long long> m_givenUpAt{neverGivenUp}; ///< where the holder stood then
 
     std::atomic<int> m_reports{0}; ///< that some thread may still write
+
+    /// Milliseconds, of the monotonic clock: when the writer looks at the followed file.
+    std::atomic<unsigned long long> m_looksAt{never};
 
     std::atomic<tolvane::ThreadControl*> m_writer; ///< started by the first line
     std::atomic<bool> m_running{true};             ///< set false by stop(); ends the writer's loop

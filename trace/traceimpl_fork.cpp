@@ -115,6 +115,8 @@ void traceimpl::forgetLines(bool areWhole) noexcept
     } else {
         makeAnew(m_drain);
         makeAnew(m_queue);
+        makeAnew(m_followed);
+        m_looksAt = never;
     }
     if (isWithin) {
         mine->forget(false);

@@ -175,7 +175,10 @@ void traceimpl::refuse(unsigned long long lines) noexcept
 
 void traceimpl::writePass()
 {
-    const std::exception_ptr fault = pass(passkind::full);
+    std::exception_ptr fault = pass(passkind::full);
+    if (!fault) {
+        fault = lookAtSettings();
+    }
     if (!fault) {
         signalWritten();
         return;

@@ -3,10 +3,12 @@
 #include <tolvane/export.h>
 #include <tolvane/hashedfunction.h>
 #include <tolvane/nullobject.h>
+#include <tolvane/pathname.h>
 #include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
 #include <string>
+#include <type_traits>
 
 class tracestream;
 
@@ -86,6 +88,30 @@ public:
     /// No other thread may change the environment meanwhile. In a program that has more rights than
     /// whoever started it (set-user-id, on Linux), every variable counts as not set.
     static bool outputFromEnvironment(const char* variable = "TOLVANE");
+
+    /// Attaches sinks as a file says, and does so anew whenever the file has changed: levels of a
+    /// running program are raised from outside. The writer thread, which this starts, looks at the
+    /// file once a second. A later call follows another file instead.
+    ///
+    /// \param path  a file with the text that outputFromEnvironment() reads, in UTF-8, at most a
+    ///              mebibyte. Empty: no file is followed any more; what was set stays.
+    /// \return false when it cannot be read now, or is malformed; it is followed all the same.
+    ///
+    /// A destination that is not named any more is detached, one that is new is attached, one that
+    /// stays has the levels of now and no others. Sinks that the application has attached itself
+    /// are left alone, also where the file names their destination. While the file is malformed,
+    /// which a line on standard error tells once, or is gone, all stays as it was. A change takes
+    /// effect for the lines that are traced from then on. Waits for lines that are being written; a
+    /// hardware fault in a sink reaches the caller as an exception. A forked process follows the
+    /// file when its own writer has started, with its first line.
+    static bool followSettings(const tolvane::string& path);
+
+    /// The same for a std::filesystem::path.
+    template <class path_t, std::enable_if_t<tolvane::isPath<path_t>, int> = 0>
+    static bool followSettings(const path_t& path)
+    {
+        return followSettings(tolvane::string(path.native().c_str()));
+    }
 
     /// The greatest level that an attached sink gives the function; 0 without a sink.
     static tracelevel_t level(const hashedfunction& function);

@@ -128,4 +128,45 @@ bool identify(const std::string& path, FileIdentity& identity) noexcept
     return true;
 }
 
+namespace {
+
+/// Closes it at the end of a block, also when memory is out.
+struct OpenFile
+{
+    ~OpenFile()
+    {
+        if (number >= 0) {
+            ::close(number);
+        }
+    }
+
+    const int number;
+};
+
+bool isRegular(int file) noexcept
+{
+    struct stat found;
+    return ::fstat(file, &found) == 0 && S_ISREG(found.st_mode);
+}
+
+} // namespace
+
+bool readFile(const std::string& path, std::size_t most, std::string& bytes)
+{
+    const OpenFile file = {::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
+    if (file.number < 0 || !isRegular(file.number)) {
+        return false;
+    }
+    bytes.clear();
+    char piece[4096];
+    ssize_t count = 0;
+    do {
+        count = ::read(file.number, piece, sizeof piece);
+        if (count > 0) {
+            bytes.append(piece, static_cast<std::size_t>(count));
+        }
+    } while ((count > 0 && bytes.size() <= most) || (count < 0 && errno == EINTR));
+    return count == 0;
+}
+
 } // namespace tolvane

@@ -120,4 +120,40 @@ bool identify(const std::string& path, FileIdentity& identity) noexcept
     return ok;
 }
 
+namespace {
+
+/// Closes it at the end of a block, also when memory is out.
+struct OpenFile
+{
+    ~OpenFile()
+    {
+        if (handle != INVALID_HANDLE_VALUE) {
+            CloseHandle(handle);
+        }
+    }
+
+    const HANDLE handle;
+};
+
+} // namespace
+
+bool readFile(const std::string& path, std::size_t most, std::string& bytes)
+{
+    const OpenFile file = {CreateFileA(path.c_str(), GENERIC_READ, sharedWithAll, nullptr,
+                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    if (file.handle == INVALID_HANDLE_VALUE || GetFileType(file.handle) != FILE_TYPE_DISK) {
+        return false;
+    }
+    bytes.clear();
+    char piece[4096];
+    DWORD count = 0;
+    do {
+        if (!ReadFile(file.handle, piece, sizeof piece, &count, nullptr)) {
+            return false;
+        }
+        bytes.append(piece, count);
+    } while (count != 0 && bytes.size() <= most);
+    return count == 0;
+}
+
 } // namespace tolvane

@@ -66,6 +66,17 @@ public:
         return canList;
     }
 
+    bool read(const std::string& path, std::size_t most, std::string& bytes) const override
+    {
+        ++reads;
+        const auto found = files.find(path);
+        if (found == files.end() || found->second.size() > most) {
+            return false;
+        }
+        bytes = found->second;
+        return true;
+    }
+
     bool statusKnown = true;
     bool canList = true;
     tolvane::FileStatus nextStatus;
@@ -74,6 +85,7 @@ public:
     mutable std::map<std::string, std::string> files; ///< what was in them, by path
     mutable int statusReads = 0;
     mutable int listings = 0;
+    mutable int reads = 0;
     mutable int looks = 0;      ///< whether there is a file
     mutable int operations = 0; ///< deletions and renames that were tried
 };

@@ -86,6 +86,22 @@ struct traceimpltest
     /// As behind a line that is to be written at once.
     static void flushLine(traceimpl& dispatcher) { dispatcher.flushLine(); }
 
+    /// As the writer does behind a pass.
+    static void lookAtSettings(traceimpl& dispatcher)
+    {
+        if (const std::exception_ptr fault = dispatcher.lookAtSettings()) {
+            std::rethrow_exception(fault);
+        }
+    }
+
+    /// A sink that is attached; null when there is none with that id.
+    static tracestream* sink(traceimpl& dispatcher, unsigned long long id)
+    {
+        const instancelock lock(dispatcher.m_instanceMutex);
+        const auto found = dispatcher.m_sinks.find(id);
+        return found == dispatcher.m_sinks.end() ? nullptr : found->second.sink;
+    }
+
     static std::size_t waiting(traceimpl& dispatcher)
     {
         const instancelock lock(dispatcher.m_instanceMutex);

@@ -176,3 +176,30 @@ TEST_CASE("a file is closed behind the bytes", "[support]")
     CHECK(folder.read("file").size() == 5000);
     CHECK(std::filesystem::remove(folder.file("file")));
 }
+
+TEST_CASE("all of a file is read, as it is", "[support]")
+{
+    const temporaryfolder folder;
+    const std::string many = std::string("a\r\nb\0\x1A\xFF", 7) + std::string(10000, 'x');
+    appendToFile(folder.file("file"), many);
+    appendToFile(folder.file("empty"), "");
+    std::string bytes = "before";
+
+    CHECK(tolvane::readFile(folder.file("file"), many.size(), bytes));
+    CHECK(bytes == many);
+    CHECK(tolvane::readFile(folder.file("empty"), 0, bytes));
+    CHECK(bytes.empty());
+}
+
+TEST_CASE("a file that is too large, a folder and what is not there are not read", "[support]")
+{
+    const temporaryfolder folder;
+    const std::string many(10000, 'x');
+    appendToFile(folder.file("file"), many);
+    std::string bytes;
+
+    CHECK_FALSE(tolvane::readFile(folder.file("file"), many.size() - 1, bytes));
+    CHECK_FALSE(tolvane::readFile(folder.path().string(), many.size(), bytes));
+    CHECK_FALSE(tolvane::readFile(folder.file("none"), many.size(), bytes));
+    CHECK_FALSE(tolvane::readFile("", many.size(), bytes));
+}

@@ -509,10 +509,32 @@ int duringFirstLine()
     return status;
 }
 
+/// The file says later that the child is to trace in detail.
+int followingSettings()
+{
+    const std::string path = std::string(words[2]) + ".settings";
+    const auto write = [&path](const std::string& level) {
+        std::ofstream(path) << "*=" << level << " > file:" << words[2];
+    };
+    write("info");
+    trace::followSettings(path);
+    traceLine("parent.");
+    trace::sync(10000);
+    return waitFor(start([&write] {
+        traceLine("child.");
+        write("debug");
+        for (int tries = 0; tries < 1000 && trace::level("traceLine") != tl_debug; ++tries) {
+            trace::flush(100); // the writer passes
+        }
+        return trace::level("traceLine") == tl_debug ? 0 : 1;
+    }));
+}
+
 const std::map<std::string, int (*)()> scenarios = {
     {"inBurstElsewhere", inBurstElsewhere},
     {"freeingNothing", freeingNothing},
     {"duringFirstLine", duringFirstLine},
+    {"followingSettings", followingSettings},
     {"once", once},
     {"daemon", daemon},
     {"inBurst", inBurst},

@@ -52,6 +52,15 @@ std::map<std::string, int> texts(const std::string& file)
 
 } // namespace
 
+TEST_CASE("a child goes on following settings", "[integration][fork][settings]")
+{
+    const forkrun run("followingSettings");
+
+    CHECK(run.result.exitCode == 0);
+    CHECK(run.count("parent.") == 1);
+    CHECK(run.count("child.") == 1);
+}
+
 TEST_CASE("parent and child write their own lines, each once", "[integration][fork]")
 {
     const forkrun run("once");

@@ -254,3 +254,12 @@ TEST_CASE("symbolic links that lead back to themselves are no file", "[support]"
 
     CHECK(append(folder.file("link"), "lost").lines == 0);
 }
+
+TEST_CASE("a pipe is not read, and nobody waits for somebody who writes", "[support]")
+{
+    const temporaryfolder folder;
+    REQUIRE(::mkfifo(folder.file("pipe").c_str(), 0600) == 0);
+    std::string bytes;
+
+    CHECK_FALSE(tolvane::readFile(folder.file("pipe"), 100, bytes));
+}
