@@ -1,23 +1,32 @@
 #include "function/functiontree.h"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace {
 
 /// The node of a name, made with all that lead to it where it is missing.
-functiontreenode& descend(functiontreenode& from, const hashedname* key)
+functiontreenode& descend(functiontreenode& from, const hashedname* key, std::wstring_view name)
 {
     functiontreenode* node = &from;
     for (; !key->isTerminator(); key = key->next) {
+        const std::wstring_view component = hashedname::takeComponent(name);
         const auto inserted = node->children.try_emplace(key->hash);
         functiontreenode& child = inserted.first->second;
         if (inserted.second) {
             child.level = node->level;
+            child.component = component;
         }
         node = &child;
     }
     return *node;
+}
+
+std::wstring_view view(const tolvane::string& text) noexcept
+{
+    return {text.c_str(), static_cast<std::size_t>(text.length())};
 }
 
 void freeList(functiontreeroot* first) noexcept
@@ -65,6 +74,7 @@ functiontreenode& functiontreenode::operator=(const functiontreenode& other)
 {
     functiontreenode copied(other);
     level = copied.level;
+    component.swap(copied.component);
     children.swap(copied.children);
     return *this;
 }
@@ -77,6 +87,7 @@ void functiontreenode::copy(const functiontreenode& other)
         const auto [from, to] = open.back();
         open.pop_back();
         to->level = from->level;
+        to->component = from->component;
         for (const auto& child : from->children) {
             open.emplace_back(&child.second, &to->children[child.first]);
         }
@@ -155,6 +166,35 @@ tracelevel_t hashedfunctiontree<tracelevel_t>::lookup(const hashedname* key) con
     return node->level;
 }
 
+std::vector<hashedfunctiontree<tracelevel_t>::namedlevel>
+hashedfunctiontree<tracelevel_t>::all() const
+{
+    struct place
+    {
+        const functiontreenode* node;
+        std::wstring prefix; ///< of its children's names
+    };
+    const reading read(*this);
+    std::vector<namedlevel> found = {{std::wstring(), read.root().level}};
+    std::vector<place> open = {{&read.root(), std::wstring()}};
+    while (!open.empty()) {
+        const place from = std::move(open.back());
+        open.pop_back();
+        for (const auto& each : from.node->children) {
+            const functiontreenode& child = each.second;
+            const std::wstring name = from.prefix + child.component;
+            if (child.level != from.node->level) {
+                found.push_back({name, child.level});
+            }
+            open.push_back({&child, name + L"::"});
+        }
+    }
+    std::sort(found.begin(), found.end(), [](const namedlevel& left, const namedlevel& right) {
+        return left.name < right.name;
+    });
+    return found;
+}
+
 /// Changes a copy of the tree and puts it in the tree's place, again and again until nobody else
 /// has been quicker.
 template <class change_t>
@@ -172,7 +212,9 @@ void hashedfunctiontree<tracelevel_t>::change(const change_t& apply)
 void hashedfunctiontree<tracelevel_t>::set(tracelevel_t level, const tolvane::string& name)
 {
     const namechain chain(name);
-    change([level, &chain](functiontreenode& root) { descend(root, chain.first()).level = level; });
+    change([level, &chain, &name](functiontreenode& root) {
+        descend(root, chain.first(), view(name)).level = level;
+    });
 }
 
 void hashedfunctiontree<tracelevel_t>::clear(const tolvane::string& name)
@@ -183,8 +225,8 @@ void hashedfunctiontree<tracelevel_t>::clear(const tolvane::string& name)
         return;
     }
     const long long last = hashedname::removeLast(chain.first());
-    change([last, &chain](functiontreenode& root) {
-        descend(root, chain.first()).children.erase(last);
+    change([last, &chain, &name](functiontreenode& root) {
+        descend(root, chain.first(), view(name)).children.erase(last);
     });
 }
 

@@ -6,7 +6,9 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 #include <unordered_map>
+#include <vector>
 
 /// One namespace, class or function of which a level was set, or that lies on the way to one.
 ///
@@ -21,6 +23,7 @@ struct functiontreenode
     functiontreenode& operator=(const functiontreenode& other);
 
     tracelevel_t level = tl_always;
+    std::wstring component; ///< of the name; empty for a root
     std::unordered_map<long long, functiontreenode>
         children; ///< by the hash of their name component
 
@@ -119,6 +122,15 @@ class hashedfunctiontree<tracelevel_t> : public uifunctiontree
 public:
     /// The level of the deepest node that exists on the function's path.
     tracelevel_t lookup(const hashedname* key) const noexcept;
+
+    struct namedlevel
+    {
+        std::wstring name; ///< empty for all that has no level of its own
+        tracelevel_t level;
+    };
+
+    /// The levels that differ from what surrounds them, in the order of their names.
+    std::vector<namedlevel> all() const;
 
     /// Writes a level at a name's node. A node that is made on the way takes its parent's level as
     /// it is now, and keeps it when the parent's is changed later.

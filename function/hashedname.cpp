@@ -2,13 +2,12 @@
 
 #include "function/componenthash.h"
 
-#include <cwchar>
+#include <algorithm>
 #include <memory>
 
 namespace {
 
-constexpr const wchar_t* separator = L"::";
-constexpr int separatorLength = 2;
+constexpr std::wstring_view separator = L"::";
 
 struct chaindeleter
 {
@@ -21,17 +20,21 @@ hashedname* hashedname::build(const tolvane::string& name)
 {
     std::unique_ptr<hashedname, chaindeleter> chain(new hashedname);
     hashedname* node = chain.get();
-    const wchar_t* rest = name.c_str();
-    const wchar_t* const end = rest + name.length();
-    while (rest != end) {
-        const wchar_t* const found = std::wcsstr(rest, separator);
-        const wchar_t* const componentEnd = found ? found : end;
-        node->hash = componentHash(rest, static_cast<unsigned long long>(componentEnd - rest));
+    std::wstring_view rest(name.c_str(), static_cast<std::size_t>(name.length()));
+    while (!rest.empty()) {
+        const std::wstring_view component = takeComponent(rest);
+        node->hash = componentHash(component.data(), component.size());
         node->next = new hashedname;
         node = node->next;
-        rest = found ? found + separatorLength : end;
     }
     return chain.release();
+}
+
+std::wstring_view hashedname::takeComponent(std::wstring_view& name) noexcept
+{
+    const std::wstring_view component = name.substr(0, name.find(separator));
+    name.remove_prefix(std::min(component.size() + separator.size(), name.size()));
+    return component;
 }
 
 void hashedname::destroy(hashedname* chain) noexcept

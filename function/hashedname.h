@@ -2,6 +2,8 @@
 
 #include <tolvane/string.h>
 
+#include <string_view>
+
 /// A name as a chain of hashes, one node per "::"-separated component, left to right, and a
 /// terminator, which alone has no next.
 struct hashedname
@@ -14,6 +16,9 @@ struct hashedname
     /// Builds the chain of a name. An empty name is a lone terminator; a trailing "::" adds
     /// nothing; a leading one makes a first, empty component.
     static hashedname* build(const tolvane::string& name);
+
+    /// Takes the first component from the begin of a name, and the "::" behind it.
+    static std::wstring_view takeComponent(std::wstring_view& name) noexcept;
 
     /// Frees a chain from a node on; null is ignored.
     static void destroy(hashedname* chain) noexcept;

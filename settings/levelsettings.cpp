@@ -60,6 +60,12 @@ bool levelsettings::read(std::wstring_view text)
     return true;
 }
 
+std::wstring levelsettings::nameOf(tracelevel_t level)
+{
+    return level >= tl_always && level <= tl_trace ? std::wstring(names[level].word)
+                                                   : std::to_wstring(static_cast<int>(level));
+}
+
 /// The last equality sign counts: operators have some in their names.
 bool levelsettings::readPart(std::wstring_view part)
 {

@@ -26,6 +26,9 @@ public:
     /// \return false when a part is malformed; then wrong() tells which, and there are no settings.
     bool read(std::wstring_view text);
 
+    /// A level's word; a number for what is none.
+    static std::wstring nameOf(tracelevel_t level);
+
     /// In the order in which they are to be set: a name before what it contains, and the last of
     /// equal ones last.
     const std::vector<setting>& all() const noexcept { return m_all; }

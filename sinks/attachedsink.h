@@ -41,6 +41,10 @@ struct attachedsink
     /// the holder of the sink lock.
     bool isStuck = false;
 
+    /// Of its file, the platform's; see tolvane::errorText(). Set by the holder of the sink lock,
+    /// read by anybody.
+    std::atomic<int> lastError{0};
+
     /// Attached since the followed settings name it. Used under both of the dispatcher's locks.
     bool isFromSettings = false;
 };

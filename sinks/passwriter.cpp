@@ -332,6 +332,9 @@ void passwriter::settle(destination& to) noexcept
             tolvane::FileSystem::current().append(to.path, left, !to.attached.isStuck && !isStuck);
         m_progress.move();
         isStuck = isStuck || appended.isStuck;
+        if (appended.error != 0) {
+            to.attached.lastError.store(appended.error, std::memory_order_relaxed);
+        }
         to.counted.written += appended.lines;
         std::size_t tried = appended.lines;
         if (tried != left.count) {

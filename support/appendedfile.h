@@ -36,6 +36,9 @@ public:
     /// Whether somebody who reads at the other end took too little of the last write.
     bool isStuck() const noexcept { return m_isStuck; }
 
+    /// What the system has refused last; 0: nothing.
+    int error() const noexcept { return m_error; }
+
     /// Removes the last bytes that were written.
     /// \return false when they stay: they are not the end of the file any more, or it cannot be
     ///         cut.
@@ -48,6 +51,7 @@ private:
     std::intptr_t m_file; ///< the platform's
     const bool m_mayWait;
     bool m_isStuck = false;
+    int m_error = 0;
 };
 
 } // namespace tolvane

@@ -103,10 +103,10 @@ template <class file_t>
 Appended appendLines(file_t& file, const Lines& lines, TornEnds& tornEnds) noexcept
 {
     if (!file.isOpen()) {
-        return {};
+        return {0, false, file.error()};
     }
     if (!tornEnds.isEmpty() && !endTornLine(file, tornEnds, lines.end)) {
-        return {0, file.isStuck()};
+        return {0, file.isStuck(), file.error()};
     }
     const std::size_t written = lines.start + file.write(lines.bytes(), lines.size());
     const auto whole = static_cast<std::size_t>(
@@ -116,7 +116,7 @@ Appended appendLines(file_t& file, const Lines& lines, TornEnds& tornEnds) noexc
     if (torn != 0 && !file.cut(torn) && file.end(end)) {
         tornEnds.remember(end);
     }
-    return {whole, file.isStuck()};
+    return {whole, file.isStuck(), file.error()};
 }
 
 } // namespace tolvane

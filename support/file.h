@@ -33,6 +33,8 @@ struct Appended
     /// The file is one that somebody reads from at the other end, who takes nothing. If the caller
     /// could wait, some time has passed.
     bool isStuck = false;
+
+    int error = 0; ///< the platform's, of what failed; see errorText()
 };
 
 /// Appends lines to the end of a file with one write, and closes it again. A missing file is made.

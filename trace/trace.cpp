@@ -149,6 +149,12 @@ void trace::useUtf8()
     tolvane::narrowtext::setUtf8(true);
 }
 
+tolvane::string trace::describe()
+{
+    const insidelibrary inside;
+    return dispatcher().describe();
+}
+
 tracelevel_t trace::getLevelFromInt(int level, tracelevel_t fallback)
 {
     return static_cast<unsigned int>(level) <= tl_trace ? static_cast<tracelevel_t>(level)

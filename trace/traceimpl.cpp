@@ -3,6 +3,7 @@
 #include "settings/levelsettings.h"
 #include "sinks/levelgeneration.h"
 #include "sinks/passwriter.h"
+#include "sinks/sinkdescription.h"
 #include "stacktrace/structuredexception.h"
 #include "support/clock.h"
 #include "support/nativethread.h"
@@ -225,6 +226,17 @@ unsigned long long traceimpl::lost(trace::lossreason reason)
         }
     }
     return lines;
+}
+
+tolvane::string traceimpl::describe()
+{
+    const instancelock lock(m_instanceMutex);
+    countNoted();
+    std::wstring text;
+    for (const auto& attached : m_sinks) {
+        sinkdescription::append(text, attached.second);
+    }
+    return text.empty() ? L"no sink is attached\n" : text.c_str();
 }
 
 const hashedfunction& traceimpl::registerfunction(const char* signature)

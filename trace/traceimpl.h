@@ -113,6 +113,7 @@ public:
     bool sync(unsigned long long milliseconds);
 
     unsigned long long lost(trace::lossreason reason);
+    tolvane::string describe();
 
     /// Milliseconds, in all, that a thread which faulted waits for its report to be written.
     static constexpr unsigned long long longestWaitToReport = 1000;

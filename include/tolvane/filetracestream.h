@@ -56,6 +56,7 @@ private:
     friend class jsontracestream;
     friend class passwriter;
     friend class rotatingfilestracestream;
+    friend class sinkdescription;
 
     /// What a record is written as.
     enum format_t : int

@@ -55,6 +55,7 @@ public:
 
 private:
     friend class passwriter;
+    friend class sinkdescription;
 
     struct Impl;
 

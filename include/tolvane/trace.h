@@ -144,6 +144,14 @@ public:
     /// that was converted before stays as it is; there is no way back. Takes no lock.
     static void useUtf8();
 
+    /// Tells people what is attached, for the question why they see nothing: a line, with a line
+    /// feed at its end, per sink, in the order of their ids, or one that says that there is none.
+    ///
+    /// A line has the destination (a file's path, "standard error", a sink of the application's as
+    /// its id), the levels, how many lines were written and lost so far, and in the system's words
+    /// the last error of a file. Lines that wait are in none of the counts: see sync().
+    static tolvane::string describe();
+
     /// The integer as a level when it lies in 0..6, else the fallback. Takes no lock.
     static tracelevel_t getLevelFromInt(int level, tracelevel_t fallback);
 

@@ -81,6 +81,7 @@ private:
     friend class ostreamtracestream;
     friend class passwriter;
     friend class rotatingfilestracestream;
+    friend class sinkdescription;
     friend class syslogtracestream;
     friend class traceimpl;
     friend struct tracestreamtest;

@@ -54,6 +54,7 @@ AppendedFile::AppendedFile(const std::string& path, bool mayWait) noexcept
     if (m_file < 0 && errno == EWOULDBLOCK) {
         m_file = open(path, 0);
     }
+    m_error = m_file < 0 ? errno : 0;
 }
 
 AppendedFile::~AppendedFile()
@@ -84,9 +85,11 @@ std::size_t AppendedFile::write(const char* bytes, std::size_t count) noexcept
             deadline = isFirst ? steadyclock::now() + longestWait : deadline;
             m_isStuck = !m_mayWait || !waitForRoom(file, deadline);
             if (m_isStuck) {
+                m_error = EAGAIN;
                 break;
             }
         } else if (written == 0 || errno != EINTR) {
+            m_error = written == 0 ? ENOSPC : errno;
             break;
         }
     }

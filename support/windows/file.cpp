@@ -35,12 +35,16 @@ bool identifyOpen(HANDLE file, FileIdentity& identity) noexcept
 /// With the right to append only, every write goes to the file's end, wherever that is.
 AppendedFile::AppendedFile(const std::string& path, bool mayWait) noexcept : m_mayWait(mayWait)
 {
+    const NativePath native(path);
     const HANDLE file =
-        CreateFileW(NativePath(path).c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES,
-                    sharedWithAll, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    const bool made = GetLastError() != ERROR_ALREADY_EXISTS;
+        CreateFileW(native.c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES, sharedWithAll,
+                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const DWORD error = GetLastError();
+    const bool made = error != ERROR_ALREADY_EXISTS;
     m_file = reinterpret_cast<std::intptr_t>(file);
-    if (isOpen() && made) {
+    if (!isOpen()) {
+        m_error = static_cast<int>(error);
+    } else if (made) {
         markAsCreatedNow(file);
     }
 }
@@ -65,7 +69,12 @@ std::size_t AppendedFile::write(const char* bytes, std::size_t count) noexcept
     while (done < count) {
         DWORD written = 0;
         const auto part = static_cast<DWORD>(std::min(count - done, most));
-        if (!WriteFile(handleOf(m_file), bytes + done, part, &written, nullptr) || written == 0) {
+        if (!WriteFile(handleOf(m_file), bytes + done, part, &written, nullptr)) {
+            m_error = static_cast<int>(GetLastError());
+            break;
+        }
+        if (written == 0) {
+            m_error = ERROR_DISK_FULL;
             break;
         }
         done += written;

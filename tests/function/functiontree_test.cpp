@@ -456,3 +456,38 @@ TEST_CASE("what a change replaces is freed when nobody reads it", "[function]")
 
     CHECK(allocations::alive() == once);
 }
+
+TEST_CASE("a tree tells the names whose levels differ from what surrounds them", "[function]")
+{
+    const auto shown = [](const leveltree& tree) {
+        std::wstring text;
+        for (const auto& each : tree.all()) {
+            text += each.name + L'=' + std::to_wstring(each.level) + L' ';
+        }
+        return text;
+    };
+    leveltree tree;
+    CHECK(shown(tree) == L"=0 ");
+
+    tree.set(tl_info, L"");
+    tree.set(tl_debug, L"shop::order");
+    tree.set(tl_trace, L"bank");
+    tree.set(tl_info, L"house");
+    CHECK(shown(tree) == L"=3 bank=6 shop::order=5 ");
+
+    tree.set(tl_error, L""); // what has been made on the way keeps its level
+    CHECK(shown(tree) == L"=1 bank=6 house=3 shop=3 shop::order=5 ");
+
+    leveltree copied;
+    copied.set(tl_trace, L"gone");
+    copied.assign(tree);
+    CHECK(shown(copied) == shown(tree));
+
+    tree.clear(L"shop::order");
+    tree.clear(L"bank");
+    CHECK(shown(tree) == L"=1 house=3 shop=3 ");
+
+    tree.reset(tl_always);
+    tree.set(tl_info, L"::a::");
+    CHECK(shown(tree) == L"=0 ::a=3 ");
+}

@@ -26,6 +26,8 @@ struct scriptedfile
         return written;
     }
 
+    int error() const { return room == 0 || !opens ? 28 : 0; }
+
     bool cut(std::size_t count)
     {
         if (canBeCut) {
@@ -254,4 +256,17 @@ TEST_CASE("ends are remembered until they are forgotten, the last eight of them"
     tornEnds.remember(end(21));
     CHECK(tornEnds.forget(end(21)));
     CHECK(tornEnds.forget(end(20)));
+}
+
+TEST_CASE("what the system has refused is told", "[support]")
+{
+    TornEnds tornEnds;
+    scriptedfile file;
+    CHECK(append(file, tornEnds, "one\r\n").error == 0);
+
+    file.room = 2;
+    CHECK(append(file, tornEnds, "one\r\n").error == 28);
+
+    file.opens = false;
+    CHECK(append(file, tornEnds, "one\r\n").error == 28);
 }

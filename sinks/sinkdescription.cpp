@@ -1,0 +1,103 @@
+#include "sinks/sinkdescription.h"
+
+#include <tolvane/filetracestream.h>
+#include <tolvane/rotatingfilestracestream.h>
+
+#include "function/functiontree.h"
+#include "settings/levelsettings.h"
+#include "sinks/rotation.h"
+#include "support/errortext.h"
+
+#include <cstdint>
+#include <iostream>
+
+namespace {
+
+std::wstring hexadecimal(unsigned long long number)
+{
+    std::wstring digits;
+    do {
+        digits.insert(digits.begin(), L"0123456789abcdef"[number & 0xF]);
+        number >>= 4;
+    } while (number != 0);
+    return L"0x" + digits;
+}
+
+bool isOf(unsigned long long id, const void* stream) noexcept
+{
+    return id == reinterpret_cast<std::uintptr_t>(stream);
+}
+
+/// A sink for a stream has the stream's address as its id.
+/// \return null for what is no standard stream.
+const wchar_t* standardStream(unsigned long long id) noexcept
+{
+    if (isOf(id, &std::cout) || isOf(id, &std::wcout)) {
+        return L"standard output";
+    }
+    const bool isError = isOf(id, &std::cerr) || isOf(id, &std::wcerr) || isOf(id, &std::clog) ||
+                         isOf(id, &std::wclog);
+    return isError ? L"standard error" : nullptr;
+}
+
+} // namespace
+
+void sinkdescription::append(std::wstring& to, const attachedsink& attached)
+{
+    to += destinationOf(*attached.sink, attached.id);
+    to += L": " + levelsOf(*attached.sink) + L"; " + fateOf(attached) + L'\n';
+}
+
+std::wstring sinkdescription::destinationOf(const tracestream& sink, unsigned long long id)
+{
+    if (const wchar_t* const stream = standardStream(id)) {
+        return stream;
+    }
+    switch (sink.m_kind) {
+    case tracestream::sk_stream:
+        return L"stream " + hexadecimal(id);
+    case tracestream::sk_file:
+        return std::wstring(L"file ") +
+               static_cast<const filetracestream&>(sink).filename().c_str();
+    case tracestream::sk_rotatingfile: {
+        const auto& rotating = static_cast<const rotatingfilestracestream&>(sink);
+        const rotatingfilestracestream::Impl& limits = *rotating.m_rotation;
+        return std::wstring(L"rotating files ") + rotating.filename().c_str() + L" (" +
+               std::to_wstring(limits.m_files) + L" of " + std::to_wstring(limits.m_maxsize) +
+               L" KiB" +
+               (limits.m_maxdays == 0 ? L""
+                                      : L", " + std::to_wstring(limits.m_maxdays) + L" days") +
+               L")";
+    }
+    case tracestream::sk_custom:
+        break;
+    }
+    return L"sink " + hexadecimal(id);
+}
+
+std::wstring sinkdescription::levelsOf(const tracestream& sink)
+{
+    std::wstring levels;
+    for (const auto& each : sink.m_levels->all()) {
+        levels += levels.empty() ? L"*" : L", " + each.name;
+        levels += L'=' + tolvane::levelsettings::nameOf(each.level);
+    }
+    return levels;
+}
+
+std::wstring sinkdescription::fateOf(const attachedsink& attached)
+{
+    unsigned long long lost = 0;
+    for (const auto& reason : attached.counts.lost) {
+        lost += reason.load(std::memory_order_relaxed);
+    }
+    const unsigned long long written = attached.counts.written.load(std::memory_order_relaxed);
+    std::wstring fate = std::to_wstring(written) + L" written, " + std::to_wstring(lost) + L" lost";
+    if (const int error = attached.lastError.load(std::memory_order_relaxed)) {
+        fate += L"; last error: " + tolvane::errorText(error);
+    }
+    if (attached.isFaulty) {
+        fate += L"; it has faulted, and gets no more lines";
+    }
+    return fate;
+}
