@@ -9,6 +9,10 @@ hashedfunction::hashedfunction(const char* signature)
     : m_name(functionname(signature)), m_key(hashedname::build(m_name))
 {}
 
+hashedfunction::hashedfunction(plain, const tolvane::string& name)
+    : m_name(name), m_key(hashedname::build(m_name))
+{}
+
 hashedfunction::~hashedfunction()
 {
     hashedname::destroy(m_key);

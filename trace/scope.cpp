@@ -26,7 +26,7 @@ TOLVANE_COLD unsigned long long scope::enterAtLength(const hashedfunction*& func
                                                      const char* signature)
 {
     m_thread = nullptr;
-    m_function = scopeentry::registered(function, signature);
+    m_function = scopeentry::registeredPlainly(function, signature);
     m_level = scopeentry::enter(m_function);
     return 0; // is not asked for
 }

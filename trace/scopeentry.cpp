@@ -19,16 +19,18 @@ constexpr auto noLines = static_cast<tracelevel_t>(-1);
 /// Two threads may enter a function for the first time at once: the lock decides which of them
 /// registers it.
 TOLVANE_COLD const hashedfunction* scopeentry::registerOnce(const hashedfunction*& function,
-                                                            const char* signature)
+                                                            const char* signature,
+                                                            registration_t registration)
 {
     if (insidelibrary::isEntered()) {
         return &unregistered;
     }
     std::atomic<const hashedfunction*>& shared = tolvane::atomicRef(function);
-    const instancelock lock(safesingleton<traceimpl>::instance().m_instanceMutex);
+    traceimpl& dispatcher = safesingleton<traceimpl>::instance();
+    const instancelock lock(dispatcher.m_instanceMutex);
     const hashedfunction* known = shared.load(std::memory_order_acquire);
     if (!known) {
-        known = &trace::registerfunction(signature);
+        known = &(dispatcher.*registration)(signature);
         shared.store(known, std::memory_order_release);
     }
     return known;

@@ -7,6 +7,7 @@
 #include "sinks/levelgeneration.h"
 #include "stacktrace/callstack.h"
 #include "support/atomicref.h"
+#include "trace/traceimpl.h"
 
 #include <atomic>
 #include <new>
@@ -54,7 +55,15 @@ public:
     static const hashedfunction* registered(const hashedfunction*& function, const char* signature)
     {
         const hashedfunction* const visited = known(function);
-        return visited ? visited : registerOnce(function, signature);
+        return visited ? visited : registerOnce(function, signature, &traceimpl::registerfunction);
+    }
+
+    /// The same with a name in plain form, see plainName().
+    static const hashedfunction* registeredPlainly(const hashedfunction*& function,
+                                                   const char* signature)
+    {
+        const hashedfunction* const visited = known(function);
+        return visited ? visited : registerOnce(function, signature, &traceimpl::registerscope);
     }
 
     /// Pushes the function onto the thread's stack and queues the entry line, if a sink takes it.
@@ -95,8 +104,10 @@ public:
                         tracelevel_t level);
 
 private:
+    using registration_t = const hashedfunction& (traceimpl::*)(const char* signature);
+
     static const hashedfunction* registerOnce(const hashedfunction*& function,
-                                              const char* signature);
+                                              const char* signature, registration_t registration);
     static tracelevel_t findLevel(const hashedfunction& function);
     static void queueEntry(const hashedfunction& function);
     static void queueExit(const hashedfunction& function) noexcept;

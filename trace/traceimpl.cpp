@@ -1,5 +1,6 @@
 #include "trace/traceimpl.h"
 
+#include "function/plainname.h"
 #include "settings/levelsettings.h"
 #include "sinks/levelgeneration.h"
 #include "sinks/passwriter.h"
@@ -24,6 +25,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <string>
 #include <utility>
 
 namespace {
@@ -242,7 +244,20 @@ tolvane::string traceimpl::describe()
 const hashedfunction& traceimpl::registerfunction(const char* signature)
 {
     const instancelock lock(m_instanceMutex);
-    countedptr<hashedfunction> function(new hashedfunction(signature));
+    return keepFunction(new hashedfunction(signature));
+}
+
+const hashedfunction& traceimpl::registerscope(const char* signature)
+{
+    const instancelock lock(m_instanceMutex);
+    const std::string name = plainName(signature ? signature : "");
+    return keepFunction(new hashedfunction(hashedfunction::plain(), name.c_str()));
+}
+
+/// Caller holds m_instanceMutex.
+const hashedfunction& traceimpl::keepFunction(hashedfunction* made)
+{
+    countedptr<hashedfunction> function(made);
     m_functions.push_back(std::move(function));
     return *m_functions.back();
 }

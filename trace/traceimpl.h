@@ -78,6 +78,9 @@ public:
 
     const hashedfunction& registerfunction(const char* signature);
 
+    /// The same for a function whose name is plainName() of the signature.
+    const hashedfunction& registerscope(const char* signature);
+
     /// See trace::nameThread.
     void nameThread(const tolvane::string& name);
 
@@ -208,6 +211,8 @@ private:
     bool enterBoth(std::optional<tolvane::Auto_TimedMutex>& lock,
                    unsigned long long instancePatience, unsigned long long sinkPatience) noexcept;
     void rememberEnded() noexcept;
+
+    const hashedfunction& keepFunction(hashedfunction* made);
 
     // traceimpl_fork.cpp
     void giveBack(const forklocks& held) noexcept;

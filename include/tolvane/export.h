@@ -61,6 +61,20 @@
 #define TOLVANE_END_DECLARATIONS
 #endif
 
+/// Around a declaration that may hide another one on purpose. The Microsoft compiler tells of what
+/// is hidden within a function by 4456 and 4457, outside by 4458 and 4459.
+#if defined(_MSC_VER)
+#define TOLVANE_SHADOWING __pragma(warning(push)) __pragma(warning(disable : 4456 4457 4458 4459))
+#define TOLVANE_NO_SHADOWING __pragma(warning(pop))
+#elif defined(__GNUC__)
+#define TOLVANE_SHADOWING \
+    _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wshadow\"")
+#define TOLVANE_NO_SHADOWING _Pragma("GCC diagnostic pop")
+#else
+#define TOLVANE_SHADOWING
+#define TOLVANE_NO_SHADOWING
+#endif
+
 /// GCC and clang call pure virtual functions through a weak reference, which by itself brings in no
 /// definition: such a call would jump to null. What imports the library therefore holds this strong
 /// one, to the entry through which the library's definition is imported. (A strong reference to the

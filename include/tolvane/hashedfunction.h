@@ -13,8 +13,8 @@ TOLVANE_BEGIN_DECLARATIONS
 /// One registered function: its plain qualified name, and the hashes of the name's "::"-separated
 /// components, by which its trace level is found.
 ///
-/// Made by trace::registerfunction from a compiler signature; name and hashes never change, so any
-/// thread may read it.
+/// Made by trace::registerfunction from a compiler signature, or by a scope; name and hashes never
+/// change, so any thread may read it.
 class TOLVANE_EXPORT hashedfunction
 {
 public:
@@ -48,6 +48,12 @@ private:
     friend class levelgeneration;
     friend class traceimpl;
     friend struct hashedfunctiontest;
+
+    /// Says that a text is a name already.
+    struct plain
+    {};
+
+    hashedfunction(plain, const tolvane::string& name);
 
     static tolvane::string functionname(const char* signature);
 

@@ -23,10 +23,13 @@
 #define TOLVANE_SIGNATURE __PRETTY_FUNCTION__
 #endif
 
-/// Opens the enclosing function's scope under the given name.
-#define TOLVANE_SCOPE(name)                                 \
-    static const hashedfunction* name##_function = nullptr; \
-    tolvane::scope name(name##_function, TOLVANE_SIGNATURE)
+/// Opens the enclosing function's scope under the given name, which may be that of another one
+/// around it: a block's, or that of the function in which a lambda stands.
+#define TOLVANE_SCOPE(name)                                  \
+    TOLVANE_SHADOWING                                        \
+    static const hashedfunction* name##_function = nullptr;  \
+    tolvane::scope name(name##_function, TOLVANE_SIGNATURE); \
+    TOLVANE_NO_SHADOWING static_cast<void>(0)
 
 /// Statements above this level, a constant, compile to nothing. A source file defines it before it
 /// includes the first of the library's headers.

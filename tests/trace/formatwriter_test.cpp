@@ -121,8 +121,8 @@ double anyReal(random_t& random)
 {
     const auto any = std::ldexp(static_cast<double>(random()) * (random() % 2 == 0 ? 1 : -1),
                                 static_cast<int>(random() % 200) - 100);
-    return anyOf<double>(random, {0.0, -0.0, 1.0, 0.5, 1.5, 2.5, 9.9999999, 99999.5, 123456, 1234567,
-                          0.0001, 0.00001, any, any, 1e300, -1e-300});
+    return anyOf<double>(random, {0.0, -0.0, 1.0, 0.5, 1.5, 2.5, 9.9999999, 99999.5, 123456,
+                                  1234567, 0.0001, 0.00001, any, any, 1e300, -1e-300});
 }
 
 constexpr int manyTimes = 400;
