@@ -147,6 +147,10 @@ public:
             const std::string character(1, static_cast<char>(m_value));
             return how.pad(converted(character));
         }
+        const bool hasNoDigits = how.precision.find_first_not_of(".0") == std::string::npos;
+        if (how.kind == 'o' && how.has('#') && m_value == 0 && hasNoDigits) {
+            return how.pad(L"0", how.precision.empty() && how.has('0') ? L'0' : L' '); // but MinGW
+        }
         if (how.isOf("diouxX")) {
             return how.print(std::string(1, how.kind).c_str(), m_value);
         }

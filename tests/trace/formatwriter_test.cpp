@@ -127,6 +127,15 @@ double anyReal(random_t& random)
 
 constexpr int manyTimes = 400;
 
+/// MinGW's library leaves out the digit that the C standard asks for.
+bool isNoDigit(const std::string& field, char kind, bool isZero)
+{
+    const std::size_t point = field.find('.');
+    return kind == 'o' && isZero && field.find('#') != std::string::npos &&
+           point != std::string::npos &&
+           field.find_first_of("123456789", point) == std::string::npos;
+}
+
 template <class number_t>
 void compareIntegers(const std::string& modifier)
 {
@@ -140,8 +149,12 @@ void compareIntegers(const std::string& modifier)
         const auto value = anyInteger<number_t>(random);
         const std::string format = field + modifier + kind;
         CAPTURE(format, +value);
-        CHECK(formatted(format.c_str(), value) == printed(format, value));
-        CHECK(formatted((field + kind).c_str(), value) == printed(format, value));
+        if (isNoDigit(field, kind, value == 0)) {
+            continue;
+        }
+        const std::wstring expected = printed(format, value);
+        CHECK(formatted(format.c_str(), value) == expected);
+        CHECK(formatted((field + kind).c_str(), value) == expected);
     }
 }
 
@@ -162,6 +175,11 @@ TEST_CASE("integers are formatted as by snprintf, of whatever width", "[trace][f
     compareIntegers<std::ptrdiff_t>("t");
     compareIntegers<std::intmax_t>("j");
     compareIntegers<std::size_t>("z");
+}
+
+TEST_CASE("an octal zero has its digit when it is to show its base", "[trace][formats]")
+{
+    CHECK(formatted("%#.0o|%#3.0o|%.0o|%#o|%#x", 0, 0, 0, 0, 0) == L"0|  0||0|0");
 }
 
 TEST_CASE("reals are formatted as by snprintf", "[trace][formats]")
