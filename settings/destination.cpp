@@ -44,22 +44,26 @@ const wchar_t* destination::read(std::wstring_view text)
     }
     const std::wstring_view word = trimmed(takePart(text, L":"));
     if (isSameWord(word, L"file")) {
-        return readFile(text);
+        return readFile(file, text);
     }
     if (isSameWord(word, L"rotating")) {
         return readRotating(text);
     }
-    return L"the destination is none of stdout, stderr, file:PATH and rotating:PATH:FILES:KIB";
+    if (isSameWord(word, L"json")) {
+        return readFile(jsonFile, text);
+    }
+    return L"the destination is none of stdout, stderr, file:PATH, rotating:PATH:FILES:KIB and "
+           L"json:PATH";
 }
 
-const wchar_t* destination::readFile(std::wstring_view text)
+const wchar_t* destination::readFile(kind_t as, std::wstring_view text)
 {
     text = trimmed(text);
     if (text.empty()) {
         return L"the file has no path";
     }
     *this = {};
-    kind = file;
+    kind = as;
     path = string(text);
     return nullptr;
 }
@@ -71,9 +75,8 @@ const wchar_t* destination::readRotating(std::wstring_view text)
     if (!takeFigure(text, readSize) || !takeFigure(text, readFiles)) {
         return L"behind the path of rotating files, their number and their size in KiB are missing";
     }
-    const wchar_t* const wrong = readFile(text);
+    const wchar_t* const wrong = readFile(rotatingFile, text);
     if (!wrong) {
-        kind = rotatingFile;
         files = readFiles;
         maxsize = readSize;
     }

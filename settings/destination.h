@@ -6,7 +6,8 @@
 
 namespace tolvane {
 
-/// Where lines go, as people write it: "stdout", "stderr", "file:PATH", "rotating:PATH:FILES:KIB".
+/// Where lines go, as people write it: "stdout", "stderr", "file:PATH", "rotating:PATH:FILES:KIB",
+/// "json:PATH".
 ///
 /// The words are read in any case, and blanks around the parts are ignored. Figures are looked for
 /// from the right: a path may have colons.
@@ -18,6 +19,7 @@ struct destination
         standardError,
         file,
         rotatingFile,
+        jsonFile,
     };
 
     kind_t kind = standardError;
@@ -35,7 +37,7 @@ struct destination
     }
 
 private:
-    const wchar_t* readFile(std::wstring_view text);
+    const wchar_t* readFile(kind_t as, std::wstring_view text);
     const wchar_t* readRotating(std::wstring_view text);
 };
 

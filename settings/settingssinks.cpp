@@ -1,7 +1,8 @@
 #include "settings/settingssinks.h"
 
+#include <tolvane/consoletracestream.h>
 #include <tolvane/filetracestream.h>
-#include <tolvane/ostreamtracestream.h>
+#include <tolvane/jsontracestream.h>
 #include <tolvane/rotatingfilestracestream.h>
 
 #include "support/standarderror.h"
@@ -18,12 +19,14 @@ std::unique_ptr<tracestream> makeSink(const destination& to)
         return std::make_unique<filetracestream>(to.path);
     case destination::rotatingFile:
         return std::make_unique<rotatingfilestracestream>(to.path, to.files, to.maxsize, 0);
+    case destination::jsonFile:
+        return std::make_unique<jsontracestream>(to.path);
     case destination::standardOutput:
-        return std::make_unique<ostreamtracestream<char>>(std::cout);
+        return std::make_unique<consoletracestream>(std::cout);
     case destination::standardError:
         break;
     }
-    return std::make_unique<ostreamtracestream<char>>(std::cerr);
+    return std::make_unique<consoletracestream>();
 }
 
 void complain(std::wstring_view source, const std::wstring& wrong)

@@ -57,22 +57,32 @@ std::wstring sinkdescription::destinationOf(const tracestream& sink, unsigned lo
     case tracestream::sk_stream:
         return L"stream " + hexadecimal(id);
     case tracestream::sk_file:
-        return std::wstring(L"file ") +
-               static_cast<const filetracestream&>(sink).filename().c_str();
-    case tracestream::sk_rotatingfile: {
-        const auto& rotating = static_cast<const rotatingfilestracestream&>(sink);
-        const rotatingfilestracestream::Impl& limits = *rotating.m_rotation;
-        return std::wstring(L"rotating files ") + rotating.filename().c_str() + L" (" +
-               std::to_wstring(limits.m_files) + L" of " + std::to_wstring(limits.m_maxsize) +
-               L" KiB" +
-               (limits.m_maxdays == 0 ? L""
-                                      : L", " + std::to_wstring(limits.m_maxdays) + L" days") +
-               L")";
-    }
+        return pathOf(sink);
+    case tracestream::sk_rotatingfile:
+        return L"rotating " + pathOf(sink) + limitsOf(sink);
     case tracestream::sk_custom:
         break;
     }
     return L"sink " + hexadecimal(id);
+}
+
+std::wstring sinkdescription::pathOf(const tracestream& file)
+{
+    const auto& sink = static_cast<const filetracestream&>(file);
+    const bool isJson = sink.m_format == filetracestream::ff_json;
+    return std::wstring(isJson ? L"JSON file " : L"file ") + sink.filename().c_str();
+}
+
+std::wstring sinkdescription::limitsOf(const tracestream& file)
+{
+    const rotatingfilestracestream::Impl& limits =
+        *static_cast<const rotatingfilestracestream&>(file).m_rotation;
+    std::wstring text = L" (" + std::to_wstring(limits.m_files) + L" of " +
+                        std::to_wstring(limits.m_maxsize) + L" KiB";
+    if (limits.m_maxdays != 0) {
+        text += L", " + std::to_wstring(limits.m_maxdays) + L" days";
+    }
+    return text + L')';
 }
 
 std::wstring sinkdescription::levelsOf(const tracestream& sink)

@@ -77,10 +77,10 @@ public:
     ///
     /// \param variable  its name. The text has entries with semicolons or line feeds between, each
     ///                  levels as for setLevels(), which become those of that sink, a ">" and where
-    ///                  lines go: stdout, stderr, file:PATH or rotating:PATH:FILES:KIB. Without a
-    ///                  ">" they go to standard error. Blanks around all these, and empty entries,
-    ///                  are ignored; of entries for one destination the last counts. On Linux the
-    ///                  text is UTF-8.
+    ///                  lines go: stdout, stderr, file:PATH, rotating:PATH:FILES:KIB or json:PATH.
+    ///                  Without a ">" they go to standard error. Blanks around all these, and empty
+    ///                  entries, are ignored; of entries for one destination the last counts. On
+    ///                  Linux the text is UTF-8.
     /// \return true when all is attached that is named, which is nothing when the variable is empty
     ///         or not set. False when an entry is malformed: then nothing is attached, and a line
     ///         on standard error tells which and why.

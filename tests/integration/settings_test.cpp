@@ -58,6 +58,17 @@ TEST_CASE("the variable has any name, and lines go to standard output and rotati
     CHECK(result.error == "read: 1\n");
 }
 
+TEST_CASE("a variable names a file of JSON", "[integration][settings]")
+{
+    const temporaryfolder folder;
+
+    runChild("usual", {{"TOLVANE", "shop=info > json:" + folder.file("a.json")}});
+
+    const std::string json = folder.read("a.json");
+    CHECK(json.front() == '{');
+    CHECK(json.find("\"function\":\"shop::order\"") != std::string::npos);
+}
+
 TEST_CASE("a variable that is empty or not set attaches nothing", "[integration][settings]")
 {
     CHECK(runChild("usual", {{"TOLVANE", ""}}).error == "read: 1\n");

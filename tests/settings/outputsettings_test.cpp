@@ -19,6 +19,8 @@ std::string shown(const destination& to)
         return "err";
     case destination::file:
         return "file(" + std::string(to.path.narrow()) + ")";
+    case destination::jsonFile:
+        return "json(" + std::string(to.path.narrow()) + ")";
     case destination::rotatingFile:
         return "rotating(" + std::string(to.path.narrow()) + "," + std::to_string(to.files) + "," +
                std::to_string(to.maxsize) + ")";
@@ -53,6 +55,8 @@ TEST_CASE("an entry has levels and a destination", "[settings][output]")
     CHECK(entriesOf(L"*=info > stdout") == "=3 >out");
     CHECK(entriesOf(L"*=info > stderr") == "=3 >err");
     CHECK(entriesOf(L"*=info,shop=trace > file:shop.log") == "=3 shop=6 >file(shop.log)");
+    CHECK(entriesOf(L"*=info > json:shop.json") == "=3 >json(shop.json)");
+    CHECK(entriesOf(L"*=info > JSON:C:\\a.json") == "=3 >json(C:\\a.json)");
     CHECK(entriesOf(L"*=info > rotating:shop.log:5:1024") == "=3 >rotating(shop.log,5,1024)");
 }
 
@@ -105,7 +109,8 @@ TEST_CASE("of entries for one destination the last counts", "[settings][output]"
 TEST_CASE("what is wrong with an entry is said with the entry", "[settings][output]")
 {
     const std::string none =
-        "the destination is none of stdout, stderr, file:PATH and rotating:PATH:FILES:KIB";
+        "the destination is none of stdout, stderr, file:PATH, rotating:PATH:FILES:KIB "
+        "and json:PATH";
     const std::string figures =
         "behind the path of rotating files, their number and their size in KiB are missing";
 

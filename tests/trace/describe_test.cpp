@@ -85,11 +85,26 @@ TEST_CASE("files are told by their paths, and rotating ones with their limits", 
 
     dispatcher.output(rotatingfilestracestream("shop.log", 5, 1024, 0));
     CHECK(described(dispatcher) ==
-          "rotating files shop.log (5 of 1024 KiB): *=always; 0 written, 0 lost\n");
+          "rotating file shop.log (5 of 1024 KiB): *=always; 0 written, 0 lost\n");
 
     dispatcher.output(rotatingfilestracestream("shop.log", 5, 1024, 7));
     CHECK(described(dispatcher) ==
-          "rotating files shop.log (5 of 1024 KiB, 7 days): *=always; 0 written, 0 lost\n");
+          "rotating file shop.log (5 of 1024 KiB, 7 days): *=always; 0 written, 0 lost\n");
+}
+
+TEST_CASE("consoles and files of JSON are told, too", "[trace][describe]")
+{
+    traceimpl dispatcher;
+    dispatcher.output(jsontracestream("a.json"));
+    CHECK(described(dispatcher) == "JSON file a.json: *=always; 0 written, 0 lost\n");
+
+    dispatcher.output(jsontracestream("a.json", 3, 64));
+    CHECK(described(dispatcher) ==
+          "rotating JSON file a.json (3 of 64 KiB): *=always; 0 written, 0 lost\n");
+
+    traceimpl other;
+    other.output(consoletracestream());
+    CHECK(described(other) == "standard error: *=always; 0 written, 0 lost\n");
 }
 
 TEST_CASE("the last error of a file is told in the system's words", "[trace][describe]")
