@@ -5,6 +5,7 @@
 #include <tolvane/rotatingfilestracestream.h>
 
 #include "sinks/levelgeneration.h"
+#include "sinks/linerecorder.h"
 #include "sinks/rotation.h"
 #include "stacktrace/structuredexception.h"
 #include "support/coldpath.h"
@@ -57,6 +58,9 @@ passwriter::destination::destination(attachedsink& target)
       isStream(target.sink->m_kind == tracestream::sk_stream),
       rotating(target.sink->m_kind == tracestream::sk_rotatingfile
                    ? static_cast<rotatingfilestracestream*>(target.sink)
+                   : nullptr),
+      recorder(target.sink->m_kind == tracestream::sk_recorder
+                   ? static_cast<recordertracestream*>(target.sink)
                    : nullptr)
 {
     file = target.sink->m_kind == tracestream::sk_file ? static_cast<filetracestream*>(target.sink)
@@ -252,9 +256,36 @@ void passwriter::callSink(destination& to, const formattedline& line)
     if (to.isStream) {
         m_encoder.text(line); // it would do so itself, but not know the last line's time
     }
+    if (to.recorder) {
+        to.recorder->m_recorder->m_progress = &m_progress;
+    }
     const passprogress::foreigncall call(m_progress, to.attached);
     logTo(*to.attached.sink, line);
     ++to.counted.written;
+}
+
+void passwriter::dump(const recordertracestream* recorder) noexcept
+{
+    const tolvane::NoCancellation noCancellation;
+    const tolvane::WriteSignals noSignals;
+    for (destination& to : m_destinations) {
+        if (!to.recorder || to.attached.isFaulty || (recorder && to.recorder != recorder)) {
+            continue;
+        }
+        try {
+            handOn(to);
+        } catch (...) {
+            static_cast<void>(reasonOfException(to));
+        }
+    }
+}
+
+TOLVANE_COLD void passwriter::handOn(const destination& to)
+{
+    to.recorder->m_recorder->m_progress = &m_progress;
+    const passprogress::foreigncall call(m_progress, to.attached);
+    const outsidelibrary outside;
+    to.recorder->m_recorder->handOn();
 }
 
 /// Why the exception that is being handled costs a line. What the application's own sink throws is

@@ -15,6 +15,7 @@
 #include <vector>
 
 class filetracestream;
+class recordertracestream;
 class rotatingfilestracestream;
 
 /// Hands the lines of one pass to the sinks.
@@ -54,6 +55,10 @@ public:
     /// alone.)
     void write(const packedlines& batch) noexcept;
 
+    /// Has recorders hand on what they keep.
+    /// \param recorder  that one, when it is one of the sinks; null: all of them.
+    void dump(const recordertracestream* recorder = nullptr) noexcept;
+
     /// The first hardware fault that came from a sink; null without one. To be thrown on when all
     /// locks are given back.
     std::exception_ptr fault() const noexcept { return m_fault; }
@@ -79,6 +84,7 @@ private:
         bool isStream;         ///< one of the library's stream sinks
         filetracestream* file; ///< the sink, when it is one of the library's file sinks
         rotatingfilestracestream* rotating; ///< the sink, when it is the library's rotating one
+        recordertracestream* recorder;      ///< the sink, when it is one
         std::string path;                   ///< of a file sink
         std::string bytes;                  ///< gathered
         std::vector<std::size_t> lineEnds;  ///< in bytes
@@ -107,6 +113,7 @@ private:
     static tracelevel_t levelOf(destination& of, const hashedfunction& function) noexcept;
     void writeToFile(destination& to, const formattedline& line);
     void callSink(destination& to, const formattedline& line);
+    void handOn(const destination& to);
     trace::lossreason reasonOfException(destination& to);
     void gather(destination& to, const formattedline& line);
     void rotate(destination& to, unsigned long long length) noexcept;

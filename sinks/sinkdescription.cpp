@@ -5,6 +5,7 @@
 
 #include "function/functiontree.h"
 #include "settings/levelsettings.h"
+#include "sinks/linerecorder.h"
 #include "sinks/rotation.h"
 #include "support/errortext.h"
 
@@ -60,10 +61,21 @@ std::wstring sinkdescription::destinationOf(const tracestream& sink, unsigned lo
         return pathOf(sink);
     case tracestream::sk_rotatingfile:
         return L"rotating " + pathOf(sink) + limitsOf(sink);
+    case tracestream::sk_recorder:
+        return recorderOf(sink);
     case tracestream::sk_custom:
         break;
     }
     return L"sink " + hexadecimal(id);
+}
+
+std::wstring sinkdescription::recorderOf(const tracestream& recorder)
+{
+    const recordertracestream::Impl& impl =
+        *static_cast<const recordertracestream&>(recorder).m_recorder;
+    return L"recorder of " + std::to_wstring(impl.m_capacity) + L" lines before " +
+           tolvane::levelsettings::nameOf(impl.m_level) + L" to " +
+           destinationOf(*impl.m_sink, impl.m_sinkId);
 }
 
 std::wstring sinkdescription::pathOf(const tracestream& file)

@@ -16,6 +16,7 @@ public:
 
 private:
     static std::wstring destinationOf(const tracestream& sink, unsigned long long id);
+    static std::wstring recorderOf(const tracestream& recorder);
     static std::wstring pathOf(const tracestream& file);
     static std::wstring limitsOf(const tracestream& file);
     static std::wstring levelsOf(const tracestream& sink);

@@ -29,6 +29,7 @@
 #include <string>
 #include <vector>
 
+class recordertracestream;
 class stage;
 
 /// The dispatcher: owns the attached sinks, the registered functions, the lines on their way to the
@@ -114,6 +115,9 @@ public:
 
     /// See trace::sync.
     bool sync(unsigned long long milliseconds);
+
+    /// See recordertracestream::dump.
+    void dump(const recordertracestream& recorder);
 
     unsigned long long lost(trace::lossreason reason);
     tolvane::string describe();
@@ -283,6 +287,7 @@ private:
     void giveUp() noexcept;
     std::exception_ptr writeBatch(const packedlines& batch,
                                   const sinkchoice& to = sinkchoice::all()) noexcept;
+    std::exception_ptr dumpRecorders(const recordertracestream* recorder = nullptr) noexcept;
     void endPass() noexcept;
     void keep(packedlines& written) noexcept;
     bool waitForPass(unsigned long long budget);

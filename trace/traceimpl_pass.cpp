@@ -4,6 +4,7 @@
 #include "sinks/passwriter.h"
 #include "support/clock.h"
 #include "support/nocancellation.h"
+#include "trace/bothlocks.h"
 #include "trace/faultpoint.h"
 #include "trace/insidelibrary.h"
 #include "trace/instancelock.h"
@@ -278,6 +279,45 @@ std::exception_ptr traceimpl::writeBatch(const packedlines& batch, const sinkcho
     } catch (const std::bad_alloc&) {
         loseAll(batch, trace::noMemory, to);
         return nullptr;
+    }
+}
+
+/// Has all recorders, or that one if it is attached, hand on what they keep. Without memory they
+/// keep it. Caller holds m_sinkLock alone.
+std::exception_ptr traceimpl::dumpRecorders(const recordertracestream* recorder) noexcept
+{
+    try {
+        passwriter writer(m_sinks, m_sinkLock.progress());
+        writer.dump(recorder);
+        return writer.fault();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+/// Within a sink's own call, nothing is written before.
+void traceimpl::dump(const recordertracestream& recorder)
+{
+    std::exception_ptr fault;
+    {
+        bothlocks locks(*this);
+        const unsigned long long outerPass = m_inPass;
+        packedlines batch;
+        if (outerPass == 0) {
+            batch = takeAll();
+            m_inPass = m_batches;
+        }
+        locks.giveInstanceLockBack();
+        fault = writeBatch(batch);
+        const std::exception_ptr other = dumpRecorders(&recorder);
+        fault = fault ? fault : other;
+        if (outerPass == 0) {
+            endPass();
+        }
+        keep(batch);
+    }
+    if (fault) {
+        std::rethrow_exception(fault);
     }
 }
 

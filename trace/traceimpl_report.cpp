@@ -91,6 +91,7 @@ private:
             m_forks = m_dispatcher.m_sinkLock.progress().forks();
             writeTo(sinkchoice::all(), batch);
             writeTo(sinkchoice::allBut(id), *m_lines);
+            dumpRecorders();
             if (claimSink()) {
                 writeTo(sinkchoice::only(id), *m_lines);
             }
@@ -107,6 +108,14 @@ private:
         }
         const std::exception_ptr fault = m_dispatcher.writeBatch(lines, sinks);
         m_fault = m_fault ? m_fault : fault;
+    }
+
+    void dumpRecorders() noexcept
+    {
+        if (m_dispatcher.m_sinkLock.progress().forks() == m_forks) {
+            const std::exception_ptr fault = m_dispatcher.dumpRecorders();
+            m_fault = m_fault ? m_fault : fault;
+        }
     }
 
     traceimpl& m_dispatcher;

@@ -80,6 +80,8 @@ private:
     template <class char_t>
     friend class ostreamtracestream;
     friend class passwriter;
+    friend class recorderfiletracestream;
+    friend class recordertracestream;
     friend class rotatingfilestracestream;
     friend class sinkdescription;
     friend class syslogtracestream;
@@ -93,6 +95,7 @@ private:
         sk_stream = 1,       ///< it is one of the library's that may block
         sk_file = 2,         ///< one of the library's that write a file
         sk_rotatingfile = 3, ///< the same with a limit of the file's size or age
+        sk_recorder = 4,     ///< exactly a recordertracestream
     };
 
     tracestream& operator=(const tracestream& other);

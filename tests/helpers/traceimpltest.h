@@ -102,6 +102,12 @@ struct traceimpltest
         return found == dispatcher.m_sinks.end() ? nullptr : found->second.sink;
     }
 
+    /// How often the one who writes got on.
+    static unsigned long long moves(traceimpl& dispatcher)
+    {
+        return dispatcher.m_sinkLock.progress().moves();
+    }
+
     static std::size_t waiting(traceimpl& dispatcher)
     {
         const instancelock lock(dispatcher.m_instanceMutex);

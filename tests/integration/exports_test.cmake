@@ -4,7 +4,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 set(exported trace tracestream traceobject nullobject consoletracestream filetracestream
-    jsontracestream rotatingfilestracestream formattedline
+    jsontracestream recordertracestream rotatingfilestracestream formattedline
     hashedfunction stacktrace)
 set(allowed ${exported} StructuredException)
 

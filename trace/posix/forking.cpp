@@ -3,6 +3,7 @@
 #include "stacktrace/threadstacks.h"
 #include "support/clock.h"
 #include "support/filesystem.h"
+#include "support/forkcount.h"
 #include "support/posix/zonelock.h"
 #include "support/threadid.h"
 #include "trace/classiclocale.h"
@@ -92,6 +93,7 @@ void freeMakingLock() noexcept
 
 void afterForkInChild() noexcept
 {
+    ++tolvane::forkCount;
     localeturn::lock().adopt();
     localeturn::lock().unlock();
     tolvane::ownZoneLock();

@@ -1,4 +1,8 @@
+#include <tolvane/recordertracestream.h>
+
+#include "tests/helpers/formattedlinetest.h"
 #include "tests/helpers/quietdispatcher.h"
+#include "tests/helpers/remembersink.h"
 
 #include <catch2/catch.hpp>
 
@@ -64,4 +68,23 @@ TEST_CASE("what another thread may have left half changed is not looked at in a 
 
     CHECK(status == 0);
     CHECK(quiet.texts().size() == 5);
+}
+
+TEST_CASE("a recorder in a forked process has none of its parent's lines",
+          "[trace][fork][recorder]")
+{
+    const quietdispatcher quiet;
+    const remembersink sink;
+    recordertracestream recorder(10, sink);
+    recorder.log(formattedlinetest::text(tl_info, quiet.function, L"parent's"));
+
+    const int status = inChild([&] {
+        recorder.log(formattedlinetest::text(tl_info, quiet.function, L"a"));
+        recorder.log(formattedlinetest::text(tl_error, quiet.function, L"b"));
+        return sink.bodies() == std::vector<std::wstring>{L"a", L"b"} ? 0 : 1;
+    });
+
+    CHECK(status == 0);
+    recorder.log(formattedlinetest::text(tl_error, quiet.function, L"c"));
+    CHECK(sink.bodies() == std::vector<std::wstring>{L"parent's", L"c"});
 }
