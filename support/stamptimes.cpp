@@ -15,25 +15,19 @@ double difference(unsigned long long from, unsigned long long to) noexcept
 
 } // namespace
 
-StampTimes::StampTimes() noexcept
-    : m_before{stamps::now(), Clock::current().utcNanoseconds()}, m_last(m_before)
-{}
+StampTimes::StampTimes() noexcept : m_last{stamps::now(), Clock::current().utcNanoseconds()} {}
 
 void StampTimes::mark(unsigned long long stamp) noexcept
 {
-    m_before = m_last;
+    const reading before = m_last;
     m_last = {stamp, Clock::current().utcNanoseconds()};
+    const double stamps = difference(before.stamp, m_last.stamp);
+    m_pace = stamps > 0 ? static_cast<double>(m_last.time - before.time) / stamps : 0;
 }
 
 long long StampTimes::at(unsigned long long stamp) const noexcept
 {
-    const double stamps = difference(m_before.stamp, m_last.stamp);
-    if (stamps <= 0) {
-        return m_last.time;
-    }
-    const auto nanoseconds = static_cast<double>(m_last.time - m_before.time);
-    return m_last.time -
-           static_cast<long long>(difference(stamp, m_last.stamp) * (nanoseconds / stamps));
+    return m_last.time - static_cast<long long>(difference(stamp, m_last.stamp) * m_pace);
 }
 
 } // namespace tolvane

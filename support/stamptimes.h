@@ -25,8 +25,8 @@ private:
         long long time; ///< nanoseconds since 1970 UTC
     };
 
-    reading m_before;
     reading m_last;
+    double m_pace = 0; ///< nanoseconds a stamp, between the last two marks
 };
 
 } // namespace tolvane

@@ -27,3 +27,9 @@
 #include <tolvane/tracelevel.h>
 #include <tolvane/traceobject.h>
 #include <tolvane/tracestream.h>
+
+#if defined(_WIN32)
+#include <tolvane/debuggertracestream.h>
+#else
+#include <tolvane/syslogtracestream.h>
+#endif

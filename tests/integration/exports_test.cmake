@@ -6,6 +6,11 @@ cmake_minimum_required(VERSION 3.25)
 set(exported trace tracestream traceobject nullobject consoletracestream filetracestream
     jsontracestream recordertracestream rotatingfilestracestream formattedline
     hashedfunction stacktrace)
+if(WINDOWS)
+    list(APPEND exported debuggertracestream)
+else()
+    list(APPEND exported syslogtracestream)
+endif()
 set(allowed ${exported} StructuredException)
 
 # Of some the single functions, which their inline ones call.
