@@ -176,7 +176,8 @@ void traceimpl::nameThread(const tolvane::string& name)
     const insidelibrary inside;
     threadname::setMine(name.empty() ? nullptr : threadname::make(name));
     const instancelock lock(m_instanceMutex);
-    if (stage* const mine = threadstage::get()) {
+    stage* const mine = threadstage::get();
+    if (mine && mine->dispatcher() == m_number) {
         drain();
         mine->setName(threadname::mine());
     }
