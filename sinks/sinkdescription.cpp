@@ -6,6 +6,7 @@
 #include "function/functiontree.h"
 #include "settings/levelsettings.h"
 #include "sinks/linerecorder.h"
+#include "sinks/recorderfile.h"
 #include "sinks/rotation.h"
 #include "support/errortext.h"
 
@@ -63,6 +64,11 @@ std::wstring sinkdescription::destinationOf(const tracestream& sink, unsigned lo
         return L"rotating " + pathOf(sink) + limitsOf(sink);
     case tracestream::sk_recorder:
         return recorderOf(sink);
+    case tracestream::sk_recorderfile: {
+        const auto& file = *static_cast<const recorderfiletracestream&>(sink).m_file;
+        return std::wstring(L"recorder file ") + file.m_filename.c_str() + L" (" +
+               std::to_wstring(file.m_kib) + L" KiB)";
+    }
     case tracestream::sk_custom:
         break;
     }
@@ -107,6 +113,13 @@ std::wstring sinkdescription::levelsOf(const tracestream& sink)
     return levels;
 }
 
+int sinkdescription::errorOf(const attachedsink& attached)
+{
+    return attached.sink->m_kind == tracestream::sk_recorderfile
+               ? static_cast<const recorderfiletracestream*>(attached.sink)->m_file->m_lastError
+               : attached.lastError;
+}
+
 std::wstring sinkdescription::fateOf(const attachedsink& attached)
 {
     unsigned long long lost = 0;
@@ -115,7 +128,7 @@ std::wstring sinkdescription::fateOf(const attachedsink& attached)
     }
     const unsigned long long written = attached.counts.written.load(std::memory_order_relaxed);
     std::wstring fate = std::to_wstring(written) + L" written, " + std::to_wstring(lost) + L" lost";
-    if (const int error = attached.lastError.load(std::memory_order_relaxed)) {
+    if (const int error = errorOf(attached)) {
         fate += L"; last error: " + tolvane::errorText(error);
     }
     if (attached.isFaulty) {

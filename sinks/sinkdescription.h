@@ -20,5 +20,6 @@ private:
     static std::wstring pathOf(const tracestream& file);
     static std::wstring limitsOf(const tracestream& file);
     static std::wstring levelsOf(const tracestream& sink);
+    static int errorOf(const attachedsink& attached);
     static std::wstring fateOf(const attachedsink& attached);
 };

@@ -16,6 +16,7 @@
 #include <tolvane/operand.h>
 #include <tolvane/ostreamtracestream.h>
 #include <tolvane/pathname.h>
+#include <tolvane/recorderfiletracestream.h>
 #include <tolvane/recordertracestream.h>
 #include <tolvane/rotatingfilestracestream.h>
 #include <tolvane/scope.h>

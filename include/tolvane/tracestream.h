@@ -96,6 +96,7 @@ private:
         sk_file = 2,         ///< one of the library's that write a file
         sk_rotatingfile = 3, ///< the same with a limit of the file's size or age
         sk_recorder = 4,     ///< exactly a recordertracestream
+        sk_recorderfile = 5, ///< exactly a recorderfiletracestream
     };
 
     tracestream& operator=(const tracestream& other);

@@ -4,7 +4,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 set(exported trace tracestream traceobject nullobject consoletracestream filetracestream
-    jsontracestream recordertracestream rotatingfilestracestream formattedline
+    jsontracestream recorderfiletracestream recordertracestream rotatingfilestracestream formattedline
     hashedfunction stacktrace)
 if(WINDOWS)
     list(APPEND exported debuggertracestream)

@@ -1,8 +1,11 @@
+#include <tolvane/recorderfiletracestream.h>
 #include <tolvane/recordertracestream.h>
 
 #include "tests/helpers/formattedlinetest.h"
 #include "tests/helpers/quietdispatcher.h"
+#include "tests/helpers/recorderfile.h"
 #include "tests/helpers/remembersink.h"
+#include "tests/helpers/temporaryfolder.h"
 
 #include <catch2/catch.hpp>
 
@@ -87,4 +90,51 @@ TEST_CASE("a recorder in a forked process has none of its parent's lines",
     CHECK(status == 0);
     recorder.log(formattedlinetest::text(tl_error, quiet.function, L"c"));
     CHECK(sink.bodies() == std::vector<std::wstring>{L"parent's", L"c"});
+}
+
+TEST_CASE("a forked process leaves its parent's recorder file alone", "[trace][fork][recorder]")
+{
+    const quietdispatcher quiet;
+    const temporaryfolder folder;
+    recorderfiletracestream recorder(folder.path() / "a.rec", 4);
+    const auto log = [&](const wchar_t* text) {
+        recorder.log(formattedlinetest::text(tl_info, quiet.function, text));
+    };
+    log(L"parent's");
+
+    const int status = inChild([&] {
+        try {
+            log(L"child's");
+            return 1;
+        } catch (const std::exception&) {
+            return 0;
+        }
+    });
+
+    CHECK(status == 0);
+    log(L"parent's");
+    const auto lines = linesOfRecorderFile(folder.read("a.rec"));
+    REQUIRE(lines);
+    CHECK(lines->size() == 2);
+    CHECK(folder.read("a.rec").find("child's") == std::string::npos);
+}
+
+TEST_CASE("no two processes have one recorder file", "[trace][fork][recorder]")
+{
+    const quietdispatcher quiet;
+    const temporaryfolder folder;
+    recorderfiletracestream recorder(folder.path() / "a.rec", 4);
+    recorder.log(formattedlinetest::text(tl_info, quiet.function, L"parent's"));
+
+    const int status = inChild([&] {
+        quietdispatcher own;
+        own.dispatcher.output(recorderfiletracestream(folder.path() / "a.rec", 4))
+            .setLevel(tl_info);
+        own.queue(tl_info, L"child's");
+        own.dispatcher.flushQueue(0);
+        return own.dispatcher.lost(trace::destination) == 1 ? 0 : 1;
+    });
+
+    CHECK(status == 0);
+    CHECK(linesOfRecorderFile(folder.read("a.rec"))->size() == 1);
 }

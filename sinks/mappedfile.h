@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tolvane {
+
+/// A file of a fixed size that lies in memory: what is written there is in the file, also when the
+/// process is killed. Used by one thread at a time.
+///
+/// No two processes have it at the same time. A copy of the process has the memory, too, and must
+/// leave it alone.
+class MappedFile
+{
+public:
+    /// Opens or makes the file, with all of its size on the disk. A file of another size is
+    /// emptied.
+    ///
+    /// \param path  as the platform takes it.
+    /// \param mark  what the file begins with, or will. A file that begins with something else, and
+    ///              not with so many zeros either, is somebody's, and left as it is.
+    MappedFile(const std::string& path, std::size_t size, std::string_view mark) noexcept;
+    ~MappedFile();
+
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+
+    /// Null when it cannot be had.
+    unsigned char* memory() const noexcept { return m_memory; }
+
+    /// Why; see errorText().
+    int error() const noexcept { return m_error; }
+
+private:
+    /// Bytes of a file's begin that are looked at.
+    static constexpr std::size_t longestMark = 64;
+
+    /// Whether the file with this begin may be taken.
+    static bool mayTake(std::string_view begin, std::string_view mark) noexcept
+    {
+        const std::string_view found = begin.substr(0, mark.size());
+        return found == mark || found.find_first_not_of('\0') == std::string_view::npos;
+    }
+
+    int prepare(std::size_t size, std::string_view mark) const noexcept;
+
+    std::intptr_t m_file; ///< the platform's
+    unsigned char* m_memory = nullptr;
+    std::size_t m_size;
+    int m_error = 0;
+};
+
+} // namespace tolvane

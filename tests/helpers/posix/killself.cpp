@@ -1,0 +1,11 @@
+#include "tests/helpers/killself.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+void killSelf()
+{
+    for (;;) {
+        ::kill(::getpid(), SIGKILL);
+    }
+}
