@@ -406,7 +406,7 @@ arguments_t writeAs(std::size_t kind, fuzz::choices& input, scope_t& scope,
                     const std::string& format)
 {
     arguments_t arguments;
-    const tolvane::string wide(format.c_str());
+    const tolvane::string wide(converted(format));
     switch (kind) {
     case 0:
         write(input, scope, format.c_str(), arguments);
