@@ -66,6 +66,13 @@ public:
         return visited ? visited : registerOnce(function, signature, &traceimpl::registerscope);
     }
 
+    /// The function's effective level.
+    static tracelevel_t level(const hashedfunction& function)
+    {
+        tracelevel_t remembered = tl_always;
+        return function.remembersLevel(remembered) ? remembered : findLevel(function);
+    }
+
     /// Pushes the function onto the thread's stack and queues the entry line, if a sink takes it.
     ///
     /// \return the function's effective level.
@@ -73,10 +80,7 @@ public:
     /// Throws when there is no memory; the stack is then as it was.
     static tracelevel_t enter(const hashedfunction* function)
     {
-        tracelevel_t level = tl_always;
-        if (!function->remembersLevel(level)) {
-            level = findLevel(*function);
-        }
+        const tracelevel_t level = scopeentry::level(*function);
         stacktrace::pushMine(function);
         if (level >= tl_trace) {
             queueEntry(*function);

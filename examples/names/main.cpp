@@ -87,6 +87,13 @@ const char* hidden()
 
 } // namespace
 
+void check(bool isOpen)
+{
+    if (!isOpen) {
+        TOLVANE_HERE(tl_warning) << "no scope at all";
+    }
+}
+
 money operator""_eur(unsigned long long euros)
 {
     TOLVANE_SCOPE(log);
@@ -115,5 +122,6 @@ int main()
     cart.total();
     cart.order();
     shop::hidden();
+    shop::check(false);
     trace::sync(1000);
 }

@@ -1,5 +1,9 @@
 #pragma once
 
+#if defined(_MSVC_LANG) ? _MSVC_LANG < 201703L : __cplusplus < 201703L
+#error "tolvane needs C++17 or later"
+#endif
+
 /// What differs between compilers and is visible outside the library.
 ///
 /// TOLVANE_EXPORT marks what crosses the library's boundary. On Windows there are three cases: the
@@ -39,6 +43,13 @@
 #else
 #define TOLVANE_READ(number) \
     (*const_cast<const volatile std::remove_reference_t<decltype((number))>*>(&(number)))
+#endif
+
+/// The same of a pointer, behind which what was written before it can be seen.
+#if defined(__GNUC__)
+#define TOLVANE_ACQUIRE(pointer) __atomic_load_n(&(pointer), __ATOMIC_ACQUIRE)
+#else
+#define TOLVANE_ACQUIRE(pointer) TOLVANE_READ(pointer)
 #endif
 
 /// A condition that is false for most of the time: what follows is not to stand in the way.

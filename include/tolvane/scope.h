@@ -12,6 +12,7 @@
 #include <tolvane/callsite.h>
 #include <tolvane/export.h>
 #include <tolvane/formatwriter.h>
+#include <tolvane/place.h>
 #include <tolvane/scopestream.h>
 #include <tolvane/tracedline.h>
 #include <tolvane/tracelevel.h>
@@ -78,6 +79,25 @@
 /// when that is less than 1.
 #define TOLVANE_LOG_EVERY_MS(name, level, milliseconds) \
     TOLVANE_LOG_IF(name, level, TOLVANE_CALL_SITE().isDue(tolvane::callsite::count(milliseconds)))
+
+/// One line at a level from a function that opened no scope, and is not on the call stack:
+/// TOLVANE_HERE(tl_info) << "text" << 42;
+/// The line ends with the statement, which no other may be part of. The function is named as one
+/// with a scope would be. When no sink takes the level, no operand is evaluated, at the price of a
+/// look at a pointer and a level.
+#define TOLVANE_HERE(level)                                                         \
+    TOLVANE_SHADOWING                                                               \
+    for (tolvane::place tolvane_place(TOLVANE_IS_ACTIVE(level), TOLVANE_FUNCTION(), \
+                                      TOLVANE_SIGNATURE, (level));                  \
+         TOLVANE_RARELY(tolvane_place.isWaiting()); tolvane_place.finish())         \
+    TOLVANE_NO_SHADOWING tolvane::tracedline(tolvane_place, (level))
+
+/// The static pointer to the function in which the statement stands, for itself alone.
+#define TOLVANE_FUNCTION()                                       \
+    ([]() noexcept -> const hashedfunction*& {                   \
+        static const hashedfunction* tolvane_function = nullptr; \
+        return tolvane_function;                                 \
+    }())
 
 /// One line at a level from a %-format, narrow or wide, and its arguments, as by printf: flags,
 /// width, precision, "*", and the letters d i o u x X f F e E g G a A c s p n. What an argument is

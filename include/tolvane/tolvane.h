@@ -16,6 +16,8 @@
 #include <tolvane/operand.h>
 #include <tolvane/ostreamtracestream.h>
 #include <tolvane/pathname.h>
+#include <tolvane/place.h>
+#include <tolvane/placeholder.h>
 #include <tolvane/recorderfiletracestream.h>
 #include <tolvane/recordertracestream.h>
 #include <tolvane/rotatingfilestracestream.h>

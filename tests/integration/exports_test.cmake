@@ -14,7 +14,7 @@ endif()
 set(allowed ${exported} StructuredException)
 
 # Of some the single functions, which their inline ones call.
-set(exported_in_part FlushGuard callsite formatwriter narrowstream scope scopestream string tracedline)
+set(exported_in_part FlushGuard callsite formatguard formatwriter narrowstream place scope scopestream string tracedline)
 
 # Functions by themselves.
 set(exported_functions escaped)

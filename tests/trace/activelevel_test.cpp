@@ -26,11 +26,13 @@ TEST_CASE("statements above the active level do nothing, those up to it what the
         TOLVANE_LOG_FIRST_N(log, tl_debug, ++evaluated) << "first";
         TOLVANE_LOG_EVERY_N(log, tl_debug, ++evaluated) << "every";
         TOLVANE_LOG_EVERY_MS(log, tl_debug, ++evaluated) << "due";
+        TOLVANE_HERE(tl_info) << ++evaluated;
+        TOLVANE_HERE(tl_warning) << "here";
         TOLVANE_LOG(log, tl_warning) << "warning";
         TOLVANE_LOGF(log, tl_error, "%s", "error");
     }
 
     CHECK(evaluated == 0);
     using texts_t = std::vector<std::wstring>;
-    CHECK(queue.texts() == texts_t{L"", L"warning", L"error", L""}); // entry and exit stay
+    CHECK(queue.texts() == texts_t{L"", L"here", L"warning", L"error", L""}); // entry and exit stay
 }
