@@ -216,8 +216,8 @@ TEST_CASE("the compiler's signatures give plain qualified names", "[integration]
         }
     }
     CHECK(names == texts_t{"shop::cart::cart", "shop::cart::add", "shop::cart::clear",
-                           "shop::cart::operator ==", "shop::cart::operator ()",
-                           "shop::cart::operator []", "shop::cart::describe", "shop::shelf::put",
+                           "shop::cart::operator==", "shop::cart::operator()",
+                           "shop::cart::operator[]", "shop::cart::describe", "shop::shelf::put",
                            "shop::pack", "shop::pack", "shop::cart::~cart"});
 }
 
