@@ -103,10 +103,17 @@ private:
         }
     }
 
+    /// Words of the compilers' own that a group belongs to.
+    static bool hasParentheses(std::string_view word)
+    {
+        constexpr std::string_view ofCompilers = "__";
+        return word == "decltype" ||
+               (startsWith(word, ofCompilers) && (word.find("attribute") == ofCompilers.size() ||
+                                                  word.find("declspec") == ofCompilers.size()));
+    }
+
     void readWord()
     {
-        static constexpr std::string_view withParentheses[] = {"decltype", "__attribute__",
-                                                               "__declspec"};
         const bool starts = isAtStart();
         const std::string_view word = m_text.takeWord();
         if (starts && word == "operator") {
@@ -114,7 +121,7 @@ private:
             return;
         }
         add(word);
-        if (isOneOf(word, withParentheses)) {
+        if (hasParentheses(word)) {
             m_text.skipBlanks();
             readGroup();
             m_isEnded = true;

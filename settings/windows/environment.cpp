@@ -10,10 +10,11 @@ namespace tolvane {
 bool readEnvironment(const char* name, std::wstring& text)
 {
     const string wideName(name);
-    DWORD size = GetEnvironmentVariableW(wideName.c_str(), nullptr, 0);
+    DWORD size = GetEnvironmentVariableW(platformText(wideName.c_str()), nullptr, 0);
     while (size != 0) { // with the 0 at the end
         text.resize(size);
-        const DWORD read = GetEnvironmentVariableW(wideName.c_str(), text.data(), size);
+        const DWORD read = GetEnvironmentVariableW(platformText(wideName.c_str()),
+                                                   platformText(text.data()), size);
         if (read < size) {
             text.resize(read);
             return read != 0;

@@ -11,7 +11,10 @@ namespace {
 class SystemsDebugger : public Debugger
 {
 public:
-    void tell(const wchar_t* text) const noexcept override { OutputDebugStringW(text); }
+    void tell(const wchar_t* text) const noexcept override
+    {
+        OutputDebugStringW(platformText(text));
+    }
 };
 
 /// Never destroyed: lines are written until the very end of the process.

@@ -1,5 +1,6 @@
 #include "sinks/mappedfile.h"
 
+#include "support/windows/nativepath.h"
 #include "support/windows/platform.h"
 
 namespace tolvane {
@@ -28,9 +29,9 @@ bool resize(HANDLE file, long long size) noexcept
 
 /// Others may read it, and not open it for writing.
 MappedFile::MappedFile(const std::string& path, std::size_t size, std::string_view mark) noexcept
-    : m_file(reinterpret_cast<std::intptr_t>(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                                         FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                                                         FILE_ATTRIBUTE_NORMAL, nullptr))),
+    : m_file(reinterpret_cast<std::intptr_t>(
+          CreateFileW(platformText(NativePath(path).c_str()), GENERIC_READ | GENERIC_WRITE,
+                      FILE_SHARE_READ, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))),
       m_size(size)
 {
     const HANDLE file = handleOf(m_file);

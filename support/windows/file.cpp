@@ -37,8 +37,8 @@ AppendedFile::AppendedFile(const std::string& path, bool mayWait) noexcept : m_m
 {
     const NativePath native(path);
     const HANDLE file =
-        CreateFileW(native.c_str(), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES, sharedWithAll,
-                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        CreateFileW(platformText(native.c_str()), FILE_APPEND_DATA | FILE_WRITE_ATTRIBUTES,
+                    sharedWithAll, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     const DWORD error = GetLastError();
     const bool made = error != ERROR_ALREADY_EXISTS;
     m_file = reinterpret_cast<std::intptr_t>(file);
@@ -119,8 +119,9 @@ bool AppendedFile::end(FileEnd& end) const noexcept
 
 bool identify(const std::string& path, FileIdentity& identity) noexcept
 {
-    const HANDLE file = CreateFileW(NativePath(path).c_str(), FILE_READ_ATTRIBUTES, sharedWithAll,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file =
+        CreateFileW(platformText(NativePath(path).c_str()), FILE_READ_ATTRIBUTES, sharedWithAll,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         return false;
     }
@@ -148,8 +149,9 @@ struct OpenFile
 
 bool readFile(const std::string& path, std::size_t most, std::string& bytes)
 {
-    const OpenFile file = {CreateFileA(path.c_str(), GENERIC_READ, sharedWithAll, nullptr,
-                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    const OpenFile file = {CreateFileW(platformText(NativePath(path).c_str()), GENERIC_READ,
+                                       sharedWithAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                                       nullptr)};
     if (file.handle == INVALID_HANDLE_VALUE || GetFileType(file.handle) != FILE_TYPE_DISK) {
         return false;
     }

@@ -20,9 +20,9 @@ struct SearchCloser
 };
 
 /// What a number has is left as it is, all else is none.
-std::string asciiOf(const wchar_t* name)
+std::string asciiOf(const WCHAR* name)
 {
-    constexpr wchar_t lastAscii = 0x7F;
+    constexpr WCHAR lastAscii = 0x7F;
     std::string ascii;
     for (; *name != 0; ++name) {
         ascii += *name > lastAscii ? '?' : static_cast<char>(*name);
@@ -46,7 +46,8 @@ public:
 
     bool exists(const std::string& path) const override
     {
-        return GetFileAttributesW(NativePath(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+        return GetFileAttributesW(platformText(NativePath(path).c_str())) !=
+               INVALID_FILE_ATTRIBUTES;
     }
 
     void remove(const std::string& path) const override { _wremove(NativePath(path).c_str()); }
@@ -58,8 +59,9 @@ public:
 
     void createEmpty(const std::string& path) const override
     {
-        const HANDLE file = CreateFileW(NativePath(path).c_str(), GENERIC_WRITE, sharedWithAll,
-                                        nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        const HANDLE file =
+            CreateFileW(platformText(NativePath(path).c_str()), GENERIC_WRITE, sharedWithAll,
+                        nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
         if (file != INVALID_HANDLE_VALUE) {
             markAsCreatedNow(file);
             CloseHandle(file);
@@ -70,7 +72,7 @@ public:
                        std::vector<unsigned long long>& numbers) const override
     {
         WIN32_FIND_DATAW found;
-        const HANDLE first = FindFirstFileW(NativePath(path + ".*").c_str(), &found);
+        const HANDLE first = FindFirstFileW(platformText(NativePath(path + ".*").c_str()), &found);
         if (first == INVALID_HANDLE_VALUE) {
             return GetLastError() == ERROR_FILE_NOT_FOUND;
         }

@@ -16,7 +16,8 @@ std::wstring inCodePageOfFiles(const std::string& path)
     const UINT page = AreFileApisANSI() ? CP_ACP : CP_OEMCP;
     const auto length = static_cast<int>(path.size());
     std::wstring wide(path.size(), L'\0');
-    const int count = MultiByteToWideChar(page, 0, path.data(), length, &wide[0], length);
+    const int count =
+        MultiByteToWideChar(page, 0, path.data(), length, platformText(&wide[0]), length);
     wide.resize(static_cast<std::size_t>(count));
     return wide;
 }

@@ -11,9 +11,11 @@
 #include <algorithm>
 #include <climits>
 #include <clocale>
+#include <cwchar>
 #include <filesystem>
 #include <limits>
 #include <sstream>
+#include <string_view>
 
 namespace reliability {
 
@@ -76,33 +78,6 @@ const std::vector<hostile<wchar_t>>& wideTexts()
     return texts;
 }
 
-/// What a line holds that was given as such a text.
-std::wstring kept(const hostile<char>& text)
-{
-    return tolvane::string(text.pointer()).c_str();
-}
-
-std::wstring kept(const hostile<wchar_t>& text)
-{
-    return tolvane::string(text.pointer()).c_str();
-}
-
-/// A %-format without arguments: each placeholder writes nothing, and a pair of signs itself.
-template <class char_t>
-std::wstring keptFormat(const hostile<char_t>& text)
-{
-    const std::wstring format = kept(text);
-    std::wstring result;
-    for (std::size_t at = 0; at < format.size(); ++at) {
-        if (format[at] != L'%' || at + 1 == format.size()) {
-            result += format[at];
-        } else if (format[++at] == L'%') {
-            result += L"%%";
-        }
-    }
-    return result;
-}
-
 /// How a text comes to the library.
 enum class road : int
 {
@@ -113,6 +88,46 @@ enum class road : int
     stream,
     last = stream,
 };
+
+/// What a line holds that was given as such a text: of a narrow one each character for itself, but
+/// as a tolvane::string has it where the text was one.
+std::wstring kept(const hostile<char>& text, road by)
+{
+    if (by == road::stream) {
+        return tolvane::string(text.pointer()).c_str();
+    }
+    const std::string whole = text.pointer() ? text.pointer() : "";
+    std::wstring wide;
+    for (std::string_view rest = whole; !rest.empty();) {
+        std::mbstate_t state = {};
+        const std::size_t length = std::mbrlen(rest.data(), rest.size(), &state);
+        const bool isCutOff = length == static_cast<std::size_t>(-2);
+        const std::size_t taken = isCutOff ? rest.size() : length > rest.size() ? 1 : length;
+        wide += length == taken ? tolvane::string(rest.substr(0, taken)).c_str() : L"?";
+        rest.remove_prefix(taken);
+    }
+    return wide;
+}
+
+std::wstring kept(const hostile<wchar_t>& text, road)
+{
+    return tolvane::string(text.pointer()).c_str();
+}
+
+/// A %-format without arguments stands as it is, but that a pair of signs is one.
+template <class char_t>
+std::wstring keptFormat(const hostile<char_t>& text)
+{
+    const std::wstring format = kept(text, road::format);
+    std::wstring result;
+    for (std::size_t at = 0; at < format.size(); ++at) {
+        result += format[at];
+        if (format.compare(at, 2, L"%%") == 0) {
+            ++at;
+        }
+    }
+    return result;
+}
 
 constexpr std::size_t longText = 1000; // characters
 
@@ -194,7 +209,7 @@ std::string wrongText(textsinks& sinks, const hostile<char_t>& text, road by)
     if (bodies.size() != 3 || bodies[0] != L"before" || bodies[2] != L"behind") {
         return "other lines than were made";
     }
-    if (bodies[1] != (by == road::format ? keptFormat(text) : kept(text))) {
+    if (bodies[1] != (by == road::format ? keptFormat(text) : kept(text, by))) {
         return "another text than was written";
     }
     return sinks.fileHas("behind") ? "" : "the file's next line is not whole";
@@ -555,8 +570,10 @@ group inputRows()
              {2, 100, 2, 20},
              "null, empty, invalid multibyte text, lone surrogates, NUL, line feeds, escapes, a "
              "million characters, on all roads to a line, in the locales C and, on Linux, C.UTF-8",
-             "Text comes to a sink as it was written, up to a NUL; narrow text that is none in the "
-             "locale becomes question marks; a file's line stops where a character cannot be "
+             "Text comes to a sink as it was written, up to a NUL; of narrow text, each byte that "
+             "is "
+             "none in the locale becomes a question mark; a file's line stops where a character "
+             "cannot be "
              "converted, and the next one is whole.",
              hostileText},
             {"hostile-names",

@@ -2,9 +2,11 @@
 
 #include <tolvane/filetracestream.h>
 #include <tolvane/ostreamtracestream.h>
+#include <tolvane/recorderfiletracestream.h>
 #include <tolvane/rotatingfilestracestream.h>
 #include <tolvane/scope.h>
 
+#include "support/filesystem.h"
 #include "tests/helpers/attached.h"
 #include "tests/helpers/temporaryfolder.h"
 #include "tests/helpers/tracedtest.h"
@@ -114,6 +116,31 @@ TEST_CASE("files named in UTF-8 rotate", "[trace][utf8]")
     CHECK(std::filesystem::exists(inFolder(folder, ".0")));
     CHECK(std::filesystem::exists(inFolder(folder, ".1")));
     CHECK_FALSE(std::filesystem::exists(inFolder(folder, ".2")));
+}
+
+TEST_CASE("a flight recorder's file is named in UTF-8", "[trace][utf8]")
+{
+    const utf8mode mode;
+    const temporaryfolder folder;
+    const std::string path = folder.path().u8string() + "/" + narrow;
+    {
+        const recorderfiletracestream recorder(path.c_str(), 64);
+        const attached attachment(recorder, tl_info);
+        traceBoth();
+    }
+    CHECK(std::filesystem::exists(inFolder(folder)));
+}
+
+TEST_CASE("a file of settings is named in UTF-8", "[trace][utf8]")
+{
+    const utf8mode mode;
+    const temporaryfolder folder;
+    std::ofstream(inFolder(folder)) << "*=info > stderr";
+    std::string bytes;
+
+    CHECK(
+        tolvane::FileSystem::platform().read(folder.path().u8string() + "/" + narrow, 100, bytes));
+    CHECK(bytes == "*=info > stderr");
 }
 
 TEST_CASE("sinks of narrow streams write UTF-8 and whole lines", "[trace][utf8]")
