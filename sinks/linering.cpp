@@ -13,8 +13,7 @@ constexpr std::string_view lineEnd = {"\n", 2}; // with the 0
 /// processor keeps that; this keeps the compiler from changing it.
 void store(unsigned long long& place, unsigned long long value) noexcept
 {
-    std::atomic_thread_fence(std::memory_order_release);
-    tolvane::atomicRef(place).store(value, std::memory_order_relaxed);
+    tolvane::atomicRef(place).store(value, std::memory_order_release);
     std::atomic_signal_fence(std::memory_order_seq_cst);
 }
 
@@ -28,6 +27,8 @@ linering::linering(unsigned char* memory, std::size_t size) noexcept
     if (!hasLines()) {
         begin();
     }
+    m_first = m_header.first;
+    m_end = m_header.end;
 }
 
 bool linering::hasLines() const noexcept
@@ -58,12 +59,13 @@ bool linering::write(std::string_view text) noexcept
     if (size > m_size) {
         return false;
     }
-    while (m_header.end - m_header.first > m_size - size) {
+    while (m_end - m_first > m_size - size) {
         dropOldest();
     }
-    put(m_header.end, text);
-    put(m_header.end + text.size(), lineEnd);
-    store(m_header.end, m_header.end + size);
+    put(m_end, text);
+    put(m_end + text.size(), lineEnd);
+    m_end += size;
+    store(m_header.end, m_end);
     return true;
 }
 
@@ -71,8 +73,8 @@ bool linering::write(std::string_view text) noexcept
 /// somebody else has written there may be none; all lines go then.
 void linering::dropOldest() noexcept
 {
-    const std::size_t at = static_cast<std::size_t>(m_header.first % m_size);
-    const auto length = static_cast<std::size_t>(m_header.end - m_header.first);
+    const std::size_t at = static_cast<std::size_t>(m_first % m_size);
+    const auto length = static_cast<std::size_t>(m_end - m_first);
     const std::size_t straight = std::min(length, m_size - at);
     const void* const found = std::memchr(m_bytes + at, 0, straight);
     const void* const wrapped = found ? nullptr : std::memchr(m_bytes, 0, length - straight);
@@ -84,7 +86,8 @@ void linering::dropOldest() noexcept
         dropped = static_cast<std::size_t>(static_cast<const unsigned char*>(wrapped) - m_bytes) +
                   1 + straight;
     }
-    store(m_header.first, m_header.first + dropped);
+    m_first += dropped;
+    store(m_header.first, m_first);
 }
 
 void linering::put(unsigned long long place, std::string_view bytes) noexcept

@@ -43,4 +43,8 @@ private:
     header& m_header;
     unsigned char* const m_bytes;
     const std::size_t m_size; ///< of m_bytes
+
+    // As in the header, where others could have written.
+    unsigned long long m_first = 0;
+    unsigned long long m_end = 0;
 };

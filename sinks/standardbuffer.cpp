@@ -8,6 +8,7 @@
 #include <ext/stdio_sync_filebuf.h>
 
 #include <cstdio>
+#include <cstring>
 
 namespace tolvane {
 
@@ -15,6 +16,15 @@ namespace {
 
 using syncedbuffer = __gnu_cxx::stdio_sync_filebuf<char>;
 using ownbuffer = __gnu_cxx::stdio_filebuf<char>;
+
+/// A program may be compiled without type information: what its classes' tables have in its place
+/// is null, and to ask for it would be a fault.
+bool hasTypeInformation(const std::streambuf& buffer)
+{
+    const void* const* table = nullptr;
+    std::memcpy(&table, static_cast<const void*>(&buffer), sizeof table);
+    return table[-1] != nullptr;
+}
 
 } // namespace
 
@@ -24,6 +34,9 @@ std::optional<standardstream> standardStreamOf(std::streambuf* buffer)
 {
     constexpr int outputDescriptor = 1;
     constexpr int errorDescriptor = 2;
+    if (!buffer || !hasTypeInformation(*buffer)) {
+        return std::nullopt;
+    }
     auto* const synced = dynamic_cast<syncedbuffer*>(buffer);
     auto* const own = dynamic_cast<ownbuffer*>(buffer);
     if ((synced && synced->file() == stdout) || (own && own->fd() == outputDescriptor)) {

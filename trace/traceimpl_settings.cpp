@@ -135,7 +135,13 @@ bool traceimpl::isNews(const tolvane::string& path, const std::string& bytes)
 std::exception_ptr traceimpl::changeSettings(const tolvane::string& path, const std::string& bytes)
 {
     tolvane::outputsettings settings;
-    const bool isFine = readSettings(path, bytes, settings);
+    if (!readSettings(path, bytes, settings)) {
+        const instancelock lock(m_instanceMutex);
+        if (m_followed.path == path) {
+            m_followed.taken = bytes; // and is not complained of again
+        }
+        return nullptr;
+    }
     bothlocks locks(*this, patienceToChange);
     if (!locks.areHeld()) {
         m_looksAt = 0;
@@ -144,11 +150,8 @@ std::exception_ptr traceimpl::changeSettings(const tolvane::string& path, const 
     if (m_followed.path != path) {
         return nullptr; // another file is followed by now
     }
-    std::exception_ptr fault;
-    if (isFine) {
-        fault = changeSinks(locks, [this, &settings] { adopt(settings); });
-        locks.takeInstanceLock();
-    }
+    const std::exception_ptr fault = changeSinks(locks, [this, &settings] { adopt(settings); });
+    locks.takeInstanceLock();
     m_followed.taken = bytes;
     return fault;
 }

@@ -45,10 +45,10 @@
     (TOLVANE_IS_ACTIVE(level) && TOLVANE_RARELY((name).takesNow(level)))
 
 /// What the statement remembers, from one time to the next.
-#define TOLVANE_CALL_SITE()                     \
-    ([]() noexcept -> tolvane::callsite& {      \
-        static tolvane::callsite tolvane_place; \
-        return tolvane_place;                   \
+#define TOLVANE_CALL_SITE()                    \
+    ([]() noexcept -> tolvane::callsite& {     \
+        static tolvane::callsite tolvane_site; \
+        return tolvane_site;                   \
     }())
 
 /// One line at a level: TOLVANE_LOG(log, tl_info) << "text" << 42;

@@ -71,6 +71,7 @@ void everyMacro(const value_t& value, const std::string& text, bool condition)
         }();
     }
     TOLVANE_HERE(tl_info) << [&] {
+        TOLVANE_LOG_FIRST_N(log, tl_info, 1) << "once";
         TOLVANE_HERE(tl_error) << "within";
         return inner(2);
     }();

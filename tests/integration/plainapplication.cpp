@@ -2,6 +2,7 @@
 // sinks of every kind. The argument is the trace file's name; how many lines each sink wrote shows
 // in the output and in the file.
 
+#include <tolvane/consoletracestream.h>
 #include <tolvane/filetracestream.h>
 #include <tolvane/ostreamtracestream.h>
 #include <tolvane/rotatingfilestracestream.h>
@@ -9,6 +10,7 @@
 #include <tolvane/traceobject.h>
 
 #include <iostream>
+#include <streambuf>
 #include <string>
 
 #if defined(__cpp_rtti) || defined(__cpp_exceptions)
@@ -46,6 +48,20 @@ public:
     plainfile* clone() const override { return new plainfile(*this); }
 };
 
+/// A buffer of its own, whose class has no type information either.
+class plainbuffer : public std::streambuf
+{
+public:
+    std::string text;
+
+protected:
+    int_type overflow(int_type character) override
+    {
+        text += traits_type::to_char_type(character);
+        return character;
+    }
+};
+
 void traceLines(int count)
 {
     static const hashedfunction* function = nullptr;
@@ -69,8 +85,13 @@ int main(int count, char** arguments)
     trace::output(filetracestream(file.c_str()));
     trace::output(rotatingfilestracestream((file + ".rotating").c_str(), 2, 1000, 0));
     trace::output(ostreamtracestream<char>(std::cerr));
+    plainbuffer buffer;
+    std::ostream stream(&buffer);
+    trace::output(consoletracestream(stream));
     trace::setLevel(tl_info);
     traceLines(lines);
     trace::sync(10000);
+    trace::remove(consoletracestream(stream));
+    std::cout << buffer.text;
     return 0;
 }

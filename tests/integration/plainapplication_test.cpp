@@ -42,6 +42,7 @@ TEST_CASE("a program without exceptions and type information gets every line in 
     INFO(result.error);
     REQUIRE(result.exitCode == 0);
     CHECK(linesIn(result.output) == tracedLines);
+    CHECK(countOf(result.output, " : line ") == 2 * tracedLines); // those of a console, too
     CHECK(countOf(result.output, "custom ") == tracedLines);
     CHECK(countOf(result.output, "derived") == tracedLines);
     CHECK(linesIn(result.error) == tracedLines);

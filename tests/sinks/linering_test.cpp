@@ -131,6 +131,7 @@ TEST_CASE("lines that somebody has written over cost no more than the lines", "[
     linering ring(memory.begin(), memory.bytes);
     ring.write("one");
     ring.write("two");
+    std::memset(memory.begin() + 40, 'x', 16); // where the lines begin and end
     std::memset(memory.begin() + linering::headerSize, 'x', 20);
 
     CHECK(ring.write("123456789012345678"));

@@ -307,6 +307,36 @@ TEST_CASE("while a sink is busy the settings wait", "[trace][settings]")
     CHECK(program.sinks() == 2);
 }
 
+TEST_CASE("while a sink is busy a malformed file is complained of once", "[trace][settings]")
+{
+    followed program;
+    program.write("");
+    program.follow();
+    const probesink sink{1};
+    gate entered;
+    gate release;
+    sink.told().onLog = [&](const std::wstring&) {
+        entered.open();
+        release.wait();
+    };
+    program.dispatcher.output(sink).setLevel(tl_info);
+    std::thread writer([&] {
+        program.queue(tl_info, L"a");
+        program.dispatcher.flushQueue(0);
+    });
+    entered.wait();
+    const pipedstandarderror errors;
+
+    program.change("shop");
+    program.pass(10);
+    program.pass(10);
+    const std::string said = errors.read();
+    release.open();
+    writer.join();
+
+    CHECK(std::count(said.begin(), said.end(), '\n') == 1);
+}
+
 TEST_CASE("without memory settings stay, and are tried again", "[trace][settings]")
 {
     followed program;
