@@ -4,7 +4,7 @@
 #include <catch2/catch.hpp>
 
 #include <map>
-#include <regex>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -12,7 +12,19 @@ namespace {
 /// Without stamps and threads, each line ended by a line feed alone.
 std::string masked(const std::string& text)
 {
-    return std::regex_replace(text, std::regex("\\r|\\[[-0-9]+ [:.0-9]+\\]: *[0-9a-f]+:"), "");
+    std::istringstream lines(text);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        const std::size_t stampEnd = line.find("]:");
+        if (line.substr(0, 2) == "[2" && stampEnd != std::string::npos) {
+            line.erase(0, line.find(':', stampEnd + 2) + 1);
+        }
+        result += line + '\n';
+    }
+    return result;
 }
 
 childresult runChild(const std::string& scenario, const std::map<std::string, std::string>& values)
