@@ -21,7 +21,7 @@ void jsontracestream::log(const formattedline& line)
     if (m_rotates) {
         rotatingfilestracestream::log(line);
     } else {
-        filetracestream::log(line);
+        filetracestream::log(line); // NOLINT(bugprone-parent-virtual-call)
     }
 }
 

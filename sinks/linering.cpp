@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::string_view lineEnd = {"\n", 2}; // with the 0
+constexpr std::string_view lineEnd = {"\n\0", 2}; // with the 0
 
 /// Other processes see what this one has stored in the order in which it stored it, since the
 /// processor keeps that; this keeps the compiler from changing it.
@@ -73,7 +73,7 @@ bool linering::write(std::string_view text) noexcept
 /// somebody else has written there may be none; all lines go then.
 void linering::dropOldest() noexcept
 {
-    const std::size_t at = static_cast<std::size_t>(m_first % m_size);
+    const auto at = static_cast<std::size_t>(m_first % m_size);
     const auto length = static_cast<std::size_t>(m_end - m_first);
     const std::size_t straight = std::min(length, m_size - at);
     const void* const found = std::memchr(m_bytes + at, 0, straight);
@@ -92,7 +92,7 @@ void linering::dropOldest() noexcept
 
 void linering::put(unsigned long long place, std::string_view bytes) noexcept
 {
-    const std::size_t at = static_cast<std::size_t>(place % m_size);
+    const auto at = static_cast<std::size_t>(place % m_size);
     const std::size_t straight = std::min(bytes.size(), m_size - at);
     std::memcpy(m_bytes + at, bytes.data(), straight);
     std::memcpy(m_bytes, bytes.data() + straight, bytes.size() - straight);

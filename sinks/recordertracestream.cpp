@@ -69,7 +69,7 @@ recordertracestream* recordertracestream::clone() const
     return cloned;
 }
 
-void recordertracestream::dump()
+void recordertracestream::dump() // NOLINT(readability-make-member-function-const)
 {
     const tolvane::CallersError callersError;
     safesingleton<traceimpl>::instance().dump(*this);

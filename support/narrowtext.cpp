@@ -41,7 +41,7 @@ std::wstring widenedSingly(std::string_view text)
 std::wstring widenedInLocale(const std::string& text)
 {
     std::wstring wide(text.size(), L'\0');
-    const std::size_t count = std::mbstowcs(&wide[0], text.c_str(), wide.size());
+    const std::size_t count = std::mbstowcs(wide.data(), text.c_str(), wide.size());
     if (count > wide.size() || (count == 0 && !text.empty())) {
         return widenedSingly(text);
     }

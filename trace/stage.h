@@ -33,7 +33,7 @@ static_assert(sizeof(stagedline) == sizeof(linestamp) + sizeof(packedline)); // 
 ///   was drained. Who must count exactly comes after the lines that he counts, and sees them.
 /// - m_refused, m_doubtful: stored in the same way; m_doubtful before the line in question.
 /// - m_spare: chunks that were read, on their way back: emptied by exchange, filled by the drain.
-class stage
+class stage // NOLINT(clang-analyzer-optin.performance.Padding): by cache lines
 {
 public:
     /// \param dispatcher  number of the dispatcher that it belongs to.
