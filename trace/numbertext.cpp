@@ -106,9 +106,9 @@ template <class real_t>
 void numbertext::writeReal(real_t magnitude, char kind, int precision)
 {
     if (!tryReal(m_few, fewDigits - 1, magnitude, kind, precision)) {
-        constexpr int longestExponent = 16;
-        m_many.resize(static_cast<std::size_t>(std::numeric_limits<real_t>::max_exponent10 +
-                                               std::max(precision, 0) + longestExponent));
+        constexpr std::size_t longestExponent = 16;
+        m_many.resize(std::size_t{std::numeric_limits<real_t>::max_exponent10} +
+                      static_cast<std::size_t>(std::max(precision, 0)) + longestExponent);
         tryReal(m_many.data(), m_many.size() - 1, magnitude, kind, precision);
     }
 }
