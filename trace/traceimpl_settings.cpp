@@ -150,7 +150,7 @@ std::exception_ptr traceimpl::changeSettings(const tolvane::string& path, const 
     if (m_followed.path != path) {
         return nullptr; // another file is followed by now
     }
-    const std::exception_ptr fault = changeSinks(locks, [this, &settings] { adopt(settings); });
+    std::exception_ptr fault = changeSinks(locks, [this, &settings] { adopt(settings); });
     locks.takeInstanceLock();
     m_followed.taken = bytes;
     return fault;
