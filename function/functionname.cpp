@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <deque>
+#include <vector>
 
 namespace {
 
@@ -118,15 +118,15 @@ private:
 
     void addPiece(std::size_t start, std::size_t length)
     {
-        m_pieces.push_front({start, length});
+        m_pieces.push_back({start, length});
         m_total += length;
     }
 
     std::string join() const
     {
         std::string joined;
-        for (const piece& part : m_pieces) {
-            joined.append(m_text, part.start, part.length);
+        for (auto part = m_pieces.rbegin(); part != m_pieces.rend(); ++part) {
+            joined.append(m_text, part->start, part->length);
         }
         return joined;
     }
@@ -137,7 +137,7 @@ private:
     unsigned long long m_depth = 0;
     std::size_t m_mark = noMark; ///< end of the piece being collected
     std::size_t m_total = 0;     ///< characters collected
-    std::deque<piece> m_pieces;  ///< in text order
+    std::vector<piece> m_pieces; ///< the last of the text first
     bool m_stopped = false;
 };
 

@@ -1,6 +1,5 @@
 #include "function/functiontree.h"
 
-#include <algorithm>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -166,8 +165,7 @@ tracelevel_t hashedfunctiontree<tracelevel_t>::lookup(const hashedname* key) con
     return node->level;
 }
 
-std::vector<hashedfunctiontree<tracelevel_t>::namedlevel>
-hashedfunctiontree<tracelevel_t>::all() const
+std::map<std::wstring, tracelevel_t> hashedfunctiontree<tracelevel_t>::all() const
 {
     struct place
     {
@@ -175,7 +173,7 @@ hashedfunctiontree<tracelevel_t>::all() const
         std::wstring prefix; ///< of its children's names
     };
     const reading read(*this);
-    std::vector<namedlevel> found = {{std::wstring(), read.root().level}};
+    std::map<std::wstring, tracelevel_t> found = {{std::wstring(), read.root().level}};
     std::vector<place> open = {{&read.root(), std::wstring()}};
     while (!open.empty()) {
         const place from = std::move(open.back());
@@ -184,14 +182,11 @@ hashedfunctiontree<tracelevel_t>::all() const
             const functiontreenode& child = each.second;
             const std::wstring name = from.prefix + child.component;
             if (child.level != from.node->level) {
-                found.push_back({name, child.level});
+                found.emplace(name, child.level);
             }
             open.push_back({&child, name + L"::"});
         }
     }
-    std::sort(found.begin(), found.end(), [](const namedlevel& left, const namedlevel& right) {
-        return left.name < right.name;
-    });
     return found;
 }
 

@@ -5,6 +5,7 @@
 #include "function/hashedname.h"
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -123,14 +124,9 @@ public:
     /// The level of the deepest node that exists on the function's path.
     tracelevel_t lookup(const hashedname* key) const noexcept;
 
-    struct namedlevel
-    {
-        std::wstring name; ///< empty for all that has no level of its own
-        tracelevel_t level;
-    };
-
-    /// The levels that differ from what surrounds them, in the order of their names.
-    std::vector<namedlevel> all() const;
+    /// The levels that differ from what surrounds them, by name: an empty one for all that has no
+    /// level of its own.
+    std::map<std::wstring, tracelevel_t> all() const;
 
     /// Writes a level at a name's node. A node that is made on the way takes its parent's level as
     /// it is now, and keeps it when the parent's is changed later.

@@ -2,7 +2,7 @@
 
 #include "settings/words.h"
 
-#include <algorithm>
+#include <iterator>
 #include <optional>
 
 namespace tolvane {
@@ -54,9 +54,6 @@ bool levelsettings::read(std::wstring_view text)
             return false;
         }
     }
-    std::stable_sort(m_all.begin(), m_all.end(), [](const setting& left, const setting& right) {
-        return left.name.length() < right.name.length();
-    });
     return true;
 }
 
@@ -85,8 +82,18 @@ bool levelsettings::readPart(std::wstring_view part)
         return refuse(part, L"has a level that is none of always, error, warning, info, verbose, "
                             L"debug, trace and 0 to 6");
     }
-    m_all.push_back({name == L"*" ? string() : string(name), *level});
+    add({name == L"*" ? string() : string(name), *level});
     return true;
+}
+
+/// Behind all whose names are not longer.
+void levelsettings::add(const setting& added)
+{
+    auto place = m_all.end();
+    while (place != m_all.begin() && added.name.length() < std::prev(place)->name.length()) {
+        --place;
+    }
+    m_all.insert(place, added);
 }
 
 bool levelsettings::refuse(std::wstring_view part, const wchar_t* why)

@@ -38,6 +38,7 @@ public:
 
 private:
     bool readPart(std::wstring_view part);
+    void add(const setting& added);
     bool refuse(std::wstring_view part, const wchar_t* why);
 
     std::vector<setting> m_all;

@@ -53,7 +53,7 @@ void passwriter::tally::publish(sinkcounts& counts) noexcept
     }
 }
 
-passwriter::destination::destination(attachedsink& target)
+TOLVANE_COLD passwriter::destination::destination(attachedsink& target)
     : attached(target),
       isStream(target.sink->m_kind == tracestream::sk_stream),
       rotating(target.sink->m_kind == tracestream::sk_rotatingfile
@@ -90,23 +90,19 @@ bool passwriter::isOthers() const noexcept
 }
 
 /// A faulty sink is in some group for its counts only.
-void passwriter::group()
+TOLVANE_COLD void passwriter::group()
 {
     const bool hasCustom =
         std::any_of(m_destinations.begin(), m_destinations.end(),
                     [](const destination& to) { return to.isCustom() && !to.attached.isFaulty; });
-    group_t first;
-    group_t streams;
     for (destination& to : m_destinations) {
-        (to.isStream && !hasCustom ? streams : first).push_back(&to);
+        m_groups[to.isStream && !hasCustom ? 1 : 0].push_back(&to);
     }
-    m_groups.push_back(std::move(first));
-    m_groups.push_back(std::move(streams));
 }
 
 /// Two names may be those of one file; files that exist tell whether they are. A file that does not
 /// is nobody's until it takes its first line.
-bool passwriter::filesDiffer()
+TOLVANE_COLD bool passwriter::filesDiffer()
 {
     const auto fileCount = std::count_if(m_destinations.begin(), m_destinations.end(),
                                          [](const destination& to) { return to.file != nullptr; });
@@ -290,7 +286,7 @@ TOLVANE_COLD void passwriter::handOn(const destination& to)
 
 /// Why the exception that is being handled costs a line. What the application's own sink throws is
 /// for that sink to answer for, also when it is that there is no memory.
-trace::lossreason passwriter::reasonOfException(destination& to)
+TOLVANE_COLD trace::lossreason passwriter::reasonOfException(destination& to)
 {
     try {
         throw;
@@ -328,7 +324,7 @@ void passwriter::gather(destination& to, const formattedline& line)
 }
 
 /// The line itself is gathered, or even written: what fails here does not cost it.
-void passwriter::rotate(destination& to, unsigned long long length) noexcept
+TOLVANE_COLD void passwriter::rotate(destination& to, unsigned long long length) noexcept
 {
     try {
         to.rotating->m_rotation->rotate(to.path, length, [this] { settleAll(); });

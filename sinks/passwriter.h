@@ -10,6 +10,7 @@
 #include "trace/lineunpacker.h"
 #include "trace/packedlines.h"
 
+#include <array>
 #include <exception>
 #include <string>
 #include <vector>
@@ -125,7 +126,7 @@ private:
     passprogress& m_progress;
     const unsigned int m_forks; ///< when the pass began
     std::vector<destination> m_destinations;
-    std::vector<group_t> m_groups;
+    std::array<group_t, 2> m_groups;
     fileencoder m_encoder;
     lineunpacker m_unpacker;
     const queuedline* m_unpacked = nullptr; ///< whose record was made last

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -61,19 +62,18 @@ std::vector<unsigned long long> existingNumbers(const std::string& path, unsigne
 /// The numbers that a file may move to, or be deleted from, when the files numbered below the
 /// oldest move up by one: the greatest first. Where neither the number nor the one before it has a
 /// file, there is nothing to do.
-std::vector<unsigned long long> numbersToFill(const std::string& path, unsigned long long oldest)
+std::set<unsigned long long, std::greater<>> numbersToFill(const std::string& path,
+                                                           unsigned long long oldest)
 {
-    std::vector<unsigned long long> numbers;
+    std::set<unsigned long long, std::greater<>> numbers;
     for (const unsigned long long number : existingNumbers(path, oldest)) {
         if (number <= oldest && number != 0) {
-            numbers.push_back(number);
+            numbers.insert(number);
         }
         if (number < oldest) {
-            numbers.push_back(number + 1);
+            numbers.insert(number + 1);
         }
     }
-    std::sort(numbers.begin(), numbers.end(), std::greater<>());
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     return numbers;
 }
 

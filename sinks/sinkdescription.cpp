@@ -107,8 +107,8 @@ std::wstring sinkdescription::levelsOf(const tracestream& sink)
 {
     std::wstring levels;
     for (const auto& each : sink.m_levels->all()) {
-        levels += levels.empty() ? L"*" : L", " + each.name;
-        levels += L'=' + tolvane::levelsettings::nameOf(each.level);
+        levels += levels.empty() ? L"*" : L", " + each.first;
+        levels += L'=' + tolvane::levelsettings::nameOf(each.second);
     }
     return levels;
 }

@@ -4,7 +4,6 @@
 #include "trace/insidelibrary.h"
 #include "trace/traceimpl.h"
 
-#include <optional>
 #include <utility>
 
 /// Holds the instance lock and the sink lock, for what changes the sinks. The sink lock is waited
@@ -13,38 +12,12 @@ class traceimpl::bothlocks
 {
 public:
     /// Waits as long as a sink takes.
-    explicit bothlocks(traceimpl& dispatcher) : m_dispatcher(dispatcher)
-    {
-        const sinklock::claim claim(m_dispatcher.m_sinkLock);
-        for (;;) {
-            takeInstanceLock();
-            if (m_dispatcher.m_sinkLock.tryEnter(false)) {
-                m_hasSinkLock = true;
-                return;
-            }
-            giveInstanceLockBack();
-            m_dispatcher.m_sinkLock.waitForReturn();
-        }
-    }
+    explicit bothlocks(traceimpl& dispatcher);
 
     /// Waits so many milliseconds, see areHeld().
-    bothlocks(traceimpl& dispatcher, unsigned long long patience) : m_dispatcher(dispatcher)
-    {
-        const sinklock::claim claim(m_dispatcher.m_sinkLock);
-        std::optional<tolvane::Auto_TimedMutex> lock;
-        m_hasSinkLock = m_dispatcher.enterBoth(lock, patience, patience);
-        if (lock->owns()) {
-            takeInstanceLock();
-        }
-    }
+    bothlocks(traceimpl& dispatcher, unsigned long long patience);
 
-    ~bothlocks()
-    {
-        giveInstanceLockBack();
-        if (m_hasSinkLock) {
-            m_dispatcher.m_sinkLock.leave();
-        }
-    }
+    ~bothlocks();
 
     bothlocks(const bothlocks&) = delete;
     bothlocks& operator=(const bothlocks&) = delete;

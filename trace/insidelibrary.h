@@ -3,7 +3,7 @@
 #include "support/callerserror.h"
 #include "trace/threadstage.h"
 
-#include <atomic>
+#include <cstdint>
 
 /// Marks the calling thread, for a block, as being in a part of the library that must not be
 /// entered again, and keeps its error codes. The application's allocator may be called there, or a
@@ -17,30 +17,8 @@
 class insidelibrary
 {
 public:
-    insidelibrary() noexcept : m_before(threadstage::place())
-    {
-        if (m_before > threadstage::leftBusy) {
-            stage* const mine = threadstage::stageAt(m_before);
-            m_wasVisited = mine->isVisited();
-            mine->setVisited(true);
-        } else if (m_before == threadstage::noStage) {
-            threadstage::put(threadstage::busy);
-        } else if (m_before == threadstage::left) {
-            threadstage::put(threadstage::leftBusy);
-        }
-        std::atomic_signal_fence(std::memory_order_seq_cst);
-    }
-
-    ~insidelibrary()
-    {
-        std::atomic_signal_fence(std::memory_order_seq_cst);
-        if (stage* const mine = threadstage::get()) {
-            mine->setVisited(m_wasVisited);
-        } else if (threadstage::isBusy()) {
-            // a stage that was there is gone: this is the child of a fork within a sink's call
-            threadstage::put(m_before > threadstage::leftBusy ? threadstage::noStage : m_before);
-        }
-    }
+    insidelibrary() noexcept;
+    ~insidelibrary();
 
     insidelibrary(const insidelibrary&) = delete;
     insidelibrary& operator=(const insidelibrary&) = delete;
@@ -64,38 +42,12 @@ private:
 class outsidelibrary
 {
 public:
-    outsidelibrary() noexcept : m_wasInside(insidelibrary::isEntered())
-    {
-        if (m_wasInside) {
-            mark(false);
-        }
-    }
-
-    ~outsidelibrary()
-    {
-        if (m_wasInside) {
-            mark(true);
-        }
-    }
+    outsidelibrary() noexcept;
+    ~outsidelibrary();
 
     outsidelibrary(const outsidelibrary&) = delete;
     outsidelibrary& operator=(const outsidelibrary&) = delete;
 
 private:
-    /// The thread may have been given a stage within the block, or left it.
-    static void mark(bool inside) noexcept
-    {
-        std::atomic_signal_fence(std::memory_order_seq_cst);
-        const std::uintptr_t place = threadstage::place();
-        if (place > threadstage::leftBusy) {
-            threadstage::stageAt(place)->setVisited(inside);
-        } else if (place == threadstage::left || place == threadstage::leftBusy) {
-            threadstage::put(inside ? threadstage::leftBusy : threadstage::left);
-        } else {
-            threadstage::put(inside ? threadstage::busy : threadstage::noStage);
-        }
-        std::atomic_signal_fence(std::memory_order_seq_cst);
-    }
-
     const bool m_wasInside;
 };

@@ -8,7 +8,8 @@
 class instancelock
 {
 public:
-    explicit instancelock(tolvane::Mutex& mutex) : m_lock(mutex) {}
+    explicit instancelock(tolvane::Mutex& mutex);
+    ~instancelock();
 
     instancelock(const instancelock&) = delete;
     instancelock& operator=(const instancelock&) = delete;

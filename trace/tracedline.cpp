@@ -160,7 +160,7 @@ void tracedline::setFormat(const visit& as) const
 }
 
 /// What was gathered goes in front of what waits there for its line end: that came later.
-void tracedline::goOnIn(traceobject& stream)
+TOLVANE_COLD void tracedline::goOnIn(traceobject& stream)
 {
     const insidelibrary inside;
     m_stream = &stream;
@@ -246,7 +246,7 @@ void tracedline::insertNarrow(const char* text, std::size_t length)
     }
 }
 
-void tracedline::insertNarrowInStream(const char* text, std::size_t length)
+TOLVANE_COLD void tracedline::insertNarrowInStream(const char* text, std::size_t length)
 {
     try {
         m_stream->insertNarrow(text, length);
@@ -256,7 +256,7 @@ void tracedline::insertNarrowInStream(const char* text, std::size_t length)
 }
 
 /// Text beyond ASCII is converted now, since the locale may be another one later.
-void tracedline::keepConverted(const char* text, std::size_t length)
+TOLVANE_COLD void tracedline::keepConverted(const char* text, std::size_t length)
 {
     if (insidelibrary::isEntered()) {
         cut();
@@ -290,12 +290,12 @@ void tracedline::insertWide(const wchar_t* text, std::size_t length)
     }
 }
 
-void tracedline::insertQuoted(const char* text, std::size_t length)
+TOLVANE_COLD void tracedline::insertQuoted(const char* text, std::size_t length)
 {
     insertText(quoted(std::string_view(text, length)));
 }
 
-void tracedline::insertQuoted(const wchar_t* text, std::size_t length)
+TOLVANE_COLD void tracedline::insertQuoted(const wchar_t* text, std::size_t length)
 {
     insertWide(quoted(std::wstring_view(text, length)));
 }
@@ -321,9 +321,11 @@ void tracedline::cut()
 
 bool tracedline::makeRoom(std::size_t size) noexcept
 {
-    if (m_cut || static_cast<std::size_t>(m_limit - m_end) >= size) {
-        return !m_cut;
-    }
+    return !m_cut && (static_cast<std::size_t>(m_limit - m_end) >= size || grow(size));
+}
+
+TOLVANE_COLD bool tracedline::grow(std::size_t size) noexcept
+{
     const bool isInterrupting = insidelibrary::isEntered();
     const insidelibrary inside;
     const unsigned char* const operands = m_heap ? m_heap : m_buffer;
@@ -387,7 +389,7 @@ void tracedline::keepWide(const wchar_t* text, std::size_t length)
 }
 
 /// The stream is as it was before the line, and goes on with the line that this one is within.
-void tracedline::leave()
+TOLVANE_COLD void tracedline::leave()
 {
     (*m_stream)(m_level); // an operand may have traced at another one
     m_stream->repair();

@@ -426,6 +426,7 @@ std::exception_ptr traceimpl::finish() noexcept
     m_inPass = 0;
     lock.emplace(m_instanceMutex, patience * tolvane::ticksPerMillisecond);
     if (lock->owns() || othersAreStopped) {
+        fault = fault ? fault : m_flushFault;
         rememberEnded();
         detachAll();
         sinkmap_t sinks = takeDetached();

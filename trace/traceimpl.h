@@ -241,10 +241,18 @@ private:
                     tracelevel_t level);
     bool relieve(admission admitted);
     bool isFlushed(tracelevel_t level) const noexcept;
-    void flushLine();
     template <class content_t>
     void queueDirectly(tracelevel_t level, const hashedfunction& function,
                        const content_t& content);
+
+    // traceimpl_flush.cpp
+    void signalWritten();
+    bool waitForPass(unsigned long long budget);
+    unsigned long long drainedUpTo();
+    bool isWritten(unsigned long long before, unsigned long long& lastBatch);
+    void flushLine();
+    void leaveToWriter(const std::exception_ptr& fault) noexcept;
+    std::exception_ptr takeFlushFault() noexcept;
 
     // traceimpl_report.cpp
     void attachInTime(const tracestream& sink, tracelevel_t level, unsigned long long patience);
@@ -280,7 +288,6 @@ private:
                  const sinkchoice& by = sinkchoice::all()) noexcept;
     void refuse(unsigned long long lines) noexcept;
     void writePass();
-    void signalWritten();
     std::exception_ptr pass(passkind kind);
     bool beginPass(passkind kind, packedlines& batch);
     bool isWorthAPass(passkind kind) noexcept;
@@ -290,9 +297,6 @@ private:
     std::exception_ptr dumpRecorders(const recordertracestream* recorder = nullptr) noexcept;
     void endPass() noexcept;
     void keep(packedlines& written) noexcept;
-    bool waitForPass(unsigned long long budget);
-    unsigned long long drainedUpTo();
-    bool isWritten(unsigned long long before, unsigned long long& lastBatch);
 
     static constexpr unsigned long long neverGivenUp = ~0ULL;
     static constexpr unsigned long long never = ~0ULL;
@@ -325,6 +329,7 @@ private:
     std::vector<std::unique_ptr<tolvane::ThreadControl>> m_writers; ///< one, and those that faulted
     std::vector<std::unique_ptr<tracestream>> m_endedSinks;         ///< levels that held at the end
     tolvane::followedsettings m_followed;
+    std::exception_ptr m_flushFault; ///< of a sink, that a line came upon
 
     linebudget m_budget;
     lossnotes m_losses;

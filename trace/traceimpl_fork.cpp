@@ -107,6 +107,7 @@ void traceimpl::forgetCall() noexcept
 void traceimpl::forgetLines(bool areWhole) noexcept
 {
     makeAnew(m_losses);
+    makeAnew(m_flushFault);
     stage* const mine = threadstage::get();
     const bool isWithin = mine && mine->isVisited();
     if (areWhole) {

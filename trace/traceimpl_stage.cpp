@@ -266,24 +266,6 @@ TOLVANE_COLD bool traceimpl::relieve(admission admitted)
     return m_sinkLock.progress().forks() == forks;
 }
 
-/// Has the line that was traced last written, before its thread goes on. When others have taken it,
-/// they are waited for.
-TOLVANE_COLD void traceimpl::flushLine()
-{
-    if (m_sinkLock.isMine()) {
-        return;
-    }
-    if (const std::exception_ptr fault = pass(passkind::full)) {
-        std::rethrow_exception(fault);
-    }
-    const insidelibrary inside;
-    patience waiting(m_sinkLock.progress());
-    const unsigned long long batch = m_inPass;
-    while (batch != 0 && m_inPass == batch && waiting.lasts()) {
-        m_sinkLock.waitForReturn();
-    }
-}
-
 /// A line of a thread that has left its stage: it comes behind all that is staged.
 template <class content_t>
 TOLVANE_COLD void traceimpl::queueDirectly(tracelevel_t level, const hashedfunction& function,

@@ -50,8 +50,8 @@ private:
         co_always = 2,
     };
 
-    static colours_t wanted();
-    bool isColoured() const;
+    TOLVANE_INTERNAL static colours_t wanted();
+    TOLVANE_INTERNAL bool isColoured() const;
 
     std::ostream* m_stream; ///< not owned
     colours_t m_colours;

@@ -10,6 +10,9 @@
 /// library itself is being built, its objects are linked into the program (TOLVANE_LINKED_IN), or a
 /// program imports them.
 
+/// TOLVANE_INTERNAL marks what does not cross it, though its class does. On Windows a class is
+/// exported with all that it has, but for what is nested in it.
+
 #if !defined(_WIN32)
 #define TOLVANE_EXPORT __attribute__((visibility("default")))
 #elif defined(TOLVANE_BUILDING)
@@ -18,6 +21,12 @@
 #define TOLVANE_EXPORT
 #else
 #define TOLVANE_EXPORT __declspec(dllimport)
+#endif
+
+#if !defined(_WIN32)
+#define TOLVANE_INTERNAL __attribute__((visibility("hidden")))
+#else
+#define TOLVANE_INTERNAL
 #endif
 
 /// What tells the calling thread from all others, in one instruction, and accesses to a number that

@@ -66,27 +66,28 @@ private:
     friend struct formattedlinetest;
 
     /// A record to be filled.
-    formattedline();
+    TOLVANE_INTERNAL formattedline();
 
     /// A text line of now and of this thread. Takes the text over and leaves the caller's string
     /// empty.
-    formattedline(tracelevel_t level, const hashedfunction& function, tolvane::string& text);
+    TOLVANE_INTERNAL formattedline(tracelevel_t level, const hashedfunction& function,
+                                   tolvane::string& text);
 
     /// An entry or exit line of now and of this thread.
-    formattedline(tracelevel_t level, const hashedfunction& function, type_t type);
+    TOLVANE_INTERNAL formattedline(tracelevel_t level, const hashedfunction& function, type_t type);
 
     /// Copies text, level and time only: a line that was rendered keeps its rendering, function,
     /// kind and thread.
-    formattedline& operator=(const formattedline& other);
+    TOLVANE_INTERNAL formattedline& operator=(const formattedline& other);
 
-    wchar_t levelChar() const;
+    TOLVANE_INTERNAL wchar_t levelChar() const;
 
     /// The record's text where it is kept. Many lines share the stamp of their second.
-    const tolvane::string& rendered(timestamp& stamp) const;
-    const tolvane::string& rendered() const;
+    TOLVANE_INTERNAL const tolvane::string& rendered(timestamp& stamp) const;
+    TOLVANE_INTERNAL const tolvane::string& rendered() const;
 
     /// Replaces a text by the record's.
-    void render(tolvane::string& text, timestamp& stamp) const;
+    TOLVANE_INTERNAL void render(tolvane::string& text, timestamp& stamp) const;
 
     mutable tolvane::string m_formatted; ///< the rendered line; empty until the first conversion
     const hashedfunction* m_function;    ///< never null; not owned

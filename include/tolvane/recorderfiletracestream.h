@@ -53,7 +53,7 @@ public:
 private:
     friend class sinkdescription;
 
-    struct Impl;
+    struct TOLVANE_INTERNAL Impl;
 
     Impl* m_file; ///< owned, never null
 };

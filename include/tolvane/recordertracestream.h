@@ -51,7 +51,7 @@ private:
     friend class passwriter;
     friend class sinkdescription;
 
-    struct Impl;
+    struct TOLVANE_INTERNAL Impl;
 
     Impl* m_recorder; ///< owned, never null
 };

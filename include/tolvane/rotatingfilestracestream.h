@@ -57,7 +57,7 @@ private:
     friend class passwriter;
     friend class sinkdescription;
 
-    struct Impl;
+    struct TOLVANE_INTERNAL Impl;
 
     Impl* m_rotation; ///< limits and running state; owned, never null
 };

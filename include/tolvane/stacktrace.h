@@ -82,31 +82,31 @@ private:
     friend struct stacktracetest;
     friend struct threadstacks;
 
-    struct Block;
-    struct Entry;
-    struct Registry; ///< all threads' stacks by thread id
+    struct TOLVANE_INTERNAL Block;
+    struct TOLVANE_INTERNAL Entry;
+    struct TOLVANE_INTERNAL Registry; ///< all threads' stacks by thread id
 
     /// Installs the handlers when the library is loaded.
-    struct startup_struct
+    struct TOLVANE_INTERNAL startup_struct
     {
         startup_struct();
     };
 
     void push(const hashedfunction* function);
     bool pushWithin(const hashedfunction* function, unsigned long long& before) noexcept;
-    void pushGrown(const hashedfunction* function);
+    TOLVANE_INTERNAL void pushGrown(const hashedfunction* function);
     void pop() noexcept;
-    void clear() noexcept;
+    TOLVANE_INTERNAL void clear() noexcept;
 
-    static const hashedfunction* nameless();
+    TOLVANE_INTERNAL static const hashedfunction* nameless();
     static stacktrace* knownTrace() noexcept;
     static void pushMine(const hashedfunction* function);
     static void popMine();
     static stacktrace& myTrace();
-    static stacktrace& findTrace();
-    static stacktrace& enterRegistry();
-    static Registry& m_alltraces();
-    static tolvane::Mutex& m_staticmutex();
+    TOLVANE_INTERNAL static stacktrace& findTrace();
+    TOLVANE_INTERNAL static stacktrace& enterRegistry();
+    TOLVANE_INTERNAL static Registry& m_alltraces();
+    TOLVANE_INTERNAL static tolvane::Mutex& m_staticmutex();
 
     static startup_struct m_startup;
 

@@ -184,7 +184,9 @@ public:
     ///
     /// By the rules of flush(0): a sink that is busy for longer than about 2 ms costs the lines
     /// that wait; what another thread is writing is waited for as long. A line that is traced
-    /// within a sink's own call is not waited for.
+    /// within a sink's own call is not waited for. But the statement throws nothing: a hardware
+    /// fault of a sink is left to the library's own thread, which tells of it as of one that it
+    /// came upon itself.
     static void flushOn(tracelevel_t level);
 
     /// How often a line that an attached sink's level took did not reach that sink, since the start

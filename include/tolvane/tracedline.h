@@ -286,6 +286,7 @@ private:
     void goOnIn(traceobject& stream);
     void cut();
     bool makeRoom(std::size_t size) noexcept;
+    bool grow(std::size_t size) noexcept;
     void keep(operand kind, const void* value, std::size_t size);
     void keepCounted(operand kind, const void* text, std::size_t count, std::size_t size);
     void keepPlain(const char* text, std::size_t length);

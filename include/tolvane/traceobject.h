@@ -100,7 +100,7 @@ private:
     friend struct traceobjecttest;
 
     /// The stream inside a scope, which does the rest of what a scope does.
-    explicit traceobject(const tolvane::scopestream& owner);
+    TOLVANE_INTERNAL explicit traceobject(const tolvane::scopestream& owner);
 
     void setLevel(tracelevel_t level) noexcept { m_lineLevel = level; }
 
@@ -108,22 +108,23 @@ private:
 
     /// Writes the next piece of a %-format, up to and without the next placeholder, and leaves the
     /// rest in format.
-    void logtosplit(tolvane::string& format);
+    TOLVANE_INTERNAL void logtosplit(tolvane::string& format);
 
     /// The same for a text of which length characters remain.
     /// \return where the rest of the format starts.
-    const wchar_t* logtosplitchar(const wchar_t* format, unsigned long long& length);
+    TOLVANE_INTERNAL const wchar_t* logtosplitchar(const wchar_t* format,
+                                                   unsigned long long& length);
 
-    void writeText(const tolvane::string& text);
-    void append(const wchar_t* text, unsigned long long count);
+    TOLVANE_INTERNAL void writeText(const tolvane::string& text);
+    TOLVANE_INTERNAL void append(const wchar_t* text, unsigned long long count);
     void insertNarrow(const char* text, std::size_t count);
-    bool insertsUnchanged() const;
-    bool isAsBuilt() const;
-    bool isDispensable() const;
-    void repair();
-    void prepend(tolvane::string& text);
-    void endLine();
-    void endLineBehind(unsigned long long waiting);
+    TOLVANE_INTERNAL bool insertsUnchanged() const;
+    TOLVANE_INTERNAL bool isAsBuilt() const;
+    TOLVANE_INTERNAL bool isDispensable() const;
+    TOLVANE_INTERNAL void repair();
+    TOLVANE_INTERNAL void prepend(tolvane::string& text);
+    TOLVANE_INTERNAL void endLine();
+    TOLVANE_INTERNAL void endLineBehind(unsigned long long waiting);
 
     const hashedfunction* m_function;     ///< never null
     tolvane::string m_line;               ///< the line being built

@@ -101,7 +101,7 @@ private:
 
     tracestream& operator=(const tracestream& other);
 
-    void forgetReaders() noexcept;
+    TOLVANE_INTERNAL void forgetReaders() noexcept;
 
     hashedfunctiontree<tracelevel_t>* m_levels; ///< owned, never null
 

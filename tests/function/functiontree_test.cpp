@@ -462,7 +462,7 @@ TEST_CASE("a tree tells the names whose levels differ from what surrounds them",
     const auto shown = [](const leveltree& tree) {
         std::wstring text;
         for (const auto& each : tree.all()) {
-            text += each.name + L'=' + std::to_wstring(each.level) + L' ';
+            text += each.first + L'=' + std::to_wstring(each.second) + L' ';
         }
         return text;
     };
