@@ -43,8 +43,9 @@ class stage;
 /// What stands where: traceimpl.cpp the dispatcher's life, sinks and functions;
 /// traceimpl_levels.cpp the sinks' levels; traceimpl_settings.cpp a file that sets sinks and
 /// levels; traceimpl_stage.cpp how a line is staged; traceimpl_pass.cpp how lines are taken and
-/// written, by passes and by a report; traceimpl_fork.cpp what becomes of it all in a forked
-/// process.
+/// written; traceimpl_flush.cpp how threads have them written, or wait for that;
+/// traceimpl_report.cpp the same amid a fault; traceimpl_fork.cpp what becomes of it all in a
+/// forked process.
 class traceimpl : public safesingleton<traceimpl>
 {
 public:

@@ -86,6 +86,9 @@ struct traceimpltest
     /// As behind a line that is to be written at once.
     static void flushLine(traceimpl& dispatcher) { dispatcher.flushLine(); }
 
+    /// As the writer does.
+    static void writePass(traceimpl& dispatcher) { dispatcher.writePass(); }
+
     /// As the writer does behind a pass.
     static void lookAtSettings(traceimpl& dispatcher)
     {

@@ -1,5 +1,6 @@
 #include <tolvane/tolvane.h>
 
+#include "stacktrace/structuredexception.h"
 #include "tests/helpers/attached.h"
 #include "tests/helpers/gate.h"
 #include "tests/helpers/probesink.h"
@@ -11,6 +12,7 @@
 #include <catch2/catch.hpp>
 
 #include <climits>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -110,6 +112,23 @@ TEST_CASE("a line of a thread that has no stage any more is written at once", "[
         quiet.queue(tl_error, L"c");
         CHECK(quiet.lines() == events_t{"1: a", "1: b", "1: c"});
     }).join();
+}
+
+TEST_CASE("a hardware fault of a sink is not the line's, but told of by the writer",
+          "[trace][flushon]")
+{
+    std::unique_ptr<tracestream> undestroyed; // by the dispatcher, which does not touch it any more
+    flushed quiet;
+    undestroyed.reset(traceimpltest::sink(quiet.dispatcher, quiet.sink.id()));
+    quiet.dispatcher.flushOn(tl_error);
+    quiet.sink.told().onLog = [](const std::wstring&) { throw StructuredException("a fault"); };
+
+    CHECK_NOTHROW(quiet.queue(tl_error, L"a"));
+    CHECK_THROWS_AS(traceimpltest::writePass(quiet.dispatcher), StructuredException);
+
+    CHECK_NOTHROW(quiet.queue(tl_error, L"b")); // the sink gets no more lines
+    CHECK_NOTHROW(traceimpltest::writePass(quiet.dispatcher));
+    CHECK(quiet.dispatcher.lost(trace::destination) == 2);
 }
 
 TEST_CASE("a line within a sink's call waits for the call's end", "[trace][flushon]")
