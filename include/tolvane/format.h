@@ -9,12 +9,14 @@
 
 #include <tolvane/export.h>
 #include <tolvane/formatguard.h>
+#include <tolvane/operands.h>
 #include <tolvane/scope.h>
 #include <tolvane/tracedline.h>
 #include <tolvane/tracelevel.h>
 
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #if __has_include(<version>)
 #include <version>
@@ -33,9 +35,23 @@
 /// compiler if it can; tolvane::atRuntime(text) is one that is known when the program runs. When a
 /// format does not suit its arguments, or a formatter throws a standard exception, the line says
 /// so. When no sink takes the level, no argument is evaluated.
-#define TOLVANE_FMT(name, level, ...)      \
-    (!TOLVANE_TAKES(name, level) ? (void)0 \
-                                 : tolvane::braceformat::write((name), (level), __VA_ARGS__))
+#define TOLVANE_FMT(name, level, ...)                                                     \
+    (!TOLVANE_TAKES(name, level)                                                          \
+         ? (void)0                                                                        \
+         : tolvane::braceformat::write((name), (level), TOLVANE_FORMAT_OF(__VA_ARGS__, ), \
+                                       TOLVANE_OPERANDS_OF(__VA_ARGS__, )))
+
+// Arguments end in an empty one, so that there are some behind the format. (The Microsoft compiler
+// takes what a macro was given for one argument of the next, but for the step in between.)
+#define TOLVANE_EXPANDED(text) text
+#define TOLVANE_FORMAT_OF(...) TOLVANE_EXPANDED(TOLVANE_FIRST(__VA_ARGS__))
+#define TOLVANE_FIRST(first, ...) first
+#define TOLVANE_OPERANDS_OF(...)                            \
+    tolvane::operands                                       \
+    {                                                       \
+        TOLVANE_EXPANDED(TOLVANE_BEHIND_FIRST(__VA_ARGS__)) \
+    }
+#define TOLVANE_BEHIND_FIRST(first, ...) __VA_ARGS__
 
 namespace tolvane {
 
@@ -53,24 +69,37 @@ inline runtimeformat atRuntime(std::string_view text) noexcept
 /// Writes arguments through a format with braces, see TOLVANE_FMT.
 class braceformat
 {
+    /// What a function that forwards its arguments finds their types to be.
+    template <class passed_t>
+    using deduced = std::conditional_t<std::is_rvalue_reference_v<passed_t>,
+                                       std::remove_reference_t<passed_t>, passed_t>;
+
+    template <class... kept_t>
+    using formatfor = TOLVANE_FORMATTER::format_string<deduced<typename kept_t::passed_t>...>;
+
 public:
-    /// \param scope  a scope, or a stream of class traceobject.
-    template <class scope_t, class... values_t>
-    static void write(scope_t& scope, tracelevel_t level,
-                      TOLVANE_FORMATTER::format_string<values_t...> format, values_t&&... values)
+    /// \param scope   a scope, or a stream of class traceobject.
+    /// \param format  one for what is given.
+    template <class scope_t, class... kept_t>
+    static void write(scope_t& scope, tracelevel_t level, formatfor<kept_t...> format,
+                      const operands<kept_t...>& given)
     {
-        writeText(scope, level, [&] {
-            return TOLVANE_FORMATTER::format(format, static_cast<values_t&&>(values)...);
+        given.passTo([&](auto&&... values) {
+            writeText(scope, level, [&] {
+                return TOLVANE_FORMATTER::format(format, static_cast<decltype(values)>(values)...);
+            });
         });
     }
 
-    template <class scope_t, class... values_t>
+    template <class scope_t, class... kept_t>
     static void write(scope_t& scope, tracelevel_t level, runtimeformat format,
-                      const values_t&... values)
+                      const operands<kept_t...>& given)
     {
-        writeText(scope, level, [&] {
-            return TOLVANE_FORMATTER::vformat(format.text,
-                                              TOLVANE_FORMATTER::make_format_args(values...));
+        given.passTo([&](const auto&... values) {
+            writeText(scope, level, [&] {
+                return TOLVANE_FORMATTER::vformat(format.text,
+                                                  TOLVANE_FORMATTER::make_format_args(values...));
+            });
         });
     }
 

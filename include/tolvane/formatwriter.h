@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tolvane/export.h>
+#include <tolvane/operands.h>
 #include <tolvane/placeholder.h>
 #include <tolvane/string.h>
 #include <tolvane/tracedline.h>
@@ -47,6 +48,13 @@ public:
                       const values_t&... values)
     {
         writeThrough(scope, level, format.c_str(), values...);
+    }
+
+    /// \param given  the format, and the arguments.
+    template <class scope_t, class... kept_t>
+    static void write(scope_t& scope, tracelevel_t level, const operands<kept_t...>& given)
+    {
+        given.passTo([&](const auto&... all) { formatwriter::write(scope, level, all...); });
     }
 
     formatwriter(const formatwriter&) = delete;

@@ -12,6 +12,7 @@
 #include <tolvane/callsite.h>
 #include <tolvane/export.h>
 #include <tolvane/formatwriter.h>
+#include <tolvane/operands.h>
 #include <tolvane/place.h>
 #include <tolvane/scopestream.h>
 #include <tolvane/tracedline.h>
@@ -106,9 +107,10 @@
 /// placeholder without an argument, and a letter that is none of these, is written as it stands; an
 /// argument beyond the placeholders follows after a space. Texts may be null. When no sink takes
 /// the level, no argument is evaluated. See docs/formats.md
-#define TOLVANE_LOGF(name, level, ...)     \
-    (!TOLVANE_TAKES(name, level) ? (void)0 \
-                                 : tolvane::formatwriter::write((name), (level), __VA_ARGS__))
+#define TOLVANE_LOGF(name, level, ...) \
+    (!TOLVANE_TAKES(name, level)       \
+         ? (void)0                     \
+         : tolvane::formatwriter::write((name), (level), tolvane::operands{__VA_ARGS__}))
 
 TOLVANE_BEGIN_DECLARATIONS
 

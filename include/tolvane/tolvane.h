@@ -14,6 +14,7 @@
 #include <tolvane/lineend.h>
 #include <tolvane/nullobject.h>
 #include <tolvane/operand.h>
+#include <tolvane/operands.h>
 #include <tolvane/ostreamtracestream.h>
 #include <tolvane/pathname.h>
 #include <tolvane/place.h>
