@@ -87,7 +87,8 @@ void formatwriter::suit(const char* kinds, char otherwise)
     }
 }
 
-/// Of a negative number, what is not a decimal has the bits of its type.
+/// Of a negative number, what is not a decimal has the bits that the number has as an argument, at
+/// least those of an int; if it is said to be a short one, those of its type.
 void formatwriter::convertSigned(long long value, std::size_t size)
 {
     const auto bits = static_cast<unsigned long long>(value);
@@ -99,7 +100,8 @@ void formatwriter::convertSigned(long long value, std::size_t size)
     if (isOf("di")) {
         convertInteger(value < 0 ? 0 - bits : bits, value < 0);
     } else {
-        convertInteger(bits & ~0ULL >> bitsOfByte * (sizeof bits - size), false);
+        const std::size_t width = m_placeholder.isShort ? size : std::max(size, sizeof(int));
+        convertInteger(bits & ~0ULL >> bitsOfByte * (sizeof bits - width), false);
     }
 }
 

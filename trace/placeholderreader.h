@@ -29,6 +29,7 @@ public:
             found.precision = readNumber(found.asksPrecision);
         }
         while (isOneOf("hljztLqIw")) {
+            found.isShort |= isAt('h');
             ++m_at;
             skipDigits(); // of I64 and the like
         }

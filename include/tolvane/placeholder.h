@@ -25,6 +25,7 @@ struct placeholder
     bool asksPrecision = false; ///< the same
     int width = 0;              ///< characters at least
     int precision = none;       ///< digits, or characters of a text at most
+    bool isShort = false;       ///< "h", or "hh"
 };
 
 } // namespace tolvane

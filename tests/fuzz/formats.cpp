@@ -50,6 +50,7 @@ struct conversion
     std::string flags;
     std::string width;
     std::string precision; ///< with its point
+    bool isShort = false;
     char kind = 0;
     std::size_t length = 0; ///< characters of the format; 0: it is none
 
@@ -112,7 +113,11 @@ conversion parse(const std::wstring& format, std::size_t at)
         ++next;
         found.precision = "." + takeNumber();
     }
-    take(L"hlzjt");
+    std::string length = take(L"hlzjt");
+    if (!length.empty()) {
+        length += take(L"hlzjt0123456789");
+    }
+    found.isShort = length.find('h') != std::string::npos;
     if (next < format.size() &&
         std::wstring(L"diouxXfFeEgGaAcspn").find(format[next]) != std::wstring::npos) {
         found.kind = static_cast<char>(format[next]);
@@ -137,6 +142,7 @@ class numberargument : public argument
 {
 public:
     explicit numberargument(int value) : m_value(value) {}
+    explicit numberargument(short value) : m_value(value), m_isShort(true) {}
 
     const int* number() const override { return &m_value; }
     std::wstring plain() const override { return std::to_wstring(m_value); }
@@ -152,13 +158,15 @@ public:
             return how.pad(L"0", how.precision.empty() && how.has('0') ? L'0' : L' '); // but MinGW
         }
         if (how.isOf("diouxX")) {
-            return how.print(std::string(1, how.kind).c_str(), m_value);
+            const std::string length = m_isShort && how.isShort ? "h" : "";
+            return how.print((length + how.kind).c_str(), m_value);
         }
         return how.print("d", m_value, false);
     }
 
 private:
     const int m_value;
+    const bool m_isShort = false;
 };
 
 class realargument : public argument
@@ -350,7 +358,7 @@ constexpr const char* pieces[] = {
     "%d",       "%s",  "%%", "%", " ", "text", "% ", "\n", "0123456789 0123456789",
     "\xC3\xA4", "%%%", "\r", "-", "+", "#",    "0",  "*",  ".",
     "7",        "2",   "ll", "z", "c", "d",    "f",  "g",  "n",
-    "o",        "s",   "u",  "x", "X", "E",    "y",
+    "o",        "s",   "u",  "x", "X", "E",    "y",  "h",
 };
 
 std::string chosenText(fuzz::choices& input)
@@ -381,7 +389,7 @@ void write(fuzz::choices& input, scope_t& scope, const format_t& format, argumen
     if constexpr (sizeof...(values) < mostArguments) {
         const int number = chosenNumber(input);
         const std::string text = chosenText(input);
-        switch (input.below(5)) {
+        switch (input.below(6)) {
         case 1:
             arguments.push_back(std::make_unique<numberargument>(number));
             return write(input, scope, format, arguments, values..., number);
@@ -394,6 +402,9 @@ void write(fuzz::choices& input, scope_t& scope, const format_t& format, argumen
         case 4:
             arguments.push_back(std::make_unique<realargument>(number / 8.0));
             return write(input, scope, format, arguments, values..., number / 8.0);
+        case 5:
+            arguments.push_back(std::make_unique<numberargument>(static_cast<short>(number)));
+            return write(input, scope, format, arguments, values..., static_cast<short>(number));
         default:
             break;
         }

@@ -153,8 +153,10 @@ void compareIntegers(const std::string& modifier)
             continue;
         }
         const std::wstring expected = printed(format, value);
+        const bool isPromoted = sizeof value < sizeof(int);
         CHECK(formatted(format.c_str(), value) == expected);
-        CHECK(formatted((field + kind).c_str(), value) == expected);
+        CHECK(formatted((field + kind).c_str(), value) ==
+              (isPromoted ? printed(field + kind, value) : expected));
     }
 }
 
@@ -162,6 +164,7 @@ void compareIntegers(const std::string& modifier)
 
 TEST_CASE("integers are formatted as by snprintf, of whatever width", "[trace][formats]")
 {
+    compareIntegers<char>("hh");
     compareIntegers<signed char>("hh");
     compareIntegers<unsigned char>("hh");
     compareIntegers<short>("h");
@@ -276,7 +279,7 @@ TEST_CASE("an argument is written by its type, whatever the letter", "[trace][fo
     CHECK(formatted("%s|%5s|%.2f|%p", 1, -2, 3, 4) == L"1|   -2|3|4");
     CHECK(formatted("%d|%s|%6x|%c", 1.5, 2.5, 3.5F, 4.5L) == L"1.5|2.5|   3.5|4.5");
     CHECK(formatted("%d %s %x %3d", true, false, true, true) == L"1 0 1   1");
-    CHECK(formatted("%d %u %x %X", 'A', '\x42', 'C', '\xFF') == L"65 66 43 FF");
+    CHECK(formatted("%d %u %x %X", 'A', '\x42', 'C', '\xFF') == L"65 66 43 FFFFFFFF");
     CHECK(formatted("%d %s %i", std::int8_t{-1}, std::uint8_t{65}, L'A') == L"-1 65 65");
     CHECK(formatted("%d %d", 4000000000U, std::numeric_limits<unsigned long long>::max()) ==
           L"4000000000 18446744073709551615");
@@ -289,11 +292,37 @@ TEST_CASE("characters are written as such, of numbers the last eight bits", "[tr
     CHECK(formatted("[%c%3c]", 0, 0) == L"[   ]");
 }
 
-TEST_CASE("negative numbers in unsigned letters have the bits of their type", "[trace][formats]")
+TEST_CASE("a line feed that is a plain character ends the line", "[trace][formats]")
 {
-    CHECK(formatted("%x %u %o", std::int8_t{-1}, std::int8_t{-1}, std::int8_t{-1}) ==
-          L"ff 255 377");
-    CHECK(formatted("%x %x %x", std::int16_t{-1}, -1, -1LL) == L"ffff ffffffff ffffffffffffffff");
+    const heldqueue queue;
+    {
+        tolvane::scope scope(function(), "void f()");
+        TOLVANE_LOGF(scope, tl_always, "a%cb", '\n');
+        TOLVANE_LOGF(scope, tl_always, "c%cd", L'\n');
+        TOLVANE_LOG(scope, tl_always) << "e" << '\n' << "f";
+    }
+
+    CHECK(queue.texts() == texts_t{L"a", L"b", L"c", L"d", L"e", L"f"});
+    traceimpltest::emptyQueue(traceimpltest::instance());
+    CHECK(formatted("a%cb%2cc%s", 10, '\n', "\n") == L"a\nb \nc\n");
+}
+
+TEST_CASE("negative numbers in unsigned letters have the bits of an int at least",
+          "[trace][formats]")
+{
+    CHECK(formatted("%x %u %o", std::int8_t{-1}, std::int16_t{-1}, '\xff') ==
+          L"ffffffff 4294967295 37777777777");
+    CHECK(formatted("%x %x", -1, -1LL) == L"ffffffff ffffffffffffffff");
+    CHECK(formatted("%lx %x", std::int16_t{-1}, std::uint8_t{255}) == L"ffffffff ff");
+}
+
+TEST_CASE("short negative numbers in unsigned letters have the bits of their type",
+          "[trace][formats]")
+{
+    CHECK(formatted("%hhx %hx %hx", std::int8_t{-1}, std::int16_t{-1}, std::int8_t{-1}) ==
+          L"ff ffff ff");
+    CHECK(formatted("%hu %hho", std::int16_t{-2}, '\xff') == L"65534 377");
+    CHECK(formatted("%hx %hhx", -1, -1LL) == L"ffffffff ffffffffffffffff");
 }
 
 TEST_CASE("pointers are written as by the stream, within their field", "[trace][formats]")
