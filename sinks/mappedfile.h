@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -10,8 +11,8 @@ namespace tolvane {
 /// A file of a fixed size that lies in memory: what is written there is in the file, also when the
 /// process is killed. Used by one thread at a time.
 ///
-/// No two processes have it at the same time. A copy of the process has the memory, too, and must
-/// leave it alone.
+/// Nobody else has it at the same time, in this process or in another one. A copy of the process
+/// has other memory in its place, whose contents are nothing to go by.
 class MappedFile
 {
 public:
@@ -34,22 +35,30 @@ public:
     int error() const noexcept { return m_error; }
 
 private:
+    friend void leaveMappedFiles() noexcept;
+
     /// Bytes of a file's begin that are looked at.
     static constexpr std::size_t longestMark = 64;
 
-    /// Whether the file with this begin may be taken.
+    /// Whether the file with this begin may be taken: it has the mark, or no more of it than was
+    /// written when a process was killed amid that.
     static bool mayTake(std::string_view begin, std::string_view mark) noexcept
     {
         const std::string_view found = begin.substr(0, mark.size());
-        return found == mark || found.find_first_not_of('\0') == std::string_view::npos;
+        const bool isWritten =
+            std::equal(found.begin(), found.end(), mark.begin(), mark.end(),
+                       [](char each, char whole) { return each == whole || each == '\0'; });
+        return isWritten || found.find_first_not_of('\0') == std::string_view::npos;
     }
 
     int prepare(std::size_t size, std::string_view mark) const noexcept;
+    void map() noexcept;
 
-    std::intptr_t m_file; ///< the platform's
+    std::intptr_t m_file = -1; ///< the platform's
     unsigned char* m_memory = nullptr;
     std::size_t m_size;
     int m_error = 0;
+    MappedFile* m_next = nullptr; ///< in a list of those that a fork copies
 };
 
 } // namespace tolvane

@@ -34,15 +34,19 @@ MappedFile::MappedFile(const std::string& path, std::size_t size, std::string_vi
                       FILE_SHARE_READ, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))),
       m_size(size)
 {
-    const HANDLE file = handleOf(m_file);
-    m_error = file == INVALID_HANDLE_VALUE ? lastError() : prepare(size, mark);
-    if (m_error != 0) {
-        return;
+    m_error = handleOf(m_file) == INVALID_HANDLE_VALUE ? lastError() : prepare(size, mark);
+    if (m_error == 0) {
+        map();
     }
-    const HANDLE mapping = CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
+}
+
+void MappedFile::map() noexcept
+{
+    const HANDLE mapping =
+        CreateFileMappingA(handleOf(m_file), nullptr, PAGE_READWRITE, 0, 0, nullptr);
     if (mapping) {
         m_memory =
-            static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, size));
+            static_cast<unsigned char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, m_size));
     }
     m_error = m_memory ? 0 : lastError();
     if (mapping) {

@@ -180,6 +180,75 @@ TEST_CASE("a file of zeros, whose making was cut short, is made anew", "[sinks][
     CHECK(quiet.bodies() == lines_t{"a"});
 }
 
+TEST_CASE("a file whose mark was being written when its program was killed is begun anew",
+          "[sinks][recorder]")
+{
+    const std::string mark = "tolvane recorder file 1\n";
+    for (std::size_t written = 1; written != mark.size(); ++written) {
+        for (const bool isErased : {false, true}) { // another program's, in the place of which
+            std::string begin(32, '\0');
+            begin.replace(isErased ? written : 0, isErased ? mark.size() - written : written, mark,
+                          isErased ? written : 0, isErased ? mark.size() - written : written);
+            recorded quiet;
+            std::ofstream(quiet.folder.file("a.rec"), std::ios::binary)
+                << begin << std::string(4 * kib - begin.size(), '\0');
+
+            quiet.trace(L"a");
+
+            CHECK(quiet.bodies() == lines_t{"a"});
+        }
+    }
+}
+
+TEST_CASE("a short text that is how the mark begins is somebody's", "[sinks][recorder]")
+{
+    recorded quiet;
+    std::ofstream(quiet.folder.file("a.rec")) << "tolvane recorder";
+
+    quiet.trace(L"a");
+
+    CHECK(quiet.folder.read("a.rec") == "tolvane recorder");
+    CHECK(quiet.lost() == 1);
+}
+
+TEST_CASE("no other sink of the program has a recorder's file, though others read it meanwhile",
+          "[sinks][recorder]")
+{
+    recorded quiet;
+    quiet.trace(L"a");
+    CHECK(quiet.bodies().size() == 1); // opens and closes it
+    quietdispatcher other;
+    other.dispatcher.output(recorderfiletracestream(quiet.folder.path() / "a.rec", 4))
+        .setLevel(tl_info);
+
+    other.queue(tl_info, L"other's");
+    other.dispatcher.flushQueue(0);
+    quiet.trace(L"b");
+
+    CHECK(other.dispatcher.lost(trace::destination) == 1);
+    CHECK(quiet.bodies() == lines_t{"a", "b"});
+}
+
+TEST_CASE("a recorder's file by another spelling of its name is the same one", "[sinks][recorder]")
+{
+    const std::filesystem::path other =
+        GENERATE(std::filesystem::path("a.rec"), std::filesystem::path("b") / ".." / "a.rec");
+    recorded quiet;
+    std::filesystem::create_directory(quiet.folder.path() / "b");
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(quiet.folder.path());
+    quiet.trace(L"a");
+    quietdispatcher another;
+    another.dispatcher.output(recorderfiletracestream(other, 4)).setLevel(tl_info);
+
+    another.queue(tl_info, L"other's");
+    another.dispatcher.flushQueue(0);
+    std::filesystem::current_path(before);
+
+    CHECK(another.dispatcher.lost(trace::destination) == 1);
+    CHECK(quiet.bodies() == lines_t{"a"});
+}
+
 TEST_CASE("a file that cannot be opened is tried again a second later", "[sinks][recorder]")
 {
     const temporaryfolder folder;

@@ -1,5 +1,6 @@
 #include "trace/forking.h"
 
+#include "sinks/posix/mappedfiles.h"
 #include "stacktrace/threadstacks.h"
 #include "support/clock.h"
 #include "support/filesystem.h"
@@ -63,6 +64,7 @@ void beforeFork() noexcept
         held.dispatcher = dispatcher->beforeFork();
     }
     threadstacks::beforeFork();
+    tolvane::mappedFilesLock().lock();
     tolvane::zoneLock().lock();
     localeturn::lock().lock();
 }
@@ -71,6 +73,7 @@ void afterForkInParent() noexcept
 {
     localeturn::lock().unlock();
     tolvane::zoneLock().unlock();
+    tolvane::mappedFilesLock().unlock();
     threadstacks::afterForkInParent();
     if (traceimpl* const dispatcher = traceimpl::known()) {
         dispatcher->afterForkInParent(held.dispatcher);
@@ -97,6 +100,7 @@ void afterForkInChild() noexcept
     localeturn::lock().adopt();
     localeturn::lock().unlock();
     tolvane::ownZoneLock();
+    tolvane::leaveMappedFiles();
     threadstacks::afterForkInChild();
     if (traceimpl* const dispatcher = traceimpl::known()) {
         dispatcher->afterForkInChild(held.dispatcher);
@@ -112,6 +116,7 @@ void makeWhatIsMadeOnce() noexcept
     tolvane::currentThreadId(); // follows forks itself, and comes first in the child
     tolvane::Clock::platform();
     tolvane::FileSystem::platform();
+    tolvane::mappedFilesLock();
     tolvane::zoneLock();
     localeturn::lock();
     traceimpl::makingLock();

@@ -138,3 +138,41 @@ TEST_CASE("no two processes have one recorder file", "[trace][fork][recorder]")
     CHECK(status == 0);
     CHECK(linesOfRecorderFile(folder.read("a.rec"))->size() == 1);
 }
+
+TEST_CASE("a forked process that lives on does not keep its parent's recorder file from others",
+          "[trace][fork][recorder]")
+{
+    const temporaryfolder folder;
+    quietdispatcher quiet;
+    quietdispatcher next;
+    const recorderfiletracestream recorder(folder.path() / "a.rec", 4);
+    quiet.dispatcher.output(recorder).setLevel(tl_info);
+    next.dispatcher.output(recorder).setLevel(tl_info);
+    quiet.queue(tl_info, L"parent's");
+    quiet.dispatcher.flushQueue(0);
+    int untilEnd[2];
+    int alive[2];
+    REQUIRE(pipe(untilEnd) == 0);
+    REQUIRE(pipe(alive) == 0);
+    char byte = 0;
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(30);
+        close(untilEnd[1]);
+        _exit(write(alive[1], "a", 1) == 1 && read(untilEnd[0], &byte, 1) == 0 ? 0 : 1);
+    }
+    REQUIRE(read(alive[0], &byte, 1) == 1);
+
+    quiet.dispatcher.remove(recorder);
+    next.queue(tl_info, L"next");
+    next.dispatcher.flushQueue(0);
+    for (const int end : {untilEnd[0], untilEnd[1], alive[0], alive[1]}) {
+        close(end);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+
+    CHECK(status == 0);
+    CHECK(next.dispatcher.lost(trace::destination) == 0);
+    CHECK(linesOfRecorderFile(folder.read("a.rec"))->size() == 2);
+}
