@@ -3,59 +3,52 @@
 #include <tolvane/formattedline.h>
 #include <tolvane/recordertracestream.h>
 
+#include "sinks/attachedsink.h"
 #include "sinks/passprogress.h"
-#include "support/forkcount.h"
 
+#include <exception>
 #include <list>
 #include <memory>
 
 /// The lines that a recorder keeps, and where they go. Used by the holder of the sink lock.
 struct recordertracestream::Impl
 {
+    Impl(unsigned long long lines, std::unique_ptr<tracestream> sink, unsigned long long sinkId,
+         tracelevel_t level);
+
     /// Keeps a line in the place of the oldest one. Throws std::bad_alloc.
-    void keep(const formattedline& line)
-    {
-        forgetOthers();
-        while (!m_lines.empty() && m_lines.size() >= m_capacity) {
-            m_lines.pop_front();
-        }
-        if (m_capacity != 0) {
-            m_lines.push_back(line);
-        }
-    }
+    /// \return false when none are kept.
+    bool keep(const formattedline& line);
 
-    /// Hands all lines on. What the sink throws costs one line, and leaves those behind it here.
-    void handOn()
-    {
-        forgetOthers();
-        const unsigned int process = m_process;
-        while (!m_lines.empty() && tolvane::forkCount == process) { // the sink may fork
-            std::list<formattedline> next;
-            next.splice(next.begin(), m_lines, m_lines.begin());
-            m_sink->log(next.front());
-            if (m_progress) {
-                m_progress->move();
-            }
-        }
-    }
+    /// Hands all lines on, and that one behind them, as a pass does: what the sink loses is counted
+    /// for it, and costs none of the others. Throws std::bad_alloc, with nothing handed on. A
+    /// hardware fault of the sink is thrown when all is done, or, where a pass has called, left for
+    /// it to take.
+    void handOn(const formattedline& last);
 
-    /// Lines from before a fork are the parent's.
-    void forgetOthers()
-    {
-        if (m_process != tolvane::forkCount) {
-            m_process = tolvane::forkCount;
-            m_lines.clear();
-        }
-    }
+    /// The same for what it keeps alone, and what its sink keeps, if that is a recorder, too.
+    void handOnAll();
+
+    unsigned long long sinkId() const noexcept { return m_target.begin()->first; }
 
     const unsigned long long m_capacity;
     const std::unique_ptr<tracestream> m_sink;
-    const unsigned long long m_sinkId;
     const tracelevel_t m_level;
 
-    std::list<formattedline> m_lines;
-    unsigned int m_process = tolvane::forkCount;
+    /// The sink alone, and what became of the lines that it was handed.
+    sinkmap_t m_target;
 
-    /// To be told that a pass gets on while many lines are handed on; null outside of one.
-    passprogress* m_progress = nullptr;
+    /// To be told that a pass gets on while many lines are handed on: the dispatcher's, once a line
+    /// has come from there.
+    passprogress* m_progress = &m_nobodys;
+
+    std::exception_ptr m_fault; ///< of the sink
+
+private:
+    void handOn(const formattedline* last);
+    void forgetOthers();
+
+    std::list<formattedline> m_lines;
+    unsigned int m_process;
+    passprogress m_nobodys;
 };

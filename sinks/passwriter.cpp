@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -137,6 +138,35 @@ void passwriter::write(const packedlines& batch) noexcept
     publish();
 }
 
+/// Each line is out of the list before it is given: the sink may have the recorder dumped.
+void passwriter::write(std::list<formattedline>& kept, const formattedline* last) noexcept
+{
+    const tolvane::NoCancellation noCancellation;
+    const tolvane::WriteSignals noSignals;
+    m_isWithinCall = true;
+    std::list<formattedline> next;
+    while (!kept.empty() && !isOthers()) {
+        next.splice(next.begin(), kept, kept.begin());
+        giveAll(next.front());
+        next.clear();
+    }
+    if (last) {
+        giveAll(*last);
+    }
+    settleAll();
+    publish();
+}
+
+void passwriter::giveAll(const formattedline& record) noexcept
+{
+    for (destination& to : m_destinations) {
+        if (!isOthers()) {
+            give(to, record);
+        }
+    }
+    m_progress.move();
+}
+
 /// What is gathered does not move while it grows, then. Without memory it may still grow.
 void passwriter::makeRoom(std::size_t lines) noexcept
 {
@@ -176,18 +206,24 @@ void passwriter::offer(destination& to, const queuedline& line) noexcept
     }
     if (to.attached.isFaulty) {
         ++to.counted.lost[trace::destination];
-        return;
-    }
-    const formattedline* const record = recordOf(line);
-    if (!record) {
+    } else if (const formattedline* const record = recordOf(line)) {
+        give(to, *record);
+    } else {
         ++to.counted.lost[trace::noMemory];
+    }
+}
+
+void passwriter::give(destination& to, const formattedline& record) noexcept
+{
+    if (to.attached.isFaulty) {
+        ++to.counted.lost[trace::destination];
         return;
     }
     try {
         if (to.file) {
-            writeToFile(to, *record);
+            writeToFile(to, record);
         } else {
-            callSink(to, *record);
+            callSink(to, record);
         }
     } catch (...) {
         // the other sinks, and the lines that follow, are none of this sink's business
@@ -255,9 +291,36 @@ void passwriter::callSink(destination& to, const formattedline& line)
     if (to.recorder) {
         to.recorder->m_recorder->m_progress = &m_progress;
     }
-    const passprogress::foreigncall call(m_progress, to.attached);
+    std::optional<passprogress::foreigncall> call;
+    if (!m_isWithinCall) {
+        call.emplace(m_progress, to.attached);
+    }
     logTo(*to.attached.sink, line);
     ++to.counted.written;
+    collect(to);
+}
+
+/// Kept lines counted as written; those that the recorder's sink has lost do not any more.
+void passwriter::collect(destination& to) noexcept
+{
+    if (!to.recorder || isOthers()) {
+        return;
+    }
+    recordertracestream::Impl& impl = *to.recorder->m_recorder;
+    attachedsink& target = impl.m_target.begin()->second;
+    for (int reason = 0; reason < sinkcounts::reasons; ++reason) {
+        const unsigned long long lost = target.counts.lost[reason].exchange(0);
+        to.counted.lost[reason] += lost;
+        to.counted.written -= lost;
+    }
+    if (const int error = target.lastError) {
+        to.attached.lastError = error;
+    }
+    if (impl.m_fault) {
+        to.attached.isFaulty = true;
+        m_fault = m_fault ? m_fault : impl.m_fault;
+        impl.m_fault = nullptr;
+    }
 }
 
 void passwriter::dump(const recordertracestream* recorder) noexcept
@@ -273,7 +336,9 @@ void passwriter::dump(const recordertracestream* recorder) noexcept
         } catch (...) {
             static_cast<void>(reasonOfException(to));
         }
+        collect(to);
     }
+    publish();
 }
 
 TOLVANE_COLD void passwriter::handOn(const destination& to)
@@ -281,7 +346,7 @@ TOLVANE_COLD void passwriter::handOn(const destination& to)
     to.recorder->m_recorder->m_progress = &m_progress;
     const passprogress::foreigncall call(m_progress, to.attached);
     const outsidelibrary outside;
-    to.recorder->m_recorder->handOn();
+    to.recorder->m_recorder->handOnAll();
 }
 
 /// Why the exception that is being handled costs a line. What the application's own sink throws is

@@ -12,6 +12,7 @@
 
 #include <array>
 #include <exception>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,11 @@ public:
     /// it all the same, by pthread_exit, brings the terminate handler on, which ends this thread
     /// alone.)
     void write(const packedlines& batch) noexcept;
+
+    /// The same for lines that a recorder has kept, whatever the levels, within the recorder's own
+    /// call. Leaves no line behind, but in a process that a sink has forked.
+    /// \param last  comes behind them; may be null.
+    void write(std::list<formattedline>& kept, const formattedline* last) noexcept;
 
     /// Has recorders hand on what they keep.
     /// \param recorder  that one, when it is one of the sinks; null: all of them.
@@ -110,11 +116,14 @@ private:
     void makeRoom(std::size_t lines) noexcept;
     void writeTo(const group_t& sinks, const packedlines& batch) noexcept;
     void offer(destination& to, const queuedline& line) noexcept;
+    void give(destination& to, const formattedline& record) noexcept;
+    void giveAll(const formattedline& record) noexcept;
     const formattedline* recordOf(const queuedline& line) noexcept;
     static tracelevel_t levelOf(destination& of, const hashedfunction& function) noexcept;
     void writeToFile(destination& to, const formattedline& line);
     void callSink(destination& to, const formattedline& line);
     void handOn(const destination& to);
+    void collect(destination& to) noexcept;
     trace::lossreason reasonOfException(destination& to);
     void gather(destination& to, const formattedline& line);
     void rotate(destination& to, unsigned long long length) noexcept;
@@ -132,5 +141,6 @@ private:
     const queuedline* m_unpacked = nullptr; ///< whose record was made last
     const formattedline* m_record = nullptr;
     bool m_gathers = true;
+    bool m_isWithinCall = false; ///< of a recorder, which stands for the sinks
     std::exception_ptr m_fault;
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// "recorder" in ASCII: tells a recorder from its sink.
+/// "recorder" in ASCII: tells a recorder from its sink, and a recorder of a recorder from both.
 constexpr unsigned long long recorderMark = 0x7265636F72646572;
 
 std::unique_ptr<tracestream> cloneOf(const tracestream& sink)
@@ -24,17 +24,18 @@ std::unique_ptr<tracestream> cloneOf(const tracestream& sink)
 
 recordertracestream::recordertracestream(unsigned long long lines, const tracestream& sink,
                                          tracelevel_t level)
-    : m_recorder(new Impl{lines, cloneOf(sink), sink.id(), level, {}})
-{}
+    : m_recorder(new Impl(lines, cloneOf(sink), sink.id(), level))
+{
+    m_kind = sk_recorder;
+}
 
 recordertracestream::recordertracestream(const recordertracestream& other)
     : tracestream(other),
-      m_recorder(new Impl{other.m_recorder->m_capacity,
-                          cloneOf(*other.m_recorder->m_sink),
-                          other.m_recorder->m_sinkId,
-                          other.m_recorder->m_level,
-                          {}})
-{}
+      m_recorder(new Impl(other.m_recorder->m_capacity, cloneOf(*other.m_recorder->m_sink),
+                          other.m_recorder->sinkId(), other.m_recorder->m_level))
+{
+    m_kind = sk_recorder;
+}
 
 recordertracestream::~recordertracestream()
 {
@@ -48,25 +49,23 @@ void recordertracestream::log(const formattedline& line)
         return;
     }
     try {
-        m_recorder->handOn();
-    } catch (...) {
-        m_recorder->keep(line);
-        throw;
+        m_recorder->handOn(line);
+    } catch (const std::bad_alloc&) {
+        if (!m_recorder->keep(line)) {
+            throw;
+        }
     }
-    m_recorder->m_sink->log(line);
 }
 
 unsigned long long recordertracestream::id() const
 {
-    return m_recorder->m_sinkId ^ recorderMark;
+    return m_recorder->sinkId() + recorderMark;
 }
 
 recordertracestream* recordertracestream::clone() const
 {
-    auto* const cloned =
-        new recordertracestream(m_recorder->m_capacity, *m_recorder->m_sink, m_recorder->m_level);
-    cloned->m_kind = sk_recorder;
-    return cloned;
+    return new recordertracestream(m_recorder->m_capacity, *m_recorder->m_sink,
+                                   m_recorder->m_level);
 }
 
 void recordertracestream::dump() // NOLINT(readability-make-member-function-const)

@@ -81,7 +81,7 @@ std::wstring sinkdescription::recorderOf(const tracestream& recorder)
         *static_cast<const recordertracestream&>(recorder).m_recorder;
     return L"recorder of " + std::to_wstring(impl.m_capacity) + L" lines before " +
            tolvane::levelsettings::nameOf(impl.m_level) + L" to " +
-           destinationOf(*impl.m_sink, impl.m_sinkId);
+           destinationOf(*impl.m_sink, impl.sinkId());
 }
 
 std::wstring sinkdescription::pathOf(const tracestream& file)
@@ -113,11 +113,16 @@ std::wstring sinkdescription::levelsOf(const tracestream& sink)
     return levels;
 }
 
-int sinkdescription::errorOf(const attachedsink& attached)
+int sinkdescription::errorOf(const tracestream& sink, int ofFile)
 {
-    return attached.sink->m_kind == tracestream::sk_recorderfile
-               ? static_cast<const recorderfiletracestream*>(attached.sink)->m_file->m_lastError
-               : attached.lastError;
+    switch (sink.m_kind) {
+    case tracestream::sk_recorder:
+        return errorOf(*static_cast<const recordertracestream&>(sink).m_recorder->m_sink, ofFile);
+    case tracestream::sk_recorderfile:
+        return static_cast<const recorderfiletracestream&>(sink).m_file->m_lastError;
+    default:
+        return ofFile;
+    }
 }
 
 std::wstring sinkdescription::fateOf(const attachedsink& attached)
@@ -128,7 +133,7 @@ std::wstring sinkdescription::fateOf(const attachedsink& attached)
     }
     const unsigned long long written = attached.counts.written.load(std::memory_order_relaxed);
     std::wstring fate = std::to_wstring(written) + L" written, " + std::to_wstring(lost) + L" lost";
-    if (const int error = errorOf(attached)) {
+    if (const int error = errorOf(*attached.sink, attached.lastError)) {
         fate += L"; last error: " + tolvane::errorText(error);
     }
     if (attached.isFaulty) {

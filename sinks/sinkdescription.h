@@ -20,6 +20,6 @@ private:
     static std::wstring pathOf(const tracestream& file);
     static std::wstring limitsOf(const tracestream& file);
     static std::wstring levelsOf(const tracestream& sink);
-    static int errorOf(const attachedsink& attached);
+    static int errorOf(const tracestream& sink, int ofFile);
     static std::wstring fateOf(const attachedsink& attached);
 };

@@ -14,8 +14,9 @@ TOLVANE_BEGIN_DECLARATIONS
 /// on, the oldest first and each line once, when a line at a certain level or a worse one comes,
 /// which follows then; with a fault report; and by dump().
 ///
-/// A line that waits here counts as written. Memory is that of so many lines with their texts, as
-/// long as these are. A forked process has none of its parent's lines.
+/// A line that waits here counts as written; when the other sink loses it, as lost. Memory is that
+/// of so many lines with their texts, as long as these are. A forked process has none of its
+/// parent's lines.
 class TOLVANE_EXPORT recordertracestream : public tracestream
 {
 public:
@@ -31,7 +32,7 @@ public:
 
     recordertracestream& operator=(const recordertracestream&) = delete;
 
-    /// What the other sink throws costs one line; what is kept behind that is handed on next time.
+    /// What the other sink throws costs one line, and what it loses counts as lost for this one.
     void log(const formattedline& line) override;
     ~recordertracestream() override;
 

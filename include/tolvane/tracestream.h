@@ -95,7 +95,7 @@ private:
         sk_stream = 1,       ///< it is one of the library's that may block
         sk_file = 2,         ///< one of the library's that write a file
         sk_rotatingfile = 3, ///< the same with a limit of the file's size or age
-        sk_recorder = 4,     ///< exactly a recordertracestream
+        sk_recorder = 4,     ///< a recordertracestream, or derived from it
         sk_recorderfile = 5, ///< exactly a recorderfiletracestream
     };
 
@@ -106,7 +106,8 @@ private:
     hashedfunctiontree<tracelevel_t>* m_levels; ///< owned, never null
 
     /// Set by the clone() of the class in question, which knows what it makes; constructors don't,
-    /// since they serve derived classes, too. (Programs may be compiled without type information.)
+    /// since they serve derived classes, too, but for a recorder's: what derives from it keeps
+    /// lines as it does. (Programs may be compiled without type information.)
     kind_t m_kind = sk_custom;
 };
 

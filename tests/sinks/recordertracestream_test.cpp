@@ -1,7 +1,9 @@
 #include <tolvane/tolvane.h>
 
+#include "stacktrace/structuredexception.h"
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/attached.h"
+#include "tests/helpers/limitedfiles.h"
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/remembersink.h"
@@ -10,6 +12,7 @@
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -230,31 +233,172 @@ TEST_CASE("a copied recorder has the levels, and a clone none; neither has lines
     CHECK(sink.count() == 0);
 }
 
-TEST_CASE("what a recorder's sink throws costs one line", "[sinks][recorder]")
+TEST_CASE("what a recorder's sink throws costs one line, which is counted", "[sinks][recorder]")
 {
     quietdispatcher quiet;
     const probesink sink(1);
-    int throws = 0;
-    sink.told().onLog = [&](const std::wstring& text) {
-        if (text == L"b" && throws++ == 0) {
+    sink.told().onLog = [](const std::wstring& text) {
+        if (text == L"b" || text == L"d") {
             throw 1;
+        }
+    };
+    tracestream& recorder = quiet.dispatcher.output(recordertracestream(10, sink));
+    recorder.setLevel(tl_trace);
+    for (const wchar_t* const text : {L"a", L"b", L"c"}) {
+        quiet.queue(tl_info, text);
+    }
+
+    quiet.queue(tl_error, L"d");
+    quiet.queue(tl_error, L"e");
+    quiet.dispatcher.flushQueue(0);
+
+    std::vector<std::string> events = sink.events();
+    events.erase(events.begin(), events.begin() + 3); // the clones
+    CHECK(events == std::vector<std::string>{"1: a", "1: b", "1: c", "1: d", "1: e"});
+    CHECK(quiet.dispatcher.lost(trace::destination) == 2);
+    CHECK(traceimpltest::counts(quiet.dispatcher, recorder.id()).written == 3);
+}
+
+TEST_CASE("what a recorder's sink throws when the lines are dumped is counted, too",
+          "[sinks][recorder]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    sink.told().onLog = [](const std::wstring&) { throw 1; };
+    auto& recorder =
+        static_cast<recordertracestream&>(quiet.dispatcher.output(recordertracestream(10, sink)));
+    recorder.setLevel(tl_trace);
+    quiet.queue(3, tl_info, L"a");
+
+    quiet.dispatcher.dump(recorder);
+
+    CHECK(quiet.dispatcher.lost(trace::destination) == 3);
+    CHECK(traceimpltest::counts(quiet.dispatcher, recorder.id()).written == 0);
+}
+
+TEST_CASE("lines that a recorder's file does not take are counted, and the error is told",
+          "[sinks][recorder][describe]")
+{
+    const std::string line = "[2019-02-14 20:21:01.456 ]:4d2:[I]: a::f : a\r\n";
+    limitedfiles files;
+    quietdispatcher quiet;
+    quiet.dispatcher.output(recordertracestream(10, filetracestream("full"))).setLevel(tl_trace);
+    files.limits["full"] = 2 * line.size() + line.size() / 2;
+    quiet.queue(4, tl_info, L"a");
+    quiet.queue(tl_error, L"b");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(quiet.dispatcher.lost(trace::destination) == 3);
+    CHECK(std::count(files.files["full"].begin(), files.files["full"].end(), '\n') == 2);
+    const std::string text = quiet.dispatcher.describe().narrow();
+    CHECK(text.find("to file full: *=trace; 2 written, 3 lost; last error: ") != std::string::npos);
+}
+
+TEST_CASE("a recorder hands its lines on to a file with one opening", "[sinks][recorder]")
+{
+    limitedfiles files;
+    quietdispatcher quiet;
+    quiet.dispatcher.output(recordertracestream(1000, filetracestream("a"))).setLevel(tl_trace);
+    quiet.queue(500, tl_info, L"a");
+    quiet.queue(tl_error, L"b");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(std::count(files.files["a"].begin(), files.files["a"].end(), '\n') == 501);
+    CHECK(files.appends == 1);
+}
+
+TEST_CASE("the file of a recorder rotates where it would if every line were written at once",
+          "[sinks][recorder]")
+{
+    const auto written = [](bool isRecorded) {
+        limitedfiles files;
+        quietdispatcher quiet;
+        const rotatingfilestracestream file("a", 3, 1, 0);
+        const recordertracestream recorder(1000, file);
+        quiet.dispatcher.output(isRecorded ? static_cast<const tracestream&>(recorder) : file)
+            .setLevel(tl_trace);
+        quiet.queue(100, tl_info, L"a");
+        quiet.queue(tl_error, L"b");
+        quiet.dispatcher.flushQueue(0);
+        std::vector<std::size_t> sizes;
+        for (const auto& each : files.files) {
+            sizes.push_back(each.second.size());
+        }
+        return sizes;
+    };
+
+    CHECK(written(true).size() == 3);
+    CHECK(written(true) == written(false));
+}
+
+TEST_CASE("a hardware fault in a recorder's sink costs it all lines from then on",
+          "[sinks][recorder]")
+{
+    quietdispatcher quiet;
+    const probesink sink(1);
+    sink.told().onLog = [](const std::wstring& text) {
+        if (text == L"b") {
+            throw StructuredException("a fault");
         }
     };
     quiet.dispatcher.output(recordertracestream(10, sink)).setLevel(tl_trace);
     for (const wchar_t* const text : {L"a", L"b", L"c"}) {
         quiet.queue(tl_info, text);
     }
-
     quiet.queue(tl_error, L"d");
-    quiet.dispatcher.flushQueue(0);
-    CHECK(quiet.dispatcher.lost(trace::destination) == 1);
 
+    CHECK_THROWS_AS(quiet.dispatcher.flushQueue(0), StructuredException);
     quiet.queue(tl_error, L"e");
     quiet.dispatcher.flushQueue(0);
-    std::vector<std::string> events = sink.events();
-    events.erase(events.begin(), events.begin() + 3); // the clones
-    CHECK(events == std::vector<std::string>{"1: a", "1: b", "1: c", "1: d", "1: e"});
-    CHECK(throws == 1);
+
+    CHECK(sink.events().back() == "1: b");
+    CHECK(quiet.dispatcher.lost(trace::destination) == 4);
+    CHECK(std::string(quiet.dispatcher.describe().narrow())
+              .find("1 written, 4 lost; it has faulted") != std::string::npos);
+}
+
+TEST_CASE("an application's own kind of recorder is dumped with a fault report",
+          "[sinks][recorder]")
+{
+    class ownrecorder : public recordertracestream
+    {
+    public:
+        using recordertracestream::recordertracestream;
+        ownrecorder* clone() const override { return new ownrecorder(*this); }
+    };
+    const remembersink sink;
+    quietdispatcher quiet;
+    quiet.dispatcher.output(ownrecorder(10, sink)).setLevel(tl_trace);
+    quiet.queue(tl_info, L"a");
+    const auto lines = std::make_shared<packedlines>();
+    tolvane::string text(L"the report");
+    appendLine(*lines, tl_error, quiet.function, textcontent{text});
+
+    quiet.dispatcher.report(remembersink(), tl_error, lines, 10000);
+
+    CHECK(sink.bodies() == lines_t{L"a", L"the report"});
+}
+
+TEST_CASE("a recorder of a recorder is a destination of its own, and both are dumped",
+          "[sinks][recorder]")
+{
+    const remembersink sink;
+    const recordertracestream inner(10, sink, tl_always);
+    const recordertracestream outer(10, inner);
+    CHECK(outer.id() != sink.id());
+    CHECK(outer.id() != inner.id());
+    quietdispatcher quiet;
+    auto& attached = static_cast<recordertracestream&>(quiet.dispatcher.output(outer));
+    attached.setLevel(tl_trace);
+    quiet.queue(tl_info, L"a");
+    quiet.queue(tl_error, L"b");
+    quiet.queue(tl_info, L"c");
+
+    quiet.dispatcher.dump(attached);
+
+    CHECK(sink.bodies() == lines_t{L"a", L"b", L"c"});
 }
 
 TEST_CASE("handing on many lines takes no other thread's patience away", "[sinks][recorder]")

@@ -109,6 +109,20 @@ int daemon()
     }));
 }
 
+/// A recorder is attached before the fork.
+int recording()
+{
+    trace::output(recordertracestream(10, filetracestream(words[2]))).setLevel(tl_info);
+    traceLine("parent.");
+    trace::sync(10000);
+    return waitFor(start([] {
+        traceLine("child.");
+        TOLVANE_SCOPE(log);
+        TOLVANE_LOG(log, tl_error) << "bad.";
+        return trace::sync(10000) ? 0 : 1;
+    }));
+}
+
 std::atomic<bool> isEnough{false};
 std::atomic<int> traced{0};
 
@@ -537,6 +551,7 @@ const std::map<std::string, int (*)()> scenarios = {
     {"followingSettings", followingSettings},
     {"once", once},
     {"daemon", daemon},
+    {"recording", recording},
     {"inBurst", inBurst},
     {"goingOn", goingOn},
     {"dividedReport", dividedReport},

@@ -93,6 +93,15 @@ TEST_CASE("a forked daemon's lines come out while it lives", "[integration][fork
     CHECK(forkrun("daemon").result.exitCode == 4);
 }
 
+TEST_CASE("a recorder that was attached before a fork records in the child",
+          "[integration][fork][recorder]")
+{
+    const forkrun run("recording");
+
+    CHECK(run.result.exitCode == 0);
+    CHECK(texts(run.file) == std::map<std::string, int>{{"child.\r", 1}, {"bad.\r", 1}});
+}
+
 TEST_CASE("forks amid tracing threads lose and repeat no line and hang no child",
           "[integration][forkburst]")
 {
