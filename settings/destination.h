@@ -30,6 +30,12 @@ struct destination
     /// \return what is wrong with the text; null when it is fine. What was there before stays then.
     const wchar_t* read(std::wstring_view text);
 
+    /// Whether a sink for the one replaces a sink for the other.
+    bool isSamePlace(const destination& other) const noexcept
+    {
+        return path == other.path && (kind == other.kind || !path.empty());
+    }
+
     bool operator==(const destination& other) const noexcept
     {
         return kind == other.kind && path == other.path && files == other.files &&

@@ -3,7 +3,9 @@
 #include <tolvane/string.h>
 
 #include "settings/outputsettings.h"
+#include "settings/settingssinks.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -18,8 +20,14 @@ struct followedsettings
     /// the same twice.
     std::optional<std::string> seen;
 
-    std::optional<std::string> taken; ///< what was made of it last, or found malformed
-    outputsettings current;           ///< in force, be it from a file that was followed before
+    std::optional<std::string> taken; ///< what was put in force last, or found malformed
+
+    // What is wrong with the file, until it is mended.
+    bool isUnreadable = false;
+    std::wstring malformed; ///< empty: it was not
+
+    std::unique_ptr<const SettingsSinks> sinks; ///< null without a path
+    outputsettings current; ///< in force, be it from a file that was followed before
 };
 
 } // namespace tolvane

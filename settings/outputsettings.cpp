@@ -61,7 +61,7 @@ bool outputsettings::readEntry(std::wstring_view text)
         }
     }
     m_all.erase(std::remove_if(m_all.begin(), m_all.end(),
-                               [&made](const entry& each) { return each.to == made.to; }),
+                               [&made](const entry& each) { return each.to.isSamePlace(made.to); }),
                 m_all.end());
     m_all.push_back(std::move(made));
     return true;

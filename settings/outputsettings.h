@@ -14,7 +14,7 @@ namespace tolvane {
 ///
 /// Entries with semicolons or line feeds between, each levels, a sign and a destination; without
 /// the sign it is standard error. Empty entries are skipped. Of entries for one destination the
-/// last counts.
+/// last counts, also where one is for text and the other one for JSON.
 class outputsettings
 {
 public:

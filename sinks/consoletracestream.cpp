@@ -56,8 +56,11 @@ std::string bytesOf(const formattedline& line, bool isColoured)
 
 consoletracestream::consoletracestream() : consoletracestream(std::cerr) {}
 
-consoletracestream::consoletracestream(std::ostream& stream)
-    : m_stream(&stream), m_colours(wanted())
+consoletracestream::consoletracestream(std::ostream& stream) : consoletracestream(stream, wanted())
+{}
+
+consoletracestream::consoletracestream(std::ostream& stream, colours_t colours)
+    : m_stream(&stream), m_colours(colours)
 {}
 
 consoletracestream::consoletracestream(const consoletracestream& other) = default;
@@ -105,8 +108,7 @@ unsigned long long consoletracestream::id() const
 
 consoletracestream* consoletracestream::clone() const
 {
-    auto* const cloned = new consoletracestream(*m_stream);
-    cloned->m_colours = m_colours;
+    auto* const cloned = new consoletracestream(*m_stream, m_colours);
     cloned->m_kind = sk_stream;
     return cloned;
 }

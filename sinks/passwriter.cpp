@@ -67,7 +67,7 @@ TOLVANE_COLD passwriter::destination::destination(attachedsink& target)
     file = target.sink->m_kind == tracestream::sk_file ? static_cast<filetracestream*>(target.sink)
                                                        : rotating;
     if (file) {
-        path = file->filename().narrow();
+        path = file->path();
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include <tolvane/formattedline.h>
 
-#include "function/componenthash.h"
+#include "sinks/fileid.h"
 #include "sinks/recorderfile.h"
 #include "support/clock.h"
 #include "support/utf8.h"
@@ -79,8 +79,7 @@ void recorderfiletracestream::log(const formattedline& line)
 
 unsigned long long recorderfiletracestream::id() const
 {
-    return static_cast<unsigned long long>(
-        componentHash(m_file->m_filename.c_str(), m_file->m_filename.length()));
+    return idOfFile(m_file->m_filename);
 }
 
 recorderfiletracestream* recorderfiletracestream::clone() const

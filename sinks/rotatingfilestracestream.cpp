@@ -143,6 +143,7 @@ rotatingfilestracestream::rotatingfilestracestream(const rotatingfilestracestrea
                                other.m_lineEnd)
 {
     m_format = other.m_format;
+    m_nameIsUtf8 = other.m_nameIsUtf8;
 }
 
 rotatingfilestracestream::~rotatingfilestracestream()
@@ -153,7 +154,7 @@ rotatingfilestracestream::~rotatingfilestracestream()
 void rotatingfilestracestream::log(const formattedline& line)
 {
     const unsigned long long written = write(line);
-    m_rotation->rotate(filename().narrow(), written, [] {});
+    m_rotation->rotate(path(), written, [] {});
 }
 
 rotatingfilestracestream* rotatingfilestracestream::clone() const

@@ -52,12 +52,11 @@ void sinkdescription::append(std::wstring& to, const attachedsink& attached)
 
 std::wstring sinkdescription::destinationOf(const tracestream& sink, unsigned long long id)
 {
-    if (const wchar_t* const stream = standardStream(id)) {
-        return stream;
-    }
     switch (sink.m_kind) {
-    case tracestream::sk_stream:
-        return L"stream " + hexadecimal(id);
+    case tracestream::sk_stream: {
+        const wchar_t* const standard = standardStream(id);
+        return standard ? standard : L"stream " + hexadecimal(id);
+    }
     case tracestream::sk_file:
         return pathOf(sink);
     case tracestream::sk_rotatingfile:

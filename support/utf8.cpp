@@ -15,6 +15,7 @@ constexpr unsigned int surrogateBits = 10; ///< of a character that each surroga
 constexpr unsigned int followingBits = 6; ///< that each byte behind the first holds
 constexpr unsigned int followingMask = 0x3F;
 constexpr unsigned int following = 0x80; ///< marks such a byte
+constexpr unsigned int lastByte = 0xFF;
 constexpr bool isUtf16 = sizeof(wchar_t) == 2;
 
 /// The first character of a text.
@@ -22,7 +23,13 @@ struct character
 {
     char32_t value;
     std::size_t length; ///< in the text's units
+    bool isWellFormed = true;
 };
+
+constexpr character illFormed(std::size_t length) noexcept
+{
+    return {replacement, length, false};
+}
 
 /// How many bytes follow a first one; none where no character begins.
 std::size_t bytesBehind(unsigned int first) noexcept
@@ -43,7 +50,7 @@ character decode(std::string_view text) noexcept
     }
     const std::size_t more = bytesBehind(first);
     if (more == 0) {
-        return {replacement, 1};
+        return illFormed(1);
     }
     // The second byte excludes longer forms than need be, surrogates and what is beyond Unicode.
     unsigned int least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : following;
@@ -51,7 +58,7 @@ character decode(std::string_view text) noexcept
     char32_t value = first & (followingMask >> more);
     for (std::size_t at = 1; at <= more; ++at) {
         if (at == text.size() || byte(at) < least || byte(at) > greatest) {
-            return {replacement, at};
+            return illFormed(at);
         }
         value = value << followingBits | (byte(at) & followingMask);
         least = following;
@@ -70,7 +77,7 @@ character decode(std::wstring_view text) noexcept
 {
     const auto first = static_cast<char32_t>(text[0]);
     if (first > lastCharacter) {
-        return {replacement, 1};
+        return illFormed(1);
     }
     if (!isSurrogate(first)) {
         return {first, 1};
@@ -83,7 +90,7 @@ character decode(std::wstring_view text) noexcept
                     2};
         }
     }
-    return {replacement, 1};
+    return illFormed(1);
 }
 
 void append(std::wstring& to, char32_t value)
@@ -131,6 +138,35 @@ void appendWide(std::wstring& to, std::string_view text)
 void appendNarrow(std::string& to, std::wstring_view text)
 {
     convert(to, text);
+}
+
+void appendWideWithBytes(std::wstring& to, std::string_view text)
+{
+    while (!text.empty()) {
+        const character first = decode(text);
+        if (first.isWellFormed) {
+            append(to, first.value);
+        } else {
+            for (const char byte : text.substr(0, first.length)) {
+                to += static_cast<wchar_t>(firstLowSurrogate + static_cast<unsigned char>(byte));
+            }
+        }
+        text.remove_prefix(first.length);
+    }
+}
+
+void appendBytes(std::string& to, std::wstring_view text)
+{
+    while (!text.empty()) {
+        const character first = decode(text);
+        const auto byte = static_cast<char32_t>(text[0]) - firstLowSurrogate;
+        if (!first.isWellFormed && byte >= following && byte <= lastByte) {
+            to += static_cast<char>(byte);
+        } else {
+            append(to, first.value);
+        }
+        text.remove_prefix(first.length);
+    }
 }
 
 } // namespace tolvane::utf8

@@ -14,4 +14,11 @@ void appendWide(std::wstring& to, std::string_view text);
 /// Appends a wide text in UTF-8. A lone surrogate is one U+FFFD, and so is what is no character.
 void appendNarrow(std::string& to, std::wstring_view text);
 
+/// As appendWide(), but that each ill-formed byte is kept, as a lone surrogate from U+DC80 to
+/// U+DCFF: names of files need not be UTF-8.
+void appendWideWithBytes(std::wstring& to, std::string_view text);
+
+/// As appendNarrow(), but that such a surrogate is the byte again.
+void appendBytes(std::string& to, std::wstring_view text);
+
 } // namespace tolvane::utf8

@@ -78,8 +78,9 @@ bool trace::outputFromEnvironment(const char* variable)
                           settings.wrong());
         return false;
     }
+    const tolvane::SettingsSinks sinks;
     for (const tolvane::outputsettings::entry& each : settings.all()) {
-        dispatcher().output(*tolvane::makeSink(each.to), each.levels);
+        dispatcher().output(*sinks.make(each.to), each.levels);
     }
     return true;
 }

@@ -238,7 +238,10 @@ tolvane::string traceimpl::describe()
     for (const auto& attached : m_sinks) {
         sinkdescription::append(text, attached.second);
     }
-    return text.empty() ? L"no sink is attached\n" : text.c_str();
+    if (text.empty()) {
+        text = L"no sink is attached\n";
+    }
+    return text + describeSettings();
 }
 
 const hashedfunction& traceimpl::registerfunction(const char* signature)

@@ -263,10 +263,11 @@ private:
 
     // traceimpl_settings.cpp
     std::exception_ptr lookAtSettings() noexcept;
+    std::wstring describeSettings() const;
     tolvane::string followedFile();
-    bool isNews(const tolvane::string& path, const std::string& bytes);
+    bool isNews(const tolvane::string& path, const std::string* bytes);
     std::exception_ptr changeSettings(const tolvane::string& path, const std::string& bytes);
-    void adopt(const tolvane::outputsettings& settings);
+    void adopt(const tolvane::outputsettings& settings, const std::string& bytes);
     void adopt(const tolvane::outputsettings::entry& entry);
     void detachUnnamed(const tolvane::outputsettings& settings);
 

@@ -13,7 +13,8 @@ TOLVANE_BEGIN_DECLARATIONS
 /// Errors are red, warnings yellow, what is always traced is bold, tl_debug and tl_trace are grey.
 /// There are no colours where the environment has NO_COLOR, or TERM is "dumb", when the sink is
 /// made; with FORCE_COLOR, and without NO_COLOR, there are colours without a terminal, too. (An
-/// empty variable counts as none, and FORCE_COLOR=0 as NO_COLOR=1.) Where the stream leads is
+/// empty variable counts as none, and FORCE_COLOR=0 as NO_COLOR=1.) Copies and clones are as the
+/// sink is, and ask nothing. Where the stream leads is
 /// looked at with every line. A stream with another buffer than the process's standard output or
 /// error has no colours, whatever the environment says.
 ///
@@ -49,6 +50,8 @@ private:
         co_onTerminals = 1,
         co_always = 2,
     };
+
+    TOLVANE_INTERNAL consoletracestream(std::ostream& stream, colours_t colours);
 
     TOLVANE_INTERNAL static colours_t wanted();
     TOLVANE_INTERNAL bool isColoured() const;

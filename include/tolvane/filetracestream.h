@@ -6,9 +6,14 @@
 #include <tolvane/string.h>
 #include <tolvane/tracestream.h>
 
+#include <string>
 #include <type_traits>
 
 TOLVANE_BEGIN_DECLARATIONS
+
+namespace tolvane {
+class SettingsSinks;
+} // namespace tolvane
 
 /// A sink that appends lines to a file.
 ///
@@ -57,19 +62,22 @@ private:
     friend class passwriter;
     friend class rotatingfilestracestream;
     friend class sinkdescription;
+    friend class tolvane::SettingsSinks;
 
     /// What a record is written as.
-    enum format_t : int
+    enum format_t : short
     {
         ff_text = 0, ///< the line's text
         ff_json = 1, ///< an object
     };
 
+    std::string path() const;
     unsigned long long write(const formattedline& line);
 
     tolvane::string m_filename;
     tolvane::lineend m_lineEnd;
     format_t m_format = ff_text;
+    bool m_nameIsUtf8 = false; ///< for the system, whatever the locale
 };
 
 TOLVANE_END_DECLARATIONS

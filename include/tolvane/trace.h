@@ -79,8 +79,9 @@ public:
     ///                  levels as for setLevels(), which become those of that sink, a ">" and where
     ///                  lines go: stdout, stderr, file:PATH, rotating:PATH:FILES:KIB or json:PATH.
     ///                  Without a ">" they go to standard error. Blanks around all these, and empty
-    ///                  entries, are ignored; of entries for one destination the last counts. On
-    ///                  Linux the text is UTF-8.
+    ///                  entries, are ignored; of entries for one destination, or one file, the last
+    ///                  counts. On Linux the text is UTF-8, but that the names of files are the
+    ///                  bytes that stand there, whatever the locale.
     /// \return true when all is attached that is named, which is nothing when the variable is empty
     ///         or not set. False when an entry is malformed: then nothing is attached, and a line
     ///         on standard error tells which and why.
@@ -94,16 +95,23 @@ public:
     /// file once a second. A later call follows another file instead.
     ///
     /// \param path  a file with the text that outputFromEnvironment() reads, in UTF-8, at most a
-    ///              mebibyte. Empty: no file is followed any more; what was set stays.
-    /// \return false when it cannot be read now, or is malformed; it is followed all the same.
+    ///              mebibyte. (A narrow path is converted as all narrow text is: from the process's
+    ///              locale, or from UTF-8 after useUtf8().) Empty: no file is followed any more;
+    ///              what was set stays.
+    /// \return false when it cannot be read now, or is malformed; it is followed all the same. False
+    ///         without a path, too.
     ///
     /// A destination that is not named any more is detached, one that is new is attached, one that
     /// stays has the levels of now and no others. Sinks that the application has attached itself
     /// are left alone, also where the file names their destination. While the file is malformed,
-    /// which a line on standard error tells once, or is gone, all stays as it was. A change takes
-    /// effect for the lines that are traced from then on. Waits for lines that are being written; a
-    /// hardware fault in a sink reaches the caller as an exception. A forked process follows the
-    /// file when its own writer has started, with its first line.
+    /// which a line on standard error tells once, or is gone, all stays as it was, and describe()
+    /// tells so. Without memory it is tried again a second later. A change takes effect for the
+    /// lines that are traced from then on. Waits for lines that are being written; a hardware fault
+    /// in a sink reaches the caller as an exception. A forked process follows the file when its own
+    /// writer has started, with its first line.
+    ///
+    /// The environment is asked for what consoletracestream looks for there, by this call alone: no
+    /// other thread may change it meanwhile.
     static bool followSettings(const tolvane::string& path);
 
     /// The same for a std::filesystem::path.
@@ -149,7 +157,8 @@ public:
     ///
     /// A line has the destination (a file's path, "standard error", a sink of the application's as
     /// its id), the levels, how many lines were written and lost so far, and in the system's words
-    /// the last error of a file. Lines that wait are in none of the counts: see sync().
+    /// the last error of a file. Lines that wait are in none of the counts: see sync(). Behind the
+    /// sinks a line tells what is wrong with the file that followSettings() follows, if anything is.
     static tolvane::string describe();
 
     /// The integer as a level when it lies in 0..6, else the fallback. Takes no lock.

@@ -6,7 +6,8 @@
 
 namespace tolvane {
 
-/// As UTF-8: programs that do not ask for a locale have one that knows ASCII only.
+/// As UTF-8, since programs that do not ask for a locale have one that knows ASCII only; a file's
+/// name in it need not be that.
 bool readEnvironment(const char* name, std::wstring& text)
 {
     const char* const value = ::secure_getenv(name);
@@ -14,7 +15,7 @@ bool readEnvironment(const char* name, std::wstring& text)
         return false;
     }
     text.clear();
-    utf8::appendWide(text, value);
+    utf8::appendWideWithBytes(text, value);
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include "support/windows/platform.h"
 
 #include <new>
+#include <string_view>
 
 namespace tolvane {
 
@@ -27,7 +28,9 @@ std::wstring inCodePageOfFiles(const std::string& path)
 NativePath::NativePath(const std::string& path) noexcept
 {
     try {
-        if (narrowtext::isUtf8()) {
+        if (!path.empty() && path.front() == utf8Mark) {
+            utf8::appendWide(m_path, std::string_view(path).substr(1));
+        } else if (narrowtext::isUtf8()) {
             utf8::appendWide(m_path, path);
         } else {
             m_path = inCodePageOfFiles(path);

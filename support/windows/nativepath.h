@@ -9,6 +9,9 @@ namespace tolvane {
 class NativePath
 {
 public:
+    /// What a path begins with that is UTF-8, whatever narrow text is.
+    static constexpr char utf8Mark = '\0';
+
     explicit NativePath(const std::string& path) noexcept;
 
     const wchar_t* c_str() const noexcept { return m_path.c_str(); }

@@ -29,6 +29,7 @@ public:
 
     std::string variable(const char* name) const override
     {
+        ++questions;
         const auto found = variables.find(name);
         return found == variables.end() ? std::string() : found->second;
     }
@@ -36,4 +37,5 @@ public:
     std::streambuf* output = nullptr; ///< of standard output
     bool outputIsTerminal = true;
     std::map<std::string, std::string> variables;
+    mutable int questions = 0; ///< for variables
 };

@@ -99,3 +99,16 @@ TEST_CASE("a malformed variable attaches nothing, and a line says what is wrong"
         "of always, error, warning, info, verbose, debug, trace and 0 to 6\nread: 0\n");
     CHECK(result.output.empty());
 }
+
+TEST_CASE("the variable may be asked for behind the end of tracing", "[integration][settings]")
+{
+    const temporaryfolder folder;
+
+    const childresult result =
+        runChild("late", {{"TOLVANE", "*=info > file:" + folder.file("shop.log")}});
+
+    CHECK(result.error == "read: 1\nread: 1\n");
+    CHECK(masked(folder.read("shop.log")) == "[I]: shop::order : ordering\n"
+                                             "[I]: bank::pay : paying\n"
+                                             "[E]: bank::pay : no money\n");
+}

@@ -104,6 +104,8 @@ TEST_CASE("of entries for one destination the last counts", "[settings][output]"
     CHECK(entriesOf(L"*=info; *=error > stdout; a=debug > stderr") == "=1 >out a=5 >err");
     CHECK(entriesOf(L"*=info > file:a; *=error > file:b; *=debug > file:a") ==
           "=1 >file(b) =5 >file(a)");
+    CHECK(entriesOf(L"*=info > json:a; *=error > rotating:a:2:3; *=debug > file:a") ==
+          "=5 >file(a)");
 }
 
 TEST_CASE("what is wrong with an entry is said with the entry", "[settings][output]")

@@ -134,3 +134,33 @@ TEST_CASE("a wide unit beyond Unicode is one mark", "[support]")
         }
     }
 }
+
+TEST_CASE("bytes that are no UTF-8 come back from wide text that keeps them", "[support]")
+{
+    std::string text;
+    for (int first = 1; first <= 0xFF; ++first) {
+        for (const char* const behind : {"a", "\x80", "\x80\x80", "\xBF\xBF\xBF", "\xC3", ""}) {
+            text += static_cast<char>(first) + std::string(behind);
+        }
+    }
+    text += "gr\xC3\xB6\xC3\x9F"
+            "e \xED\xB3\xBF \xF0\x90\x80";
+
+    std::wstring kept;
+    tolvane::utf8::appendWideWithBytes(kept, text);
+    std::string back;
+    tolvane::utf8::appendBytes(back, kept);
+
+    CHECK(back == text);
+}
+
+TEST_CASE("wide text that keeps bytes is that of UTF-8 otherwise", "[support]")
+{
+    std::wstring kept;
+    tolvane::utf8::appendWideWithBytes(kept, "a\xC3\xB6\xF6\xEF\xBF\xBD");
+    std::string bytes;
+    tolvane::utf8::appendBytes(bytes, {L"\xD801 \xDC7F \xDD00 \xFFFD"});
+
+    CHECK(kept == L"a\xF6\xDCF6\xFFFD");
+    CHECK(bytes == narrow(L"\xFFFD \xFFFD \xFFFD \xFFFD"));
+}

@@ -9,6 +9,7 @@
 
 #include <catch2/catch.hpp>
 
+#include <cstdint>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -75,6 +76,14 @@ TEST_CASE("standard streams have their names, and other streams their ids", "[tr
     traceimpl dispatcher;
     dispatcher.output(ostreamtracestream<wchar_t>(std::wcerr));
     CHECK(described(dispatcher) == "standard error: *=always; 0 written, 0 lost\n");
+}
+
+TEST_CASE("a sink of the application's own with a standard stream's address as its id is its own",
+          "[trace][describe]")
+{
+    traceimpl dispatcher;
+    dispatcher.output(probesink(reinterpret_cast<std::uintptr_t>(&std::cout)));
+    CHECK(described(dispatcher).substr(0, 7) == "sink 0x");
 }
 
 TEST_CASE("files are told by their paths, and rotating ones with their limits", "[trace][describe]")

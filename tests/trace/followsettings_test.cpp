@@ -7,6 +7,7 @@
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/scriptedclock.h"
+#include "tests/helpers/scriptedterminals.h"
 #include "tests/helpers/temporaryfolder.h"
 #include "tests/helpers/traceimpltest.h"
 
@@ -354,6 +355,126 @@ TEST_CASE("without memory settings stay, and are tried again", "[trace][settings
     program.pass(1100);
     CHECK(program.level("a.log", "shop::f") == tl_trace);
     CHECK(program.level("b.log", "f") == tl_info);
+}
+
+TEST_CASE("settings that the application's call had no memory for are put in force later",
+          "[trace][settings]")
+{
+    bool isDone = false;
+    unsigned long long allocationsBefore = 0;
+    for (; !isDone; ++allocationsBefore) {
+        followed program;
+        program.write("*=info > file:a.log");
+        program.follow();
+        program.write("*=debug, shop=trace > file:a.log; *=info > file:b.log");
+        try {
+            const allocations::failure noMemory(allocationsBefore);
+            isDone = program.follow();
+        } catch (const std::bad_alloc&) {
+        }
+
+        program.pass(1100);
+
+        CHECK(program.level("a.log", "shop::f") == tl_trace);
+        CHECK(program.level("b.log", "f") == tl_info);
+    }
+    CHECK(allocationsBefore > 30);
+}
+
+TEST_CASE("the writer does not look at the environment for colours", "[trace][settings]")
+{
+    scriptedterminals terminals;
+    followed program;
+    program.write("");
+    program.follow();
+    CHECK(terminals.questions != 0);
+    terminals.questions = 0;
+
+    program.change("*=info > stdout; *=error > stderr");
+    program.change("*=debug > stdout");
+
+    CHECK(program.sinks() == 1);
+    CHECK(terminals.questions == 0);
+}
+
+TEST_CASE("a file that is named for text and for JSON gets what is named last", "[trace][settings]")
+{
+    followed program;
+    program.write("*=info > json:a.log; *=debug > file:a.log");
+    program.follow();
+    CHECK(std::string(program.dispatcher.describe().narrow()) ==
+          "file a.log: *=debug; 0 written, 0 lost\n");
+
+    program.change("*=info > file:a.log; *=debug > json:a.log");
+    CHECK(std::string(program.dispatcher.describe().narrow()) ==
+          "JSON file a.log: *=debug; 0 written, 0 lost\n");
+}
+
+TEST_CASE("a file that is not followed starts no writer", "[trace][settings]")
+{
+    const memoryfiles files;
+    traceimpl dispatcher;
+
+    CHECK_FALSE(dispatcher.followSettings(""));
+    CHECK_FALSE(traceimpltest::writer(dispatcher).started());
+
+    CHECK_FALSE(dispatcher.followSettings("missing"));
+    CHECK(traceimpltest::writer(dispatcher).started());
+}
+
+TEST_CASE("what is wrong with the followed file is told until it is mended",
+          "[trace][settings][describe]")
+{
+    const std::string none = "no sink is attached\n";
+    const std::string unreadable =
+        "settings settings: the file cannot be read, or is larger than a mebibyte\n";
+    const std::string malformed = "settings settings: \"shop\": \"shop\" has no level\n";
+    followed program;
+    const auto told = [&] { return std::string(program.dispatcher.describe().narrow()); };
+    program.follow();
+    CHECK(told() == none + unreadable);
+
+    {
+        const pipedstandarderror errors;
+        program.change("shop");
+        CHECK(told() == none + malformed);
+        program.remove();
+        program.pass(1100);
+        CHECK(told() == none + unreadable);
+        program.change("shop");
+        CHECK(told() == none + malformed);
+    }
+
+    program.change("");
+    CHECK(told() == none);
+    {
+        const pipedstandarderror errors;
+        program.write("shop");
+        CHECK_FALSE(program.follow());
+    }
+    CHECK(told() == none + malformed);
+    program.dispatcher.followSettings("");
+    CHECK(told() == none);
+}
+
+TEST_CASE("names of files in settings are UTF-8, whatever the locale", "[trace][settings]")
+{
+    const temporaryfolder folder;
+    const std::string name = "\xE6\x97\xA5";
+    quietdispatcher quiet;
+    std::ofstream(folder.path() / "settings", std::ios::binary)
+        << "*=info > file:" << folder.file(name) << ".log\n*=info > json:" << folder.file(name)
+        << ".json\n*=info > rotating:" << folder.file(name) << ":3:0\n";
+    REQUIRE(quiet.dispatcher.followSettings(folder.file("settings").c_str()));
+    quiet.queue(2, tl_info, L"a");
+
+    quiet.dispatcher.flushQueue(0);
+
+    CHECK(quiet.dispatcher.lost(trace::destination) == 0);
+    for (const char* const end : {".log", ".json", "", ".0", ".1"}) {
+        CHECK(std::filesystem::exists(folder.path() / std::filesystem::u8path(name + end)));
+    }
+    CHECK(folder.entries() == 6);
 }
 
 TEST_CASE("the writer follows a file that is replaced", "[trace][settings]")

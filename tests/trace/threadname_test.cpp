@@ -104,6 +104,41 @@ TEST_CASE("a line of a thread that has left its stage has the thread's name", "[
     CHECK(named(quiet) == named_t{{L"worker", L"first"}, {L"worker", L"last"}});
 }
 
+TEST_CASE("a thread may be named while its own objects are destroyed", "[trace][threadname]")
+{
+    quietdispatcher quiet;
+    static quietdispatcher* ending = nullptr;
+    ending = &quiet;
+    struct namer
+    {
+        ~namer()
+        {
+            if (isActive) {
+                ending->queue(tl_error, L"unnamed");
+                ending->dispatcher.nameThread(L"at the end");
+                ending->queue(tl_error, L"last");
+            }
+        }
+
+        bool isActive = false;
+    };
+    for (const bool hasTraced : {false, true}) {
+        onOwnThread([&] {
+            thread_local namer late;
+            late.isActive = true;
+            if (hasTraced) {
+                quiet.queue(tl_error, L"first");
+            }
+        });
+    }
+
+    CHECK(named(quiet) == named_t{{L"", L"unnamed"},
+                                  {L"at the end", L"last"},
+                                  {L"", L"first"},
+                                  {L"", L"unnamed"},
+                                  {L"at the end", L"last"}});
+}
+
 TEST_CASE("names of threads that are gone are not kept", "[trace][threadname]")
 {
     constexpr int threads = 300;

@@ -43,3 +43,19 @@ TEST_CASE("a program with more rights than its user does not read the environmen
     CHECK(childprocess::run(program, {"usual"}, variables).error == "read: 1\n");
     CHECK(folder.has("trace.log"));
 }
+
+TEST_CASE("the names of files in a variable are the bytes that stand there",
+          "[integration][settings]")
+{
+    const temporaryfolder folder;
+    for (const std::string name : {"gr\xC3\xB6\xC3\x9F"
+                                   "e.log",
+                                   "gr\xF6\xDF"
+                                   "e.log"}) {
+        childprocess::run(childprocess::beside("tolvane_settings_child"), {"usual"},
+                          {{"TOLVANE", "*=info > file:" + folder.file(name)}});
+
+        CHECK(folder.has(name));
+    }
+    CHECK(folder.entries() == 2);
+}

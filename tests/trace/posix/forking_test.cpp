@@ -1,10 +1,13 @@
+#include <tolvane/filetracestream.h>
 #include <tolvane/recorderfiletracestream.h>
 #include <tolvane/recordertracestream.h>
 
 #include "tests/helpers/formattedlinetest.h"
+#include "tests/helpers/memoryfiles.h"
 #include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/recorderfile.h"
 #include "tests/helpers/remembersink.h"
+#include "tests/helpers/scriptedclock.h"
 #include "tests/helpers/temporaryfolder.h"
 
 #include <catch2/catch.hpp>
@@ -71,6 +74,32 @@ TEST_CASE("what another thread may have left half changed is not looked at in a 
 
     CHECK(status == 0);
     CHECK(quiet.texts().size() == 5);
+}
+
+TEST_CASE(
+    "a forked process that found locks taken follows no settings, and then those it is told to",
+    "[trace][fork][settings]")
+{
+    quietdispatcher quiet;
+    memoryfiles files;
+    scriptedclock clock;
+    files.files["settings"] = "*=info > file:a.log";
+    quiet.dispatcher.followSettings("settings");
+
+    const int status = inChild([&] {
+        quiet.dispatcher.afterForkInChild(traceimpl::forklocks());
+        files.reads = 0;
+        tolvane::Clock::current().sleep(5000);
+        traceimpltest::lookAtSettings(quiet.dispatcher);
+        const bool isLeft = files.reads == 0;
+        files.files["own"] = "*=debug > file:b.log";
+        const bool isRead = quiet.dispatcher.followSettings("own");
+        const tracestream* const sink =
+            traceimpltest::sink(quiet.dispatcher, filetracestream("b.log").id());
+        return isLeft && isRead && sink && sink->level(quiet.function) == tl_debug ? 0 : 1;
+    });
+
+    CHECK(status == 0);
 }
 
 TEST_CASE("a recorder in a forked process has none of its parent's lines",
