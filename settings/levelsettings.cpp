@@ -29,6 +29,19 @@ bool hasBlankOrSign(std::wstring_view name) noexcept
            scope.find(L'=') != std::wstring_view::npos;
 }
 
+/// Takes the part up to the next comma, and the comma with it. One that an operator is called by is
+/// none of those.
+std::wstring_view takeSetting(std::wstring_view& text) noexcept
+{
+    std::size_t comma = text.find(L',');
+    while (comma != std::wstring_view::npos && endsInOperator(text.substr(0, comma))) {
+        comma = text.find(L',', comma + 1);
+    }
+    const std::wstring_view part = text.substr(0, comma);
+    text.remove_prefix(std::min(part.size() + 1, text.size()));
+    return part;
+}
+
 std::optional<tracelevel_t> levelOf(std::wstring_view text) noexcept
 {
     for (int level = tl_always; level <= tl_trace; ++level) {
@@ -48,7 +61,7 @@ bool levelsettings::read(std::wstring_view text)
     m_all.clear();
     m_wrong.clear();
     while (!text.empty()) {
-        const std::wstring_view part = trimmed(takePart(text, L","));
+        const std::wstring_view part = trimmed(takeSetting(text));
         if (!part.empty() && !readPart(part)) {
             m_all.clear();
             return false;

@@ -12,11 +12,8 @@ namespace {
 /// Whether the sign is part of an operator's name: "money::operator>>", "operator->".
 bool isOperators(std::wstring_view text, std::size_t sign) noexcept
 {
-    constexpr std::wstring_view keyword = L"operator";
     const std::size_t end = text.substr(0, sign).find_last_not_of(L"<>=-") + 1;
-    const std::wstring_view before = trimmed(text.substr(0, end));
-    return before.size() >= keyword.size() &&
-           before.substr(before.size() - keyword.size()) == keyword;
+    return endsInOperator(trimmed(text.substr(0, end)));
 }
 
 /// Where the sign stands that the destination follows; npos when there is none.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 // What the texts of settings have in common.
@@ -32,6 +33,19 @@ inline bool isSameWord(std::wstring_view text, std::wstring_view word) noexcept
 {
     return std::equal(text.begin(), text.end(), word.begin(), word.end(),
                       [](wchar_t left, wchar_t right) { return lower(left) == right; });
+}
+
+/// Whether a text ends in the word that operators' names begin with.
+inline bool endsInOperator(std::wstring_view text) noexcept
+{
+    constexpr std::wstring_view keyword = L"operator";
+    constexpr std::wstring_view before = L":, \t\r\n";
+    if (text.size() < keyword.size()) {
+        return false;
+    }
+    const std::size_t start = text.size() - keyword.size();
+    return text.substr(start) == keyword &&
+           (start == 0 || before.find(text[start - 1]) != std::wstring_view::npos);
 }
 
 /// Takes the part up to the first of some separators from the begin of a text, and the separator

@@ -70,6 +70,17 @@ TEST_CASE("an operator's name may have equality signs and blanks", "[settings]")
     CHECK(settingsOf(L"shop::operator===debug") == "shop::operator===5");
 }
 
+TEST_CASE("a comma directly behind its keyword is an operator's name", "[settings]")
+{
+    CHECK(settingsOf(L"shop::money::operator,=debug") == "shop::money::operator,=5");
+    CHECK(settingsOf(L"a=1,operator,=2,b=3") == "a=1 b=3 operator,=2");
+    CHECK(settingsOf(L"operator, = debug , *=info") == "=3 operator,=5");
+    CHECK(settingsOf(L"operator,,a=1") == "malformed");
+    CHECK(settingsOf(L"a=1,operator,") == "malformed");
+    CHECK(settingsOf(L"cooperator,a=1") == "malformed");
+    CHECK(settingsOf(L"operator ,=debug") == "malformed");
+}
+
 TEST_CASE("a malformed part spoils all", "[settings]")
 {
     for (const wchar_t* const text :

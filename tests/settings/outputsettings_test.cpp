@@ -97,6 +97,10 @@ TEST_CASE("a path may have the sign, and so may an operator's name", "[settings]
     CHECK(entriesOf(L"operator>>=info") == "operator>>=3 >err");
     CHECK(entriesOf(L"a::operator-> = 5>stdout") == "a::operator->=5 >out");
     CHECK(entriesOf(L"a::operator<=> = 5>stdout") == "a::operator<=>=5 >out");
+    CHECK(entriesOf(L"a=1,operator>=2>stdout") == "a=1 operator>=2 >out");
+    CHECK(entriesOf(L"operator>>==2>stdout") == "operator>>==2 >out");
+    CHECK(entriesOf(L"operator,=2,operator()=1>stdout;operator,=3") ==
+          "operator,=2 operator()=1 >out operator,=3 >err");
 }
 
 TEST_CASE("of entries for one destination the last counts", "[settings][output]")
