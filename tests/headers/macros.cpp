@@ -36,13 +36,21 @@ struct shelf
     }
 };
 
+template <class... values_t>
+void anyNumber(const values_t&... values)
+{
+    TOLVANE_SCOPE(log);
+    TOLVANE_LOGF(log, tl_info, "%d", values...);
+    TOLVANE_LOGF(log, tl_info, L"%d", 1, values...);
+}
+
 template <class value_t>
 void everyMacro(const value_t& value, const std::string& text, bool condition)
 {
     TOLVANE_SCOPE(log);
     TOLVANE_LOG(log, tl_info) << "text" << value << text << L"wide" << 'c' << 0.5 << limits::lines
                               << std::hex << std::setw(8) << point{1, 2} << std::endl;
-    TOLVANE_LOGF(log, tl_info, "%s %d %-5.2f %*x", text, value, 0.5, 5, 255U);
+    TOLVANE_LOGF(log, tl_info, "%s %d %-5.2f %*x", text, value, 0.5, limits::lines, 255U);
     TOLVANE_LOGF(log, tl_info, L"%s", point{1, 2});
     TOLVANE_LOGF(log, tl_info, "alone");
     TOLVANE_LOG_IF(log, tl_info, condition) << limits::lines;
@@ -88,5 +96,7 @@ int work()
 {
     everyMacro(1, "text", true);
     everyMacro(0.5, "text", false);
+    anyNumber();
+    anyNumber(1, "text", point{1, 2});
     return shelf{1}.count();
 }
