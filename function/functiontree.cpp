@@ -1,5 +1,7 @@
 #include "function/functiontree.h"
 
+#include "support/view.h"
+
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -21,11 +23,6 @@ functiontreenode& descend(functiontreenode& from, const hashedname* key, std::ws
         node = &child;
     }
     return *node;
-}
-
-std::wstring_view view(const tolvane::string& text) noexcept
-{
-    return {text.c_str(), static_cast<std::size_t>(text.length())};
 }
 
 void freeList(functiontreeroot* first) noexcept

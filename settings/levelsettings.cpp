@@ -1,6 +1,7 @@
 #include "settings/levelsettings.h"
 
 #include "settings/words.h"
+#include "support/levelnames.h"
 
 #include <iterator>
 #include <optional>
@@ -8,16 +9,6 @@
 namespace tolvane {
 
 namespace {
-
-/// Each with its letter, in the order of their numbers.
-constexpr struct
-{
-    std::wstring_view word;
-    wchar_t letter;
-} names[] = {
-    {L"always", L'!'},  {L"error", L'e'}, {L"warning", L'w'}, {L"info", L'i'},
-    {L"verbose", L'v'}, {L"debug", L'd'}, {L"trace", L't'},
-};
 
 /// What the names of operators have, and no others.
 bool hasBlankOrSign(std::wstring_view name) noexcept
@@ -42,12 +33,20 @@ std::wstring_view takeSetting(std::wstring_view& text) noexcept
     return part;
 }
 
-std::optional<tracelevel_t> levelOf(std::wstring_view text) noexcept
+/// Of ASCII.
+std::wstring wide(std::string_view word)
+{
+    return {word.begin(), word.end()};
+}
+
+std::optional<tracelevel_t> levelOf(std::wstring_view text)
 {
     for (int level = tl_always; level <= tl_trace; ++level) {
+        const levelname& name = levelNames[level];
         const bool isMark =
-            text.size() == 1 && (lower(text[0]) == names[level].letter || text[0] == L'0' + level);
-        if (isMark || isSameWord(text, names[level].word)) {
+            text.size() == 1 &&
+            (lower(text[0]) == lower(static_cast<wchar_t>(name.letter)) || text[0] == L'0' + level);
+        if (isMark || isSameWord(text, wide(name.word))) {
             return static_cast<tracelevel_t>(level);
         }
     }
@@ -72,8 +71,8 @@ bool levelsettings::read(std::wstring_view text)
 
 std::wstring levelsettings::nameOf(tracelevel_t level)
 {
-    return level >= tl_always && level <= tl_trace ? std::wstring(names[level].word)
-                                                   : std::to_wstring(static_cast<int>(level));
+    return hasName(level) ? wide(tolvane::nameOf(level).word)
+                          : std::to_wstring(static_cast<int>(level));
 }
 
 /// The last equality sign counts: operators have some in their names.

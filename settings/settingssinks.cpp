@@ -6,6 +6,7 @@
 #include "sinks/fileid.h"
 #include "support/standarderror.h"
 #include "support/utf8.h"
+#include "support/view.h"
 
 #include <cstdint>
 #include <iostream>
@@ -57,7 +58,7 @@ void complain(std::wstring_view source, const std::wstring& wrong)
     text.append(source).append(L": ").append(wrong);
     const string safe = escaped(string(text));
     std::string bytes;
-    utf8::appendNarrow(bytes, {safe.c_str(), static_cast<std::size_t>(safe.length())});
+    utf8::appendNarrow(bytes, view(safe));
     bytes += '\n';
     writeStandardError(bytes.data(), bytes.size());
 }

@@ -4,7 +4,10 @@
 
 #include "sinks/timestamp.h"
 #include "support/clock.h"
+#include "support/hexdigits.h"
+#include "support/levelnames.h"
 #include "support/threadid.h"
+#include "support/view.h"
 
 #include <algorithm>
 #include <string_view>
@@ -13,7 +16,6 @@ using namespace std::string_view_literals;
 
 namespace {
 
-constexpr wchar_t levelLetters[] = L"!EWIVDT";
 constexpr int narrowestThreadId = 4; ///< characters, filled with blanks on the left
 
 constexpr std::wstring_view startingBody = L"starting";
@@ -22,11 +24,6 @@ constexpr std::wstring_view exitingBody = L"exiting";
 /// Characters of a line beside time stamp, thread id, function name and body: "[", "]:", ":[",
 /// letter, "]: ", " : ".
 constexpr std::size_t fixedCharacters = 12;
-
-std::wstring_view view(const tolvane::string& text)
-{
-    return {text.c_str(), static_cast<std::size_t>(text.length())};
-}
 
 int hexadecimalDigits(unsigned long long number)
 {
@@ -51,7 +48,8 @@ public:
     {
         for (int shift = (width - 1) * 4; shift >= 0; shift -= 4) {
             const unsigned long long rest = number >> shift;
-            *m_to++ = rest == 0 && shift != 0 ? L' ' : L"0123456789abcdef"[rest & 0xF];
+            *m_to++ =
+                rest == 0 && shift != 0 ? L' ' : static_cast<wchar_t>(tolvane::hexDigit(rest));
         }
     }
 
@@ -122,8 +120,7 @@ const tolvane::string& formattedline::rendered(timestamp& stamp) const
 
 wchar_t formattedline::levelChar() const
 {
-    return m_level >= tl_always && m_level <= tl_trace ? levelLetters[m_level]
-                                                       : levelLetters[tl_always];
+    return static_cast<wchar_t>(tolvane::nameOf(m_level).letter);
 }
 
 /// The length is known before the first character is written, so that the text needs one buffer at

@@ -1,24 +1,19 @@
 #include "sinks/jsonline.h"
 
+#include "support/hexdigits.h"
+#include "support/levelnames.h"
 #include "support/utf8.h"
+#include "support/view.h"
 
 #include <algorithm>
 #include <string_view>
 
 namespace {
 
-constexpr const char* levelNames[] = {"always",  "error", "warning", "info",
-                                      "verbose", "debug", "trace"};
-
 constexpr long long nanosecondsPerMillisecond = 1000000;
 constexpr long long millisecondsPerMinute = 60000;
 constexpr long long minutesPerHour = 60;
 constexpr long long minutesPerDay = 24 * minutesPerHour;
-
-std::wstring_view view(const tolvane::string& text)
-{
-    return {text.c_str(), static_cast<std::size_t>(text.length())};
-}
 
 void appendDigits(std::string& bytes, long long number, std::size_t digits)
 {
@@ -57,7 +52,6 @@ bool isPlain(char byte) noexcept
 
 void appendEscaped(std::string& bytes, char byte)
 {
-    constexpr char digits[] = "0123456789abcdef";
     const std::string_view escape = escapeOf(byte);
     if (!escape.empty()) {
         bytes.append(escape);
@@ -65,7 +59,9 @@ void appendEscaped(std::string& bytes, char byte)
         bytes += byte;
     } else {
         const auto code = static_cast<unsigned char>(byte);
-        bytes.append("\\u00").append(1, digits[code / 16]).append(1, digits[code % 16]);
+        bytes.append("\\u00");
+        bytes += tolvane::hexDigit(code >> 4);
+        bytes += tolvane::hexDigit(code);
     }
 }
 
@@ -114,11 +110,6 @@ void appendTime(std::string& bytes, long long utc, unsigned long long local, tim
     appendZone(bytes, hasZone ? minutes : 0);
 }
 
-const char* levelName(tracelevel_t level) noexcept
-{
-    return levelNames[level >= tl_always && level <= tl_trace ? level : tl_always];
-}
-
 const char* kindOf(formattedline::type_t type) noexcept
 {
     return type == formattedline::tt_starting  ? "start"
@@ -133,7 +124,7 @@ void appendJsonLine(std::string& bytes, const formattedline& line,
 {
     bytes += R"({"time":")";
     appendTime(bytes, line.time(), localMilliseconds, stamp);
-    bytes.append(R"(","level":")").append(levelName(line.level()));
+    bytes.append(R"(","level":")").append(tolvane::nameOf(line.level()).word);
     bytes.append(R"(","thread":)").append(std::to_string(line.threadid()));
     if (!line.threadName().empty()) {
         bytes += R"(,"name":)";

@@ -6,6 +6,7 @@
 #include "sinks/recorderfile.h"
 #include "support/clock.h"
 #include "support/utf8.h"
+#include "support/view.h"
 
 #include <algorithm>
 #include <limits>
@@ -34,7 +35,7 @@ bool recorderfiletracestream::Impl::write(const tolvane::string& text)
         return false;
     }
     m_bytes.clear();
-    tolvane::utf8::appendNarrow(m_bytes, {text.c_str(), static_cast<std::size_t>(text.length())});
+    tolvane::utf8::appendNarrow(m_bytes, tolvane::view(text));
     return m_lines->write(m_bytes);
 }
 

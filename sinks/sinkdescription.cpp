@@ -9,6 +9,7 @@
 #include "sinks/recorderfile.h"
 #include "sinks/rotation.h"
 #include "support/errortext.h"
+#include "support/hexdigits.h"
 
 #include <cstdint>
 #include <iostream>
@@ -19,7 +20,7 @@ std::wstring hexadecimal(unsigned long long number)
 {
     std::wstring digits;
     do {
-        digits.insert(digits.begin(), L"0123456789abcdef"[number & 0xF]);
+        digits.insert(digits.begin(), static_cast<wchar_t>(tolvane::hexDigit(number)));
         number >>= 4;
     } while (number != 0);
     return L"0x" + digits;

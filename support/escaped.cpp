@@ -1,5 +1,7 @@
 #include <tolvane/string.h>
 
+#include "support/hexdigits.h"
+
 namespace tolvane {
 
 namespace {
@@ -21,12 +23,11 @@ string::size_type escapedLength(wchar_t character) noexcept
 
 wchar_t* writeControl(wchar_t* to, wchar_t character) noexcept
 {
-    constexpr wchar_t digits[] = L"0123456789abcdef";
     const auto code = static_cast<unsigned int>(character);
     *to++ = backslash;
     *to++ = L'x';
-    *to++ = digits[code / 16];
-    *to++ = digits[code % 16];
+    *to++ = static_cast<wchar_t>(hexDigit(code >> 4));
+    *to++ = static_cast<wchar_t>(hexDigit(code));
     return to;
 }
 

@@ -9,6 +9,7 @@
 #include "sinks/levelgeneration.h"
 #include "support/callerserror.h"
 #include "support/narrowtext.h"
+#include "support/view.h"
 #include "trace/insidelibrary.h"
 #include "trace/traceimpl.h"
 
@@ -57,7 +58,7 @@ bool trace::setLevels(const tolvane::string& settings)
 {
     const insidelibrary inside;
     tolvane::levelsettings levels;
-    if (!levels.read({settings.c_str(), static_cast<std::size_t>(settings.length())})) {
+    if (!levels.read(tolvane::view(settings))) {
         return false;
     }
     dispatcher().setLevels(levels);
@@ -74,8 +75,7 @@ bool trace::outputFromEnvironment(const char* variable)
     }
     if (!settings.read(text)) {
         const tolvane::string name(variable);
-        tolvane::complain({name.c_str(), static_cast<std::size_t>(name.length())},
-                          settings.wrong());
+        tolvane::complain(tolvane::view(name), settings.wrong());
         return false;
     }
     const tolvane::SettingsSinks sinks;

@@ -5,6 +5,7 @@
 #include "support/clock.h"
 #include "support/filesystem.h"
 #include "support/utf8.h"
+#include "support/view.h"
 #include "trace/bothlocks.h"
 #include "trace/changesinks.h"
 #include "trace/insidelibrary.h"
@@ -29,11 +30,6 @@ constexpr unsigned long long patienceToChange = 10;
 constexpr std::size_t longestFile = 1 << 20;
 
 constexpr const wchar_t* unreadable = L"the file cannot be read, or is larger than a mebibyte";
-
-std::wstring_view view(const tolvane::string& text) noexcept
-{
-    return {text.c_str(), static_cast<std::size_t>(text.length())};
-}
 
 bool readFile(const tolvane::string& path, std::string& bytes)
 {

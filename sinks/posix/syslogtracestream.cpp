@@ -4,6 +4,7 @@
 
 #include "sinks/posix/systemlog.h"
 #include "support/utf8.h"
+#include "support/view.h"
 
 #include <syslog.h>
 
@@ -34,7 +35,7 @@ int priorityOf(tracelevel_t level) noexcept
 
 void append(std::string& bytes, const tolvane::string& text)
 {
-    tolvane::utf8::appendNarrow(bytes, {text.c_str(), static_cast<std::size_t>(text.length())});
+    tolvane::utf8::appendNarrow(bytes, tolvane::view(text));
 }
 
 std::string messageOf(const formattedline& line)
