@@ -20,8 +20,8 @@ TOLVANE_BEGIN_DECLARATIONS
 /// The file is opened with the first line, and has all of its size on the disk from then on; where
 /// that cannot be had, lines are lost, and it is tried again a second later. Lines that are there
 /// from an earlier run stay in front of the new ones; where the size has changed the file begins
-/// anew. What is no such file is left alone, and so is one that another sink has, of this process or
-/// of another one. A forked process leaves its parent's file alone and loses the lines.
+/// anew. What is no such file is left alone, and so is one that another sink has, of this process
+/// or of another one. A forked process leaves its parent's file alone and loses the lines.
 class TOLVANE_EXPORT recorderfiletracestream : public tracestream
 {
 public:

@@ -158,7 +158,8 @@ public:
     /// A line has the destination (a file's path, "standard error", a sink of the application's as
     /// its id), the levels, how many lines were written and lost so far, and in the system's words
     /// the last error of a file. Lines that wait are in none of the counts: see sync(). Behind the
-    /// sinks a line tells what is wrong with the file that followSettings() follows, if anything is.
+    /// sinks a line tells what is wrong with the file that followSettings() follows, if anything
+    /// is.
     static tolvane::string describe();
 
     /// The integer as a level when it lies in 0..6, else the fallback. Takes no lock.
