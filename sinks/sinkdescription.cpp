@@ -10,21 +10,13 @@
 #include "sinks/rotation.h"
 #include "support/errortext.h"
 #include "support/hexdigits.h"
+#include "support/view.h"
 
 #include <cstdint>
 #include <iostream>
+#include <limits>
 
 namespace {
-
-std::wstring hexadecimal(unsigned long long number)
-{
-    std::wstring digits;
-    do {
-        digits.insert(digits.begin(), static_cast<wchar_t>(tolvane::hexDigit(number)));
-        number >>= 4;
-    } while (number != 0);
-    return L"0x" + digits;
-}
 
 bool isOf(unsigned long long id, const void* stream) noexcept
 {
@@ -47,70 +39,148 @@ const wchar_t* standardStream(unsigned long long id) noexcept
 
 void sinkdescription::append(std::wstring& to, const attachedsink& attached)
 {
-    to += destinationOf(*attached.sink, attached.id);
-    to += L": " + levelsOf(*attached.sink) + L"; " + fateOf(attached) + L'\n';
+    sinkdescription line(to);
+    line.putDestination(*attached.sink, attached.id);
+    line.put(L": ");
+    line.putLevels(*attached.sink);
+    line.put(L"; ");
+    line.putFate(attached);
+    line.put(L"\n");
 }
 
-std::wstring sinkdescription::destinationOf(const tracestream& sink, unsigned long long id)
+void sinkdescription::put(std::wstring_view text)
+{
+    m_text += text;
+}
+
+void sinkdescription::put(unsigned long long number)
+{
+    put(std::to_wstring(number));
+}
+
+void sinkdescription::putHexadecimal(unsigned long long number)
+{
+    constexpr int bits = std::numeric_limits<unsigned long long>::digits;
+    put(L"0x");
+    int shift = 0;
+    while (shift + 4 < bits && number >> (shift + 4) != 0) {
+        shift += 4;
+    }
+    for (; shift >= 0; shift -= 4) {
+        m_text += static_cast<wchar_t>(tolvane::hexDigit(number >> shift));
+    }
+}
+
+void sinkdescription::putDestination(const tracestream& sink, unsigned long long id)
 {
     switch (sink.m_kind) {
-    case tracestream::sk_stream: {
-        const wchar_t* const standard = standardStream(id);
-        return standard ? standard : L"stream " + hexadecimal(id);
-    }
+    case tracestream::sk_stream:
+        return putStream(id);
     case tracestream::sk_file:
-        return pathOf(sink);
+        return putPath(sink);
     case tracestream::sk_rotatingfile:
-        return L"rotating " + pathOf(sink) + limitsOf(sink);
+        put(L"rotating ");
+        putPath(sink);
+        return putLimits(sink);
     case tracestream::sk_recorder:
-        return recorderOf(sink);
-    case tracestream::sk_recorderfile: {
-        const auto& file = *static_cast<const recorderfiletracestream&>(sink).m_file;
-        return std::wstring(L"recorder file ") + file.m_filename.c_str() + L" (" +
-               std::to_wstring(file.m_kib) + L" KiB)";
-    }
+        return putRecorder(sink);
+    case tracestream::sk_recorderfile:
+        return putRecorderFile(sink);
     case tracestream::sk_custom:
         break;
     }
-    return L"sink " + hexadecimal(id);
+    put(L"sink ");
+    putHexadecimal(id);
 }
 
-std::wstring sinkdescription::recorderOf(const tracestream& recorder)
+void sinkdescription::putStream(unsigned long long id)
+{
+    if (const wchar_t* const standard = standardStream(id)) {
+        put(standard);
+    } else {
+        put(L"stream ");
+        putHexadecimal(id);
+    }
+}
+
+void sinkdescription::putRecorder(const tracestream& recorder)
 {
     const recordertracestream::Impl& impl =
         *static_cast<const recordertracestream&>(recorder).m_recorder;
-    return L"recorder of " + std::to_wstring(impl.m_capacity) + L" lines before " +
-           tolvane::levelsettings::nameOf(impl.m_level) + L" to " +
-           destinationOf(*impl.m_sink, impl.sinkId());
+    put(L"recorder of ");
+    put(impl.m_capacity);
+    put(L" lines before ");
+    put(tolvane::levelsettings::nameOf(impl.m_level));
+    put(L" to ");
+    putDestination(*impl.m_sink, impl.sinkId());
 }
 
-std::wstring sinkdescription::pathOf(const tracestream& file)
+void sinkdescription::putRecorderFile(const tracestream& recorder)
+{
+    const recorderfiletracestream::Impl& file =
+        *static_cast<const recorderfiletracestream&>(recorder).m_file;
+    put(L"recorder file ");
+    put(tolvane::view(file.m_filename));
+    put(L" (");
+    put(file.m_kib);
+    put(L" KiB)");
+}
+
+void sinkdescription::putPath(const tracestream& file)
 {
     const auto& sink = static_cast<const filetracestream&>(file);
-    const bool isJson = sink.m_format == filetracestream::ff_json;
-    return std::wstring(isJson ? L"JSON file " : L"file ") + sink.filename().c_str();
+    put(sink.m_format == filetracestream::ff_json ? L"JSON file " : L"file ");
+    put(tolvane::view(sink.filename()));
 }
 
-std::wstring sinkdescription::limitsOf(const tracestream& file)
+void sinkdescription::putLimits(const tracestream& file)
 {
     const rotatingfilestracestream::Impl& limits =
         *static_cast<const rotatingfilestracestream&>(file).m_rotation;
-    std::wstring text = L" (" + std::to_wstring(limits.m_files) + L" of " +
-                        std::to_wstring(limits.m_maxsize) + L" KiB";
+    put(L" (");
+    put(limits.m_files);
+    put(L" of ");
+    put(limits.m_maxsize);
+    put(L" KiB");
     if (limits.m_maxdays != 0) {
-        text += L", " + std::to_wstring(limits.m_maxdays) + L" days";
+        put(L", ");
+        put(limits.m_maxdays);
+        put(L" days");
     }
-    return text + L')';
+    put(L")");
 }
 
-std::wstring sinkdescription::levelsOf(const tracestream& sink)
+void sinkdescription::putLevels(const tracestream& sink)
 {
-    std::wstring levels;
     for (const auto& each : sink.m_levels->all()) {
-        levels += levels.empty() ? L"*" : L", " + each.first;
-        levels += L'=' + tolvane::levelsettings::nameOf(each.second);
+        if (each.first.empty()) { // the first one
+            put(L"*");
+        } else {
+            put(L", ");
+            put(each.first);
+        }
+        put(L"=");
+        put(tolvane::levelsettings::nameOf(each.second));
     }
-    return levels;
+}
+
+void sinkdescription::putFate(const attachedsink& attached)
+{
+    unsigned long long lost = 0;
+    for (const auto& reason : attached.counts.lost) {
+        lost += reason.load(std::memory_order_relaxed);
+    }
+    put(attached.counts.written.load(std::memory_order_relaxed));
+    put(L" written, ");
+    put(lost);
+    put(L" lost");
+    if (const int error = errorOf(*attached.sink, attached.lastError)) {
+        put(L"; last error: ");
+        put(tolvane::errorText(error));
+    }
+    if (attached.isFaulty) {
+        put(L"; it has faulted, and gets no more lines");
+    }
 }
 
 int sinkdescription::errorOf(const tracestream& sink, int ofFile)
@@ -123,21 +193,4 @@ int sinkdescription::errorOf(const tracestream& sink, int ofFile)
     default:
         return ofFile;
     }
-}
-
-std::wstring sinkdescription::fateOf(const attachedsink& attached)
-{
-    unsigned long long lost = 0;
-    for (const auto& reason : attached.counts.lost) {
-        lost += reason.load(std::memory_order_relaxed);
-    }
-    const unsigned long long written = attached.counts.written.load(std::memory_order_relaxed);
-    std::wstring fate = std::to_wstring(written) + L" written, " + std::to_wstring(lost) + L" lost";
-    if (const int error = errorOf(*attached.sink, attached.lastError)) {
-        fate += L"; last error: " + tolvane::errorText(error);
-    }
-    if (attached.isFaulty) {
-        fate += L"; it has faulted, and gets no more lines";
-    }
-    return fate;
 }

@@ -5,6 +5,7 @@
 #include "sinks/attachedsink.h"
 
 #include <string>
+#include <string_view>
 
 /// Tells people about an attached sink: where its lines go, its levels, and what became of them.
 class sinkdescription
@@ -15,11 +16,20 @@ public:
     static void append(std::wstring& to, const attachedsink& attached);
 
 private:
-    static std::wstring destinationOf(const tracestream& sink, unsigned long long id);
-    static std::wstring recorderOf(const tracestream& recorder);
-    static std::wstring pathOf(const tracestream& file);
-    static std::wstring limitsOf(const tracestream& file);
-    static std::wstring levelsOf(const tracestream& sink);
+    explicit sinkdescription(std::wstring& text) : m_text(text) {}
+
+    void put(std::wstring_view text);
+    void put(unsigned long long number);
+    void putHexadecimal(unsigned long long number);
+    void putDestination(const tracestream& sink, unsigned long long id);
+    void putStream(unsigned long long id);
+    void putRecorder(const tracestream& recorder);
+    void putRecorderFile(const tracestream& recorder);
+    void putPath(const tracestream& file);
+    void putLimits(const tracestream& file);
+    void putLevels(const tracestream& sink);
+    void putFate(const attachedsink& attached);
     static int errorOf(const tracestream& sink, int ofFile);
-    static std::wstring fateOf(const attachedsink& attached);
+
+    std::wstring& m_text;
 };
