@@ -31,7 +31,8 @@ int open(const std::string& path) noexcept
 /// have forked amid a write there. It holds the file as a descriptor does.
 void unshare(void* memory, std::size_t size) noexcept
 {
-    ::mmap(memory, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+    static_cast<void>(::mmap(memory, size, PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0));
 }
 
 using filelock = Auto_Lock<Mutex::Impl>;
