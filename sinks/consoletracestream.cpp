@@ -8,6 +8,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -32,24 +33,23 @@ const char* colourOf(tracelevel_t level) noexcept
     }
 }
 
-/// In the encoding of consoles.
-void appendText(std::string& bytes, const tolvane::string& text)
+/// \param colour  what turns it on; null for none.
+template <class char_t>
+std::basic_string<char_t> lineOf(const char_t* text, const char* colour)
 {
-    bytes.append(text.narrow());
-}
-
-std::string bytesOf(const formattedline& line, bool isColoured)
-{
-    std::string bytes;
-    const char* const colour = isColoured ? colourOf(line.level()) : nullptr;
+    std::basic_string<char_t> line;
+    const auto append = [&line](std::string_view sequence) {
+        line.append(sequence.begin(), sequence.end());
+    };
     if (colour) {
-        bytes.append(colour);
+        append(colour);
     }
-    appendText(bytes, line);
+    line.append(text);
     if (colour) {
-        bytes.append(plainAgain);
+        append(plainAgain);
     }
-    return bytes.append(1, '\n');
+    append("\n");
+    return line;
 }
 
 } // namespace
@@ -80,22 +80,27 @@ consoletracestream::colours_t consoletracestream::wanted()
     return terminals.variable("TERM") == "dumb" ? co_never : co_onTerminals;
 }
 
-/// The stream may have been given another buffer, and be led elsewhere, since the last line.
-bool consoletracestream::isColoured() const
+bool consoletracestream::isColoured(tolvane::standardstream stream) const
 {
-    if (m_colours == co_never) {
-        return false;
-    }
-    const tolvane::Terminals& terminals = tolvane::Terminals::current();
-    const auto standard = terminals.streamOf(m_stream->rdbuf());
-    return standard && (m_colours == co_always || terminals.takesColours(*standard));
+    return m_colours == co_always ||
+           (m_colours == co_onTerminals && tolvane::Terminals::current().takesColours(stream));
 }
 
+/// The stream may have been given another buffer, and be led elsewhere, since the last line. What
+/// waits in the buffer came before.
 void consoletracestream::log(const formattedline& line)
 {
-    const std::string bytes = bytesOf(line, isColoured());
-    const auto count = static_cast<std::streamsize>(bytes.size());
+    const tolvane::Terminals& terminals = tolvane::Terminals::current();
     std::streambuf* const buffer = m_stream->rdbuf();
+    const auto standard = terminals.streamOf(buffer);
+    const char* const colour = standard && isColoured(*standard) ? colourOf(line.level()) : nullptr;
+    const tolvane::string text = line;
+    if (standard && buffer->pubsync() == 0 &&
+        terminals.write(*standard, lineOf(text.c_str(), colour))) {
+        return;
+    }
+    const std::string bytes = lineOf(text.narrow(), colour);
+    const auto count = static_cast<std::streamsize>(bytes.size());
     if (!buffer || buffer->sputn(bytes.data(), count) != count || buffer->pubsync() != 0) {
         throw std::runtime_error("the stream does not take the line");
     }

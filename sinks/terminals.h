@@ -5,6 +5,7 @@
 #include <iosfwd>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tolvane {
 
@@ -17,6 +18,11 @@ public:
 
     /// Whether a stream leads, at this moment, to a terminal that knows sequences for colours.
     virtual bool takesColours(standardstream stream) const noexcept = 0;
+
+    /// Writes a text to a stream that leads, at this moment, to a terminal which takes characters:
+    /// bytes it would show by a code page.
+    /// \return false for any other, and when it is not taken.
+    virtual bool write(standardstream stream, std::wstring_view text) const noexcept = 0;
 
     /// Which stream a buffer writes to: see standardStreamOf().
     virtual std::optional<standardstream> streamOf(std::streambuf* buffer) const;

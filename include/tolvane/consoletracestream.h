@@ -5,6 +5,10 @@
 
 #include <iosfwd>
 
+namespace tolvane {
+enum class standardstream;
+} // namespace tolvane
+
 TOLVANE_BEGIN_DECLARATIONS
 
 /// A sink for a person's eyes: writes to a standard stream, and colours lines by their level where
@@ -20,7 +24,8 @@ TOLVANE_BEGIN_DECLARATIONS
 ///
 /// Bytes go to the stream's buffer of the moment, behind which they are flushed. What state the
 /// stream is in counts for nothing, and stays as it is. A line that the buffer does not take whole
-/// is lost. Text is converted by the C library in the process's locale (LC_CTYPE).
+/// is lost. Text is converted by the C library in the process's locale (LC_CTYPE), or is UTF-8, see
+/// trace::useUtf8; a console of Windows gets characters, whatever its code page.
 class TOLVANE_EXPORT consoletracestream : public tracestream
 {
 public:
@@ -54,7 +59,7 @@ private:
     TOLVANE_INTERNAL consoletracestream(std::ostream& stream, colours_t colours);
 
     TOLVANE_INTERNAL static colours_t wanted();
-    TOLVANE_INTERNAL bool isColoured() const;
+    TOLVANE_INTERNAL bool isColoured(tolvane::standardstream stream) const;
 
     std::ostream* m_stream; ///< not owned
     colours_t m_colours;

@@ -16,6 +16,8 @@ public:
         return ::isatty(stream == standardstream::output ? STDOUT_FILENO : STDERR_FILENO) != 0;
     }
 
+    bool write(standardstream, std::wstring_view) const noexcept override { return false; }
+
     std::string variable(const char* name) const override
     {
         const char* const value = std::getenv(name);

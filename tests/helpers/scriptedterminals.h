@@ -5,6 +5,7 @@
 #include <map>
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 /// Puts terminals in use that are as the test says, for as long as the object lives.
 class scriptedterminals : public tolvane::Terminals
@@ -19,6 +20,15 @@ public:
     bool takesColours(tolvane::standardstream stream) const noexcept override
     {
         return stream == tolvane::standardstream::output && outputIsTerminal;
+    }
+
+    bool write(tolvane::standardstream stream, std::wstring_view text) const noexcept override
+    {
+        if (stream != tolvane::standardstream::output || !outputTakesCharacters) {
+            return false;
+        }
+        characters.append(text);
+        return true;
     }
 
     std::optional<tolvane::standardstream> streamOf(std::streambuf* buffer) const override
@@ -36,6 +46,8 @@ public:
 
     std::streambuf* output = nullptr; ///< of standard output
     bool outputIsTerminal = true;
+    bool outputTakesCharacters = false;
+    mutable std::wstring characters; ///< those that it has taken
     std::map<std::string, std::string> variables;
     mutable int questions = 0; ///< for variables
 };

@@ -277,6 +277,54 @@ TEST_CASE("a console gets lines whole, in the encoding of the process's locale",
     CHECK(stream.str() == plain('I', locale.bytes) + "!\n");
 }
 
+TEST_CASE("a console that takes characters gets them, whatever the locale", "[sinks][console]")
+{
+    terminaltest test;
+    test.terminals.outputTakesCharacters = true;
+    consoletracestream sink(test.stream);
+
+    sink.log(lineOf(tl_info, L"gr\u00f6\u00dfe \u65e5"));
+    sink.log(lineOf(tl_error));
+
+    CHECK(test.terminals.characters ==
+          L"[1970-01-01 00:00:00.000]:   1:[I]: f : gr\u00f6\u00dfe \u65e5\n"
+          L"\x1b[31m[1970-01-01 00:00:00.000]:   1:[E]: f : text\x1b[0m\n");
+    CHECK(test.stream.str().empty());
+}
+
+TEST_CASE("what waits in a stream's buffer is on the console before a line's characters",
+          "[sinks][console]")
+{
+    class waitingbuffer : public std::stringbuf
+    {
+    public:
+        explicit waitingbuffer(const std::wstring& shown) : m_shown(shown) {}
+
+        bool isFirst = false;
+
+    protected:
+        int sync() override
+        {
+            isFirst = m_shown.empty();
+            return 0;
+        }
+
+    private:
+        const std::wstring& m_shown;
+    };
+    scriptedterminals terminals;
+    terminals.outputTakesCharacters = true;
+    waitingbuffer buffer(terminals.characters);
+    terminals.output = &buffer;
+    std::ostream stream(&buffer);
+    consoletracestream sink(stream);
+
+    sink.log(lineOf(tl_info));
+
+    CHECK(buffer.isFirst);
+    CHECK_FALSE(terminals.characters.empty());
+}
+
 TEST_CASE("the standard streams' buffers are known, and no others", "[sinks][console]")
 {
     using tolvane::standardstream;

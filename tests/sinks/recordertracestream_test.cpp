@@ -336,6 +336,7 @@ TEST_CASE("the file of a recorder rotates where it would if every line were writ
 TEST_CASE("a hardware fault in a recorder's sink costs it all lines from then on",
           "[sinks][recorder]")
 {
+    std::unique_ptr<tracestream> undestroyed; // by the dispatcher, which does not touch it any more
     quietdispatcher quiet;
     const probesink sink(1);
     sink.told().onLog = [](const std::wstring& text) {
@@ -343,7 +344,8 @@ TEST_CASE("a hardware fault in a recorder's sink costs it all lines from then on
             throw StructuredException("a fault");
         }
     };
-    quiet.dispatcher.output(recordertracestream(10, sink)).setLevel(tl_trace);
+    undestroyed.reset(&quiet.dispatcher.output(recordertracestream(10, sink)));
+    undestroyed->setLevel(tl_trace);
     for (const wchar_t* const text : {L"a", L"b", L"c"}) {
         quiet.queue(tl_info, text);
     }
