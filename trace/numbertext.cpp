@@ -84,7 +84,7 @@ void numbertext::setReal(const placeholder& how, real_t value)
         writeReal(magnitude, kind, given);
     }
     if (how.isAlternative && m_takesZeros) {
-        addPoint();
+        addPoint(kind == 'a' ? 'p' : 'e');
     }
     if (isUpper(how.kind)) {
         raise(m_digits, m_length);
@@ -155,11 +155,10 @@ int numbertext::exponent() const noexcept
 }
 
 /// Of a number without digits behind the point, which is left out then.
-void numbertext::addPoint()
+void numbertext::addPoint(char exponentMark)
 {
     char* const end = m_digits + m_length;
-    char* const mark = std::find_if(
-        m_digits, end, [](char character) { return character == 'e' || character == 'p'; });
+    char* const mark = std::find(m_digits, end, exponentMark);
     if (std::find(m_digits, mark, '.') == mark) {
         std::copy_backward(mark, end, end + 1);
         *mark = '.';

@@ -53,7 +53,7 @@ private:
     template <class real_t>
     bool tryReal(char* room, std::size_t size, real_t magnitude, char kind, int precision);
     int exponent() const noexcept;
-    void addPoint();
+    void addPoint(char exponentMark);
 
     /// Enough for integers in octal digits, and for most reals.
     static constexpr std::size_t fewDigits = 64;

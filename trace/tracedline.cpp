@@ -195,7 +195,9 @@ void tracedline::insertElsewhere(operand kind, unsigned long long bits)
 {
     const auto character = static_cast<char>(bits);
     const bool isCharacter = kind == operand::character;
-    if (!gathers() || (isCharacter && !isKept(character))) {
+    if (isCharacter && !plaintext::isPlain(character) && character != 0) {
+        insertNarrow(&character, 1);
+    } else if (!gathers() || (isCharacter && !isKept(character))) {
         withValue(kind, bits, [this](auto value) { stream() << value; });
     } else if (isCharacter) {
         keepPlain(&character, 1);

@@ -2,6 +2,7 @@
 
 #if defined(_MSVC_LANG) ? _MSVC_LANG < 201703L : __cplusplus < 201703L
 #error "tolvane needs C++17 or later"
+#define TOLVANE_IS_TOO_OLD
 #endif
 
 /// What differs between compilers and is visible outside the library.

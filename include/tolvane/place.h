@@ -16,14 +16,13 @@ namespace tolvane {
 class place : public scopestream
 {
 public:
-    /// \param isActive   false: there is no line, whatever sinks take.
     /// \param function   the statement's pointer, a static one. Null: the function is registered and
     ///                   the pointer set, once however many threads come here at the same time.
     /// \param signature  the compiler's text for the function; not looked at when the pointer is
     ///                   set, and null counts as empty.
     /// \param level      the line's.
-    place(bool isActive, const hashedfunction*& function, const char* signature, tracelevel_t level)
-        : m_isEntered(isActive && !isIdle(function, level)),
+    place(const hashedfunction*& function, const char* signature, tracelevel_t level)
+        : m_isEntered(!isIdle(function, level)),
           m_isWaiting(m_isEntered && enter(function, signature, level))
     {}
 

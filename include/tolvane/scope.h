@@ -37,8 +37,12 @@
 /// includes the first of the library's headers.
 #if defined(TOLVANE_ACTIVE_LEVEL)
 #define TOLVANE_IS_ACTIVE(level) (static_cast<int>(level) <= static_cast<int>(TOLVANE_ACTIVE_LEVEL))
+#define TOLVANE_IF_ACTIVE(level)                                                   \
+    for (bool tolvane_isDone = false; TOLVANE_IS_ACTIVE(level) && !tolvane_isDone; \
+         tolvane_isDone = true)
 #else
 #define TOLVANE_IS_ACTIVE(level) true
+#define TOLVANE_IF_ACTIVE(level)
 #endif
 
 /// Whether a line is to be made.
@@ -86,11 +90,11 @@
 /// The line ends with the statement, which no other may be part of. The function is named as one
 /// with a scope would be. When no sink takes the level, no operand is evaluated, at the price of a
 /// look at a pointer and a level.
-#define TOLVANE_HERE(level)                                                         \
-    TOLVANE_SHADOWING                                                               \
-    for (tolvane::place tolvane_place(TOLVANE_IS_ACTIVE(level), TOLVANE_FUNCTION(), \
-                                      TOLVANE_SIGNATURE, (level));                  \
-         TOLVANE_RARELY(tolvane_place.isWaiting()); tolvane_place.finish())         \
+#define TOLVANE_HERE(level)                                                            \
+    TOLVANE_SHADOWING                                                                  \
+    TOLVANE_IF_ACTIVE(level)                                                           \
+    for (tolvane::place tolvane_place(TOLVANE_FUNCTION(), TOLVANE_SIGNATURE, (level)); \
+         TOLVANE_RARELY(tolvane_place.isWaiting()); tolvane_place.finish())            \
     TOLVANE_NO_SHADOWING tolvane::tracedline(tolvane_place, (level))
 
 /// The static pointer to the function in which the statement stands, for itself alone.

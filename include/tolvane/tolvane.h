@@ -2,9 +2,12 @@
 
 /// Everything that an application needs to trace.
 
+#include <tolvane/export.h>
+
+#if !defined(TOLVANE_IS_TOO_OLD) // the one error says so
+
 #include <tolvane/callsite.h>
 #include <tolvane/consoletracestream.h>
-#include <tolvane/export.h>
 #include <tolvane/filetracestream.h>
 #include <tolvane/flushguard.h>
 #include <tolvane/formattedline.h>
@@ -36,4 +39,6 @@
 #include <tolvane/debuggertracestream.h>
 #else
 #include <tolvane/syslogtracestream.h>
+#endif
+
 #endif

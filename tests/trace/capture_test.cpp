@@ -284,16 +284,22 @@ TEST_CASE("characters are gathered but for those that end a line", "[trace][capt
     CHECK(queue.texts() == texts_t{L"a", L"b", L"cd", L"e", L""});
 }
 
-TEST_CASE("a character beyond ASCII becomes what a stream makes of it", "[trace][capture]")
+TEST_CASE("a character beyond ASCII is a text of its own, and costs none behind it",
+          "[trace][capture]")
 {
+    const heldqueue queue;
+    tolvane::scope scope(function(), "void f()");
     for (int code = 0x80; code <= 0xFF; ++code) {
-        const auto character = static_cast<char>(code);
-        const auto wide =
-            std::use_facet<std::ctype<wchar_t>>(std::locale::classic()).widen(character);
-        if (std::char_traits<wchar_t>::to_int_type(wide) != std::char_traits<wchar_t>::eof()) {
-            checkSame(asItIs, character);
-        }
+        const char text[] = {static_cast<char>(code), '\0'};
+        TOLVANE_LOG(scope, tl_always) << "a" << text << 1;
+        TOLVANE_LOG(scope, tl_always) << "a" << text[0] << 1;
+        TOLVANE_LOG(scope, tl_always) << std::hex << "a" << text[0] << 1;
+        TOLVANE_LOGF(scope, tl_always, "a%c%d", text[0], 1);
+        const texts_t lines = queue.texts();
+        REQUIRE(lines.size() >= 4);
+        CHECK(std::equal(lines.end() - 3, lines.end(), lines.end() - 4));
     }
+    CHECK(queue.texts().front() == L"a?1");
 }
 
 TEST_CASE("a real is rounded as the thread that traces has it", "[trace][capture]")
