@@ -209,6 +209,16 @@ void hashedfunctiontree<tracelevel_t>::set(tracelevel_t level, const tolvane::st
     });
 }
 
+void hashedfunctiontree<tracelevel_t>::set(const std::vector<namedlevel>& levels)
+{
+    change([&levels](functiontreenode& root) {
+        for (const namedlevel& each : levels) {
+            const namechain chain(each.name);
+            descend(root, chain.first(), view(each.name)).level = each.level;
+        }
+    });
+}
+
 void hashedfunctiontree<tracelevel_t>::clear(const tolvane::string& name)
 {
     const namechain chain(name);

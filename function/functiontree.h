@@ -3,6 +3,7 @@
 #include <tolvane/tracelevel.h>
 
 #include "function/hashedname.h"
+#include "function/namedlevel.h"
 
 #include <atomic>
 #include <map>
@@ -131,6 +132,9 @@ public:
     /// Writes a level at a name's node. A node that is made on the way takes its parent's level as
     /// it is now, and keeps it when the parent's is changed later.
     void set(tracelevel_t level, const tolvane::string& name);
+
+    /// The same for many, in their order, as one change.
+    void set(const std::vector<namedlevel>& levels);
 
     /// Removes a name's node with everything beneath it, after making the nodes above it if there
     /// are none; for an empty name, everything below the root, whose own level stays.

@@ -3,7 +3,6 @@
 #include "settings/words.h"
 #include "support/levelnames.h"
 
-#include <iterator>
 #include <optional>
 
 namespace tolvane {
@@ -11,13 +10,13 @@ namespace tolvane {
 namespace {
 
 /// What the names of operators have, and no others.
-bool hasBlankOrSign(std::wstring_view name) noexcept
+bool hasForeignSign(std::wstring_view name) noexcept
 {
     constexpr std::wstring_view keyword = L"operator";
     const bool isOperator = name.substr(0, keyword.size()) == keyword;
     const std::wstring_view scope = name.substr(0, isOperator ? 0 : name.find(L"::operator"));
     return scope.find_first_of(blanks) != std::wstring_view::npos ||
-           scope.find(L'=') != std::wstring_view::npos;
+           scope.find_first_of(L"=*") != std::wstring_view::npos;
 }
 
 /// Takes the part up to the next comma, and the comma with it. One that an operator is called by is
@@ -59,12 +58,15 @@ bool levelsettings::read(std::wstring_view text)
 {
     m_all.clear();
     m_wrong.clear();
+    bylength_t found;
     while (!text.empty()) {
         const std::wstring_view part = trimmed(takeSetting(text));
-        if (!part.empty() && !readPart(part)) {
-            m_all.clear();
+        if (!part.empty() && !readPart(part, found)) {
             return false;
         }
+    }
+    for (const auto& each : found) {
+        m_all.push_back(each.second);
     }
     return true;
 }
@@ -76,7 +78,7 @@ std::wstring levelsettings::nameOf(tracelevel_t level)
 }
 
 /// The last equality sign counts: operators have some in their names.
-bool levelsettings::readPart(std::wstring_view part)
+bool levelsettings::readPart(std::wstring_view part, bylength_t& read)
 {
     const std::size_t sign = part.rfind(L'=');
     if (sign == std::wstring_view::npos) {
@@ -86,26 +88,18 @@ bool levelsettings::readPart(std::wstring_view part)
     if (name.empty()) {
         return refuse(part, L"has no name");
     }
-    if (hasBlankOrSign(name)) {
-        return refuse(part, L"has a name with a blank or an equality sign, or lacks a comma");
+    if (name != L"*" && hasForeignSign(name)) {
+        return refuse(
+            part, L"has a name with a blank, an asterisk or an equality sign, or lacks a comma");
     }
     const std::optional<tracelevel_t> level = levelOf(trimmed(part.substr(sign + 1)));
     if (!level) {
         return refuse(part, L"has a level that is none of always, error, warning, info, verbose, "
                             L"debug, trace and 0 to 6");
     }
-    add({name == L"*" ? string() : string(name), *level});
+    namedlevel setting = {name == L"*" ? string() : string(name), *level};
+    read.emplace(setting.name.length(), setting);
     return true;
-}
-
-/// Behind all whose names are not longer.
-void levelsettings::add(const setting& added)
-{
-    auto place = m_all.end();
-    while (place != m_all.begin() && added.name.length() < std::prev(place)->name.length()) {
-        --place;
-    }
-    m_all.insert(place, added);
 }
 
 bool levelsettings::refuse(std::wstring_view part, const wchar_t* why)

@@ -1,8 +1,10 @@
 #pragma once
 
-#include <tolvane/string.h>
 #include <tolvane/tracelevel.h>
 
+#include "function/namedlevel.h"
+
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,12 +18,6 @@ namespace tolvane {
 class levelsettings
 {
 public:
-    struct setting
-    {
-        string name; ///< empty for the asterisk
-        tracelevel_t level;
-    };
-
     /// Reads a text in the place of what was read before.
     /// \return false when a part is malformed; then wrong() tells which, and there are no settings.
     bool read(std::wstring_view text);
@@ -31,17 +27,18 @@ public:
 
     /// In the order in which they are to be set: a name before what it contains, and the last of
     /// equal ones last.
-    const std::vector<setting>& all() const noexcept { return m_all; }
+    const std::vector<namedlevel>& all() const noexcept { return m_all; }
 
     /// The first malformed part, and what is wrong with it.
     const std::wstring& wrong() const noexcept { return m_wrong; }
 
 private:
-    bool readPart(std::wstring_view part);
-    void add(const setting& added);
+    using bylength_t = std::multimap<unsigned long long, namedlevel>;
+
+    bool readPart(std::wstring_view part, bylength_t& read);
     bool refuse(std::wstring_view part, const wchar_t* why);
 
-    std::vector<setting> m_all;
+    std::vector<namedlevel> m_all;
     std::wstring m_wrong;
 };
 

@@ -6,6 +6,7 @@
 #include "function/functiontree.h"
 #include "settings/levelsettings.h"
 #include "sinks/linerecorder.h"
+#include "sinks/platformsinks.h"
 #include "sinks/recorderfile.h"
 #include "sinks/rotation.h"
 #include "support/errortext.h"
@@ -97,6 +98,8 @@ void sinkdescription::putStream(unsigned long long id)
 {
     if (const wchar_t* const standard = standardStream(id)) {
         put(standard);
+    } else if (const wchar_t* const platform = platformDestination(id)) {
+        put(platform);
     } else {
         put(L"stream ");
         putHexadecimal(id);

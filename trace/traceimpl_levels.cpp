@@ -1,5 +1,7 @@
 #include "trace/traceimpl.h"
 
+#include "function/functiontree.h"
+
 #include <tolvane/tracestream.h>
 
 #include "settings/levelsettings.h"
@@ -34,16 +36,16 @@ void traceimpl::setLevel(const tracestream& sink, tracelevel_t level, const tolv
 void traceimpl::setLevels(const tolvane::levelsettings& settings)
 {
     const instancelock lock(m_instanceMutex);
-    for (const tolvane::levelsettings::setting& each : settings.all()) {
-        setLevel(each.level, each.name);
+    for (const auto& attached : m_sinks) {
+        setLevelsOf(*attached.second.sink, settings);
     }
 }
 
+/// All at once: each change copies all levels that there are.
 void traceimpl::setLevelsOf(tracestream& sink, const tolvane::levelsettings& levels)
 {
-    for (const tolvane::levelsettings::setting& each : levels.all()) {
-        sink.setLevel(each.level, each.name);
-    }
+    sink.m_levels->set(levels.all());
+    levelgeneration::raise();
 }
 
 void traceimpl::clearLevels(tracelevel_t level)

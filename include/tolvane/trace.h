@@ -95,9 +95,10 @@ public:
     /// file once a second. A later call follows another file instead.
     ///
     /// \param path  a file with the text that outputFromEnvironment() reads, in UTF-8, at most a
-    ///              mebibyte. (A narrow path is converted as all narrow text is: from the process's
-    ///              locale, or from UTF-8 after useUtf8().) Empty: no file is followed any more;
-    ///              what was set stays.
+    ///              mebibyte. Relative to the current directory of each look: a daemon, which goes
+    ///              elsewhere, gives an absolute path. (A narrow path is converted as all narrow
+    ///              text is: from the process's locale, or from UTF-8 after useUtf8().) Empty: no
+    ///              file is followed any more; what was set stays.
     /// \return false when it cannot be read now, or is malformed; it is followed all the same. False
     ///         without a path, too.
     ///

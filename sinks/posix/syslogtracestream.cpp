@@ -2,6 +2,7 @@
 
 #include <tolvane/formattedline.h>
 
+#include "sinks/platformsinks.h"
 #include "sinks/posix/systemlog.h"
 #include "support/utf8.h"
 #include "support/view.h"
@@ -76,6 +77,11 @@ void syslogtracestream::log(const formattedline& line)
 unsigned long long syslogtracestream::id() const
 {
     return reinterpret_cast<std::uintptr_t>(&destination);
+}
+
+const wchar_t* platformDestination(unsigned long long id) noexcept
+{
+    return id == reinterpret_cast<std::uintptr_t>(&destination) ? L"system log" : nullptr;
 }
 
 syslogtracestream* syslogtracestream::clone() const

@@ -2,6 +2,7 @@
 
 #include <tolvane/formattedline.h>
 
+#include "sinks/platformsinks.h"
 #include "sinks/windows/debugger.h"
 
 #include <cstdint>
@@ -28,6 +29,11 @@ void debuggertracestream::log(const formattedline& line)
 unsigned long long debuggertracestream::id() const
 {
     return reinterpret_cast<std::uintptr_t>(&destination);
+}
+
+const wchar_t* platformDestination(unsigned long long id) noexcept
+{
+    return id == reinterpret_cast<std::uintptr_t>(&destination) ? L"debugger" : nullptr;
 }
 
 debuggertracestream* debuggertracestream::clone() const

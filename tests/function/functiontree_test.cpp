@@ -457,6 +457,28 @@ TEST_CASE("what a change replaces is freed when nobody reads it", "[function]")
     CHECK(allocations::alive() == once);
 }
 
+TEST_CASE("many levels are set as one change, which costs each name the same", "[function]")
+{
+    const auto allocated = [](int names) {
+        std::vector<namedlevel> levels;
+        for (int name = 0; name < names; ++name) {
+            levels.push_back({L"shop::f" + std::to_wstring(name), tl_debug});
+        }
+        levels.push_back({L"shop", tl_info});
+        levels.push_back({L"shop::f0", tl_trace});
+        leveltree tree;
+        const unsigned long long before = allocations::count();
+        tree.set(levels);
+        const unsigned long long made = allocations::count() - before;
+        CHECK(levelOf(tree, L"shop::f0") == tl_trace);
+        CHECK(levelOf(tree, L"shop::f1") == tl_debug);
+        CHECK(levelOf(tree, L"shop::g") == tl_info);
+        return made;
+    };
+
+    CHECK(allocated(2000) < 30 * 2000);
+}
+
 TEST_CASE("a tree tells the names whose levels differ from what surrounds them", "[function]")
 {
     const auto shown = [](const leveltree& tree) {

@@ -19,7 +19,7 @@ std::string settingsOf(std::wstring_view text)
         return "malformed";
     }
     std::string all;
-    for (const levelsettings::setting& each : settings.all()) {
+    for (const namedlevel& each : settings.all()) {
         all += (all.empty() ? "" : " ") + std::string(each.name.narrow()) + '=' +
                std::to_string(each.level);
     }
@@ -45,7 +45,7 @@ TEST_CASE("an asterisk stands for all that has no level of its own", "[settings]
 {
     CHECK(settingsOf(L"*=warning") == "=2");
     CHECK(settingsOf(L"a=info,*=error") == "=1 a=3");
-    CHECK(settingsOf(L"a*=info") == "a*=3");
+    CHECK(settingsOf(L"a*=info") == "malformed");
 }
 
 TEST_CASE("blanks and empty parts are ignored", "[settings]")
@@ -85,7 +85,8 @@ TEST_CASE("a malformed part spoils all", "[settings]")
 {
     for (const wchar_t* const text :
          {L"a", L"=", L"=info", L"a=", L"a=7", L"a=-1", L"a=inf", L"a=infos", L"a=info debug",
-          L"a=info b=debug", L"*", L"a=1,b", L"b,a=1", L"a=01", L"a=\u0130nfo"}) {
+          L"a=info b=debug", L"*", L"a=1,b", L"b,a=1", L"a=01", L"shop::*=info", L"**=info",
+          L"a=\u0130nfo"}) {
         CHECK(settingsOf(text) == "malformed");
     }
 }
@@ -100,8 +101,8 @@ TEST_CASE("what is wrong is said of the first malformed part", "[settings]")
     CHECK(settings.wrong() == L"\"b=loud\" has a level that is none of always, error, warning, "
                               L"info, verbose, debug, trace and 0 to 6");
     CHECK_FALSE(settings.read(L"a=info b=debug"));
-    CHECK(settings.wrong() == L"\"a=info b=debug\" has a name with a blank or an equality sign, "
-                              L"or lacks a comma");
+    CHECK(settings.wrong() == L"\"a=info b=debug\" has a name with a blank, an asterisk or an "
+                              L"equality sign, or lacks a comma");
     CHECK_FALSE(settings.read(L"= info"));
     CHECK(settings.wrong() == L"\"= info\" has no name");
     CHECK(settings.read(L"a=info"));

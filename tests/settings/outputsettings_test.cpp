@@ -40,7 +40,7 @@ std::string entriesOf(std::wstring_view text)
     std::string all;
     for (const outputsettings::entry& each : settings.all()) {
         all += all.empty() ? "" : " ";
-        for (const tolvane::levelsettings::setting& level : each.levels.all()) {
+        for (const namedlevel& level : each.levels.all()) {
             all += std::string(level.name.narrow()) + '=' + std::to_string(level.level) + ' ';
         }
         all += '>' + shown(each.to);

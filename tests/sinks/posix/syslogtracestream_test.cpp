@@ -4,6 +4,7 @@
 
 #include "sinks/posix/systemlog.h"
 #include "tests/helpers/formattedlinetest.h"
+#include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/sinkset.h"
 
 #include <catch2/catch.hpp>
@@ -131,4 +132,13 @@ TEST_CASE("the system's log takes messages, whether there is one or not", "[sink
 {
     syslogtracestream sink("tolvane_unit_tests");
     CHECK_NOTHROW(sink.log(lineOf(tl_debug, L"a test's line")));
+}
+
+TEST_CASE("people are told of the system's log by its name", "[sinks][syslog]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(syslogtracestream());
+
+    CHECK(std::string(quiet.dispatcher.describe().narrow()) ==
+          "system log: *=always; 0 written, 0 lost\n");
 }

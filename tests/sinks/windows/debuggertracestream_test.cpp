@@ -5,6 +5,7 @@
 #include "sinks/windows/debugger.h"
 #include "support/windows/platform.h"
 #include "tests/helpers/formattedlinetest.h"
+#include "tests/helpers/quietdispatcher.h"
 #include "tests/helpers/sinkset.h"
 
 #include <catch2/catch.hpp>
@@ -126,4 +127,13 @@ TEST_CASE("who listens hears what is told to the debugger", "[sinks][debugger]")
     debuggertracestream().log(lineOf(L"a line"));
 
     CHECK(listening.heard() == "[1970-01-01 00:00:00.000]:   1:[I]: f : a line\n");
+}
+
+TEST_CASE("people are told of the debugger by its name", "[sinks][debugger]")
+{
+    quietdispatcher quiet;
+    quiet.dispatcher.output(debuggertracestream());
+
+    CHECK(std::string(quiet.dispatcher.describe().narrow()) ==
+          "debugger: *=always; 0 written, 0 lost\n");
 }
