@@ -138,7 +138,11 @@ void insertCharacter(fuzz::choices& input, tolvane::tracedline& line, modellines
     if (input.truth()) {
         const auto character = static_cast<char>(input.byte());
         line << character;
-        model.put(std::use_facet<std::ctype<wchar_t>>(std::locale::classic()).widen(character));
+        if (static_cast<unsigned char>(character) < 0x80) {
+            model.put(static_cast<wchar_t>(character));
+        } else {
+            model.write(converted(std::string(1, character)));
+        }
     } else {
         const auto character = static_cast<wchar_t>(input.number());
         line << character;
