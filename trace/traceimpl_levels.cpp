@@ -44,8 +44,10 @@ void traceimpl::setLevels(const tolvane::levelsettings& settings)
 /// All at once: each change copies all levels that there are.
 void traceimpl::setLevelsOf(tracestream& sink, const tolvane::levelsettings& levels)
 {
-    sink.m_levels->set(levels.all());
-    levelgeneration::raise();
+    if (!levels.all().empty()) {
+        sink.m_levels->set(levels.all());
+        levelgeneration::raise();
+    }
 }
 
 void traceimpl::clearLevels(tracelevel_t level)
