@@ -49,7 +49,9 @@ set(inside)
 set(seen)
 foreach(name IN LISTS names)
     string(STRIP "${name}" name)
-    if(name MATCHES "^_Z(T[VISTC]|Tv[0-9n]*_n[0-9]*_|Thn[0-9]*_|GV|Z)?N?K?(${mangled})")
+    if(name MATCHES "^_ZNK?[0-9]+[a-z]+(4Impl|5Block|5Entry|8Registry)")
+        list(APPEND inside "${name}") # nested in an exported class
+    elseif(name MATCHES "^_Z(T[VISTC]|Tv[0-9n]*_n[0-9]*_|Thn[0-9]*_|GV|Z)?N?K?(${mangled})")
         list(APPEND seen ${CMAKE_MATCH_2})
     elseif(name MATCHES "^_Z(T[VISTC]|GV)?N?K?(S|9__gnu_cxx|St|ZN?K?S)|^_ZS|^_ZZ?N?K?St|^_ZN9__gnu_cxx")
         # instantiated from the C++ library's templates, wherever they are used

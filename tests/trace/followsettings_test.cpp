@@ -1,7 +1,7 @@
 #include <tolvane/tolvane.h>
 
 #include "tests/helpers/attached.h"
-#include "tests/helpers/gate.h"
+#include "tests/helpers/busysink.h"
 #include "tests/helpers/memoryfiles.h"
 #include "tests/helpers/pipedstandarderror.h"
 #include "tests/helpers/probesink.h"
@@ -13,8 +13,8 @@
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -285,25 +285,12 @@ TEST_CASE("while a sink is busy the settings wait", "[trace][settings]")
     followed program;
     program.write("");
     program.follow();
-    const probesink sink{1};
-    gate entered;
-    gate release;
-    sink.told().onLog = [&](const std::wstring&) {
-        entered.open();
-        release.wait();
-    };
-    program.dispatcher.output(sink).setLevel(tl_info);
-    std::thread writer([&] {
-        program.queue(tl_info, L"a");
-        program.dispatcher.flushQueue(0);
-    });
-    entered.wait();
+    busysink busy(program);
 
     program.change("*=info > file:a.log");
     CHECK(program.sinks() == 1);
 
-    release.open();
-    writer.join();
+    busy.release();
     program.pass(10);
     CHECK(program.sinks() == 2);
 }
@@ -313,27 +300,14 @@ TEST_CASE("while a sink is busy a malformed file is complained of once", "[trace
     followed program;
     program.write("");
     program.follow();
-    const probesink sink{1};
-    gate entered;
-    gate release;
-    sink.told().onLog = [&](const std::wstring&) {
-        entered.open();
-        release.wait();
-    };
-    program.dispatcher.output(sink).setLevel(tl_info);
-    std::thread writer([&] {
-        program.queue(tl_info, L"a");
-        program.dispatcher.flushQueue(0);
-    });
-    entered.wait();
+    busysink busy(program);
     const pipedstandarderror errors;
 
     program.change("shop");
     program.pass(10);
     program.pass(10);
     const std::string said = errors.read();
-    release.open();
-    writer.join();
+    busy.release();
 
     CHECK(std::count(said.begin(), said.end(), '\n') == 1);
 }

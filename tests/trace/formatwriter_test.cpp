@@ -8,6 +8,7 @@
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <complex>
@@ -208,6 +209,15 @@ TEST_CASE("infinity and what is no number take no zeros", "[trace][formats]")
     CHECK(formatted("%06f|%-6e|%+g|%F", infinity, -infinity, infinity, -infinity) ==
           L"   inf|-inf  |+inf|-INF");
     CHECK(formatted("%06f|%G|% a|%#g", none, none, none, infinity) == L"   nan|NAN| nan|inf");
+}
+
+TEST_CASE("a digit of a hexadecimal real is not taken for an exponent's mark", "[trace][formats]")
+{
+    for (const long double value : {14.5L, 1.75L, 0.875L}) { // those of 80 bits begin with an e
+        const std::wstring text = formatted("%#La", value);
+        CHECK(std::count(text.begin(), text.end(), L'.') == 1);
+        CHECK(text.find(L"x.") == std::wstring::npos);
+    }
 }
 
 TEST_CASE("hexadecimal reals have all of their digits", "[trace][formats]")

@@ -2,6 +2,7 @@
 
 #include <tolvane/hashedfunction.h>
 
+#include "tests/helpers/allocations.h"
 #include "tests/helpers/attached.h"
 #include "tests/helpers/probesink.h"
 #include "tests/helpers/traceimpltest.h"
@@ -158,6 +159,24 @@ TEST_CASE("levels are set by a text for every attached sink", "[trace]")
         CHECK(sink.level(trace::registerfunction("void b::f()")) == tl_info);
         CHECK(sink.level(trace::registerfunction("void c::f()")) == tl_warning);
     }
+}
+
+TEST_CASE("a text of many levels costs each of them the same", "[trace]")
+{
+    constexpr unsigned long long names = 2000;
+    const probesink sink(1);
+    const attached attachment(sink, tl_verbose);
+    std::string text;
+    for (unsigned long long name = 0; name < names; ++name) {
+        text += "many::f" + std::to_string(name) + "=debug,";
+    }
+
+    const unsigned long long before = allocations::count();
+    CHECK(trace::setLevels(text));
+    const unsigned long long made = allocations::count() - before;
+
+    CHECK(made < 60 * names);
+    CHECK(trace::level("many::f1999") == tl_debug);
 }
 
 TEST_CASE("a malformed text of levels changes nothing", "[trace]")

@@ -4,6 +4,7 @@
 #include "support/stamps.h"
 #include "tests/helpers/allocations.h"
 #include "tests/helpers/busydispatcher.h"
+#include "tests/helpers/busysink.h"
 #include "tests/helpers/gate.h"
 #include "tests/helpers/heldelsewhere.h"
 #include "tests/helpers/probesink.h"
@@ -30,45 +31,6 @@
 namespace {
 
 using events_t = std::vector<std::string>;
-
-/// A sink with the id 0xB that is in the middle of a line, on a thread that flushes, for as long as
-/// this lives.
-class busysink
-{
-public:
-    explicit busysink(quietdispatcher& quiet) : busysink(quiet.dispatcher, quiet.function) {}
-
-    busysink(traceimpl& dispatcher, const hashedfunction& function) : m_sink(0xB)
-    {
-        m_sink.told().onLog = [this](const std::wstring& text) {
-            if (text == L"busy") {
-                m_entered.open();
-                m_release.wait();
-            }
-        };
-        dispatcher.output(m_sink);
-        m_thread = std::thread([&] {
-            traceimpltest::queue(dispatcher, function, traceimpltest::levelForAll, L"busy");
-            dispatcher.flushQueue(0);
-        });
-        m_entered.wait();
-    }
-
-    ~busysink()
-    {
-        m_release.open();
-        m_thread.join();
-    }
-
-    busysink(const busysink&) = delete;
-    busysink& operator=(const busysink&) = delete;
-
-private:
-    probesink m_sink;
-    gate m_entered;
-    gate m_release;
-    std::thread m_thread;
-};
 
 long long millisecondsOf(const std::function<void()>& action)
 {
