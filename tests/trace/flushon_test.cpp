@@ -11,8 +11,11 @@
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <climits>
+#include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -129,6 +132,30 @@ TEST_CASE("a hardware fault of a sink is not the line's, but told of by the writ
     CHECK_NOTHROW(quiet.queue(tl_error, L"b")); // the sink gets no more lines
     CHECK_NOTHROW(traceimpltest::writePass(quiet.dispatcher));
     CHECK(quiet.dispatcher.lost(trace::destination) == 2);
+}
+
+TEST_CASE("a sink's fault that the writer has not told of is told of at the end",
+          "[trace][flushon]")
+{
+    std::unique_ptr<tracestream> undestroyed; // by the dispatcher, which does not touch it any more
+    std::ostringstream standardError;
+    std::streambuf* const buffer = std::cerr.rdbuf(standardError.rdbuf());
+    const probesink told(1);
+    {
+        const attached all(told, tl_error);
+        flushed quiet;
+        undestroyed.reset(traceimpltest::sink(quiet.dispatcher, quiet.sink.id()));
+        quiet.dispatcher.flushOn(tl_error);
+        quiet.sink.told().onLog = [](const std::wstring&) { throw StructuredException("a fault"); };
+        quiet.queue(tl_error, L"a");
+        CHECK(told.events().size() == 1); // the clone's
+
+        quiet.dispatcher.stop();
+        const events_t events = told.events();
+        CHECK(std::count(events.begin(), events.end(), "1: a fault. Trace follows:") == 1);
+    }
+    trace::remove(ostreamtracestream<char>(std::cerr)); // a report attaches it
+    std::cerr.rdbuf(buffer);
 }
 
 TEST_CASE("a line within a sink's call waits for the call's end", "[trace][flushon]")
